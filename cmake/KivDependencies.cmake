@@ -1,0 +1,28 @@
+# Every library the project calls, found once here under one target name each.
+find_package(PkgConfig REQUIRED)
+find_package(Threads REQUIRED)
+pkg_check_modules(FFMPEG REQUIRED IMPORTED_TARGET libavformat libavcodec libavutil libswscale)
+pkg_check_modules(JSONCPP REQUIRED IMPORTED_TARGET jsoncpp)
+pkg_check_modules(HWY REQUIRED IMPORTED_TARGET libhwy)
+find_package(spdlog REQUIRED)
+find_package(fmt REQUIRED)
+find_package(CLI11 REQUIRED)
+
+# libyuv ships neither a CMake package nor a pkg-config file.
+find_path(LIBYUV_INCLUDE_DIR libyuv.h REQUIRED)
+find_library(LIBYUV_LIBRARY yuv REQUIRED)
+add_library(kiv_libyuv INTERFACE)
+target_include_directories(kiv_libyuv SYSTEM INTERFACE ${LIBYUV_INCLUDE_DIR})
+target_link_libraries(kiv_libyuv INTERFACE ${LIBYUV_LIBRARY})
+
+if(KIV_TESTS)
+  find_package(GTest REQUIRED)
+endif()
+if(KIV_BENCH)
+  find_package(benchmark REQUIRED)
+endif()
+find_program(KIV_CCACHE ccache)
+if(KIV_CCACHE)
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${KIV_CCACHE})
+  set(CMAKE_C_COMPILER_LAUNCHER ${KIV_CCACHE})
+endif()

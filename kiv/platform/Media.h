@@ -1,0 +1,123 @@
+// Media sources and decoders: what a host hands to a chain's source.
+//
+// Units:    time int64 in 100 ns from the first displayed frame; frame counts int32.
+// Threads:  one caller at a time for each decoder.
+// Errors:   damaged or missing media gives a failure code; nothing is thrown.
+#pragma once
+
+#include <cstdint>
+
+#include "kiv/platform/Frame.h"
+
+struct IKivProperties;
+
+// Seek modes. Both reach the same picture.
+enum class KivSeekMode : int32_t { kSingle = 0, kReadOnward = 1 };
+
+struct KIV_EXPORT IKivMediaDecoder : IUnknown {
+  static constexpr GUID kIid{
+      0x2B7D4E90, 0x81C6, 0x4F0A, {0xA3, 0x6D, 0x55, 0x12, 0x9E, 0x0B, 0x7C, 0x34}};
+
+  virtual HRESULT Reserved3() { return E_NOTIMPL; }
+  virtual int64_t GetCurrentTime() = 0;
+  // Positions on the frame shown at `time`. A time in whole ticks that was truncated from a frame's
+  // start names that frame. Times outside the clip are kept: reads then give its first or last frame.
+  virtual HRESULT Seek(int64_t time, int32_t mode) = 0;
+  // Moves by `count` frames, backwards when negative. `moved` (may be null) receives how many of
+  // them stayed inside the clip: 0 at its end.
+  virtual HRESULT Skip(int32_t count, int32_t* moved) = 0;
+  virtual HRESULT Reserved7() { return E_NOTIMPL; }
+  // True reads the clip's own file, false the proxy when one is set. Acts at once.
+  virtual HRESULT SetProxyOff(bool off) = 0;
+  // An empty or null path forgets the proxy. Acts at once.
+  virtual HRESULT SetProxyPath(const wchar_t* path) = 0;
+  // The frame at the current position; does not move. The caller's own frame: nobody writes it later.
+  virtual HRESULT ReadCurrentFrame(KivComPtr<IKivFrame>* frame) = 0;
+};
+
+struct KIV_EXPORT IKivDecoderSize : IUnknown {
+  static constexpr GUID kIid{
+      0xCC07C575, 0x4BED, 0x415F, {0x9C, 0x3B, 0xAB, 0x28, 0x3C, 0x25, 0x4B, 0x85}};
+
+  // Pictures come out at this size from the next read on. A size with a side below 1 is refused.
+  virtual HRESULT SetOutputSize(const KivSize* size) = 0;
+  // The size as shown, rotation applied, before any scaling.
+  virtual HRESULT GetSourceSize(KivSize* size) = 0;
+};
+
+// What a stream is, for hosts. Texts are UTF-8, cut to fit.
+struct KivStreamInfo {
+  KivSize size;                 // as shown, rotation applied
+  KivSize codedSize;            // as stored
+  KivRational frameRate;        // nominal for constant rates, average for variable ones
+  KivRational sampleAspect{1, 1};
+  int32_t frameCount = 0;
+  int32_t constantRate = 0;     // 1 when every frame lies on the frame rate's grid
+  int64_t duration = 0;         // 100 ns
+  int32_t rotation = 0;         // degrees clockwise applied when shown: 0, 90, 180, 270
+  int32_t keyFrameCount = 0;
+  int32_t bitDepth = 8;
+  int32_t hasAlpha = 0;
+  int32_t audioStreams = 0;
+  char codec[32] = {};
+  char pixelFormat[32] = {};
+  char colourMatrix[16] = {};   // "bt601", "bt709", "bt2020", "rgb"
+  char colourRange[16] = {};    // "limited", "full"
+  char container[64] = {};
+};
+
+// Counts since the decoder was opened.
+struct KivDecoderStats {
+  int64_t picturesDecoded = 0;
+  int64_t picturesConverted = 0;
+  int64_t seeks = 0;
+  int64_t cacheBytesAtMost = 0;
+};
+
+struct KIV_EXPORT IKivStreamInfo : IUnknown {
+  static constexpr GUID kIid{
+      0x6A51F0C3, 0x0E2B, 0x4D19, {0x8C, 0x77, 0x3B, 0x90, 0xD4, 0x5E, 0x21, 0xF8}};
+
+  virtual HRESULT GetInfo(KivStreamInfo* info) = 0;
+  virtual HRESULT GetStats(KivDecoderStats* stats) = 0;
+  // Display time, duration (100 ns) and key mark of a frame; any out pointer may be null.
+  virtual HRESULT GetFrameTime(int32_t index, int64_t* time, int64_t* duration,
+                               int32_t* isKey) = 0;
+};
+
+struct KIV_EXPORT IKivMediaSource : IUnknown {
+  static constexpr GUID kIid{
+      0x18CE6ED3, 0x05F1, 0x1397, {0xBC, 0x75, 0x27, 0xA2, 0x0D, 0x70, 0x3A, 0x9E}};
+
+  // `location` is a path or a "media://" location of a local file.
+  virtual HRESULT Open(const wchar_t* location, int32_t flags) = 0;
+  virtual HRESULT Reserved4() { return E_NOTIMPL; }
+  virtual HRESULT Reserved5() { return E_NOTIMPL; }
+  virtual HRESULT Reserved6() { return E_NOTIMPL; }
+  virtual HRESULT Reserved7() { return E_NOTIMPL; }
+  // Video stream `index` (0 is the first video stream), with a position of its own.
+  virtual HRESULT GetVideoStream(int32_t index, IKivMediaDecoder** decoder) = 0;
+};
+
+constexpr GUID kMediaSourceClassId{
+    0x8C0E7949, 0x611F, 0x8AAA, {0xB0, 0xD3, 0xD0, 0xD2, 0x22, 0x12, 0x02, 0xF6}};
+
+// Makes opened media files.
+struct KIV_EXPORT IKivFactory : IUnknown {
+  static constexpr GUID kIid{
+      0x91E4B2A7, 0x6C3D, 0x47B8, {0xB1, 0x0F, 0x7A, 0x24, 0xC8, 0x5D, 0x93, 0x60}};
+
+  virtual HRESULT Reserved3() { return E_NOTIMPL; }
+  virtual HRESULT Reserved4() { return E_NOTIMPL; }
+  virtual HRESULT Reserved5() { return E_NOTIMPL; }
+  virtual HRESULT Reserved6() { return E_NOTIMPL; }
+  virtual HRESULT Reserved7() { return E_NOTIMPL; }
+  virtual HRESULT Reserved8() { return E_NOTIMPL; }
+  virtual HRESULT Reserved9() { return E_NOTIMPL; }
+  virtual HRESULT Reserved10() { return E_NOTIMPL; }
+  virtual HRESULT Reserved11() { return E_NOTIMPL; }
+  virtual HRESULT Reserved12() { return E_NOTIMPL; }
+  // `options` may be null; it holds codec options such as KivKey::Codec::GPU::kGPUFirst.
+  virtual HRESULT OpenMediaFile(IKivMediaSource** file, const wchar_t* path,
+                                IKivProperties* options) = 0;
+};
