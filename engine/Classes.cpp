@@ -1,6 +1,7 @@
 // Every class the engine brings along, in one table.
 #include "engine/common/ClassRegistry.h"
 #include "engine/common/Frame.h"
+#include "engine/logger/Logger.h"
 #include "kiv/platform/Frame.h"
 
 namespace kiv {
@@ -18,6 +19,8 @@ constexpr BuiltInClass kBuiltInClasses[] = {
 }  // namespace
 
 void RegisterBuiltInClasses(ClassRegistry& registry) {
+  // Every object that calls FFmpeg is made through the registry.
+  RouteFfmpegLog();
   for (const BuiltInClass& entry : kBuiltInClasses) registry.Add(entry.classId, entry.create);
 }
 
