@@ -1,6 +1,7 @@
 // Every class the engine brings along, in one table.
 #include "engine/common/ClassRegistry.h"
 #include "engine/common/Frame.h"
+#include "engine/common/PathService.h"
 #include "engine/logger/Logger.h"
 #include "kiv/platform/Frame.h"
 
@@ -14,6 +15,7 @@ struct BuiltInClass {
 
 constexpr BuiltInClass kBuiltInClasses[] = {
     {kFrameClassId, &CreateFrameObject},
+    {kPathServiceClassId, &CreatePathServiceObject},
 };
 
 }  // namespace

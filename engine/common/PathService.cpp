@@ -82,8 +82,7 @@ class CPathService final : public CountedObject<IKivPathService> {
       Settings& settings = TheSettings();
       const std::lock_guard hold(settings.lock);
       const auto found = settings.named.find(name);
-      return found == settings.named.end() ? E_NOTFOUND
-                                           : CopyText(found->second, buffer, capacity);
+      return found == settings.named.end() ? E_NOTFOUND : CopyText(found->second, buffer, capacity);
     });
   }
 

@@ -95,8 +95,7 @@ void MixRows(const SourcePicture& source, const Axis& vertical, int32_t row,
   std::fill(mixed.begin(), mixed.end(), Pixel{});
   for (int32_t i = 0; i < taps.count; ++i) {
     const float weight = vertical.weights[taps.weights + static_cast<size_t>(i)];
-    const uint8_t* from =
-        source.pixels + static_cast<size_t>(taps.first + i) * source.rowBytes;
+    const uint8_t* from = source.pixels + static_cast<size_t>(taps.first + i) * source.rowBytes;
     for (Pixel& pixel : mixed) {
       pixel += Load(from) * weight;
       from += kBytesPerPixel;
@@ -126,8 +125,7 @@ void CopyPicture(const SourcePicture& source, const TargetPicture& target) {
 
 }  // namespace
 
-HRESULT ScalePicture(const SourcePicture& source, const TargetPicture& target,
-                     ScaleFilter filter) {
+HRESULT ScalePicture(const SourcePicture& source, const TargetPicture& target, ScaleFilter filter) {
   if (!source.pixels || !target.pixels) return E_INVALIDARG;
   if (!IsPictureSize(source.width, source.height)) return E_INVALIDARG;
   if (!IsPictureSize(target.width, target.height)) return E_INVALIDARG;
