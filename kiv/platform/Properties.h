@@ -2,7 +2,8 @@
 //
 // Threads:  a bag locks itself; every operation is complete on its own.
 // Errors:   a get of a missing key gives E_NOTFOUND, of another type E_TYPEMISMATCH; the out value is
-//           then untouched, so callers preset defaults.
+//           then untouched, so callers preset defaults. A key that is null gives E_POINTER, one that is
+//           longer than kMaxPropertyKeyLength E_INVALIDARG.
 #pragma once
 
 #include <cstdint>
@@ -12,10 +13,14 @@
 
 class CKivValue;
 
+constexpr int32_t kMaxPropertyKeyLength = 4095;
+
 struct KIV_EXPORT IKivProperties : IUnknown {
   static constexpr GUID kIid{
       0xD497118B, 0x7856, 0x4F21, {0x80, 0x23, 0x8C, 0xB4, 0xC0, 0x0D, 0xE1, 0x44}};
 
+  // What the typed slots can hold is readable through them afterwards. A value without a type is
+  // refused with E_INVALIDARG.
   virtual HRESULT SetValue(const wchar_t* key, const CKivValue* value) = 0;  // slot 3
   virtual HRESULT Reserved4() { return E_NOTIMPL; }
   virtual HRESULT Reserved5() { return E_NOTIMPL; }
@@ -45,7 +50,7 @@ struct KIV_EXPORT IKivProperties : IUnknown {
   virtual HRESULT Reserved28() { return E_NOTIMPL; }
   virtual HRESULT Reserved29() { return E_NOTIMPL; }
   virtual HRESULT Reserved30() { return E_NOTIMPL; }
-  // The bag takes its own reference.
+  // The bag takes its own reference. Null removes the entry.
   virtual HRESULT SetObject(const wchar_t* key, IUnknown* object) = 0;  // slot 31
   // The caller receives a reference.
   virtual HRESULT GetObject(const wchar_t* key, IUnknown** object) = 0;

@@ -16,6 +16,7 @@ constexpr HRESULT E_NOINTERFACE = MakeResult(0x80004002);   // the object has no
 constexpr HRESULT E_POINTER = MakeResult(0x80004003);       // an out pointer is null
 constexpr HRESULT E_FAIL = MakeResult(0x80004005);          // any other failure
 constexpr HRESULT E_OUTOFMEMORY = MakeResult(0x8007000E);   // storage cannot be had
+constexpr HRESULT E_INSUFFICIENT_BUFFER = MakeResult(0x8007007A);  // a text was cut to fit
 constexpr HRESULT E_INVALIDARG = MakeResult(0x80070057);    // an argument is out of its range
 constexpr HRESULT E_NOTFOUND = MakeResult(0x80070490);      // a key or file does not exist
 constexpr HRESULT E_TYPEMISMATCH = MakeResult(0x80020005);  // a stored value has another type
