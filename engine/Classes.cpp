@@ -1,6 +1,8 @@
 // Every class the engine brings along, in one table.
 #include "engine/common/ClassRegistry.h"
 #include "engine/common/Frame.h"
+#include "engine/common/PathService.h"
+#include "engine/logger/Logger.h"
 #include "kiv/platform/Frame.h"
 
 namespace kiv {
@@ -13,11 +15,14 @@ struct BuiltInClass {
 
 constexpr BuiltInClass kBuiltInClasses[] = {
     {kFrameClassId, &CreateFrameObject},
+    {kPathServiceClassId, &CreatePathServiceObject},
 };
 
 }  // namespace
 
 void RegisterBuiltInClasses(ClassRegistry& registry) {
+  // Every object that calls FFmpeg is made through the registry.
+  RouteFfmpegLog();
   for (const BuiltInClass& entry : kBuiltInClasses) registry.Add(entry.classId, entry.create);
 }
 
