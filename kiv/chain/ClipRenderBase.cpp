@@ -1,7 +1,7 @@
 #include "kiv/chain/ClipRenderBase.h"
 
 #include "kiv/chain/CommandIds.h"
-#include "kiv/component/AtBoundary.h"
+#include "kiv/component/object/AtBoundary.h"
 
 using SimpleSync::CSimpleMutexLock;
 

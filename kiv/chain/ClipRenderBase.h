@@ -6,7 +6,7 @@
 #include "kiv/chain/IKivRender.h"
 #include "kiv/chain/Locks.h"
 #include "kiv/chain/NodeRef.h"
-#include "kiv/component/ObjectBase.h"
+#include "kiv/component/object/ObjectBase.h"
 
 // Pulls frames out of the tail node and keeps the last one. Does no frame arithmetic: an index
 // reaches the tail as it was given.

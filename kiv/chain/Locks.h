@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <mutex>
 
-#include "kiv/component/ThreadAnnotations.h"
+#include "kiv/component/object/ThreadAnnotations.h"
 
 namespace SimpleSync {
 

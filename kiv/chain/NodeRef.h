@@ -18,7 +18,7 @@
 #include <utility>
 
 #include "kiv/chain/IKivSourceBase.h"
-#include "kiv/component/ObjectBase.h"
+#include "kiv/component/object/ObjectBase.h"
 
 class NodeRef {
  public:

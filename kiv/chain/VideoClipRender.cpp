@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "kiv/chain/TaskIdentities.h"
-#include "kiv/component/AtBoundary.h"
+#include "kiv/component/object/AtBoundary.h"
 #include "kiv/platform/KeyNames.h"
 #include "kiv/platform/KivCommon.h"
 

@@ -3,7 +3,7 @@
 
 #include <span>
 
-#include "kiv/component/ObjectBase.h"
+#include "kiv/component/object/ObjectBase.h"
 
 struct ClassEntry {
   const wchar_t* description;

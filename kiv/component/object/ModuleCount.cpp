@@ -1,4 +1,4 @@
-#include "kiv/component/ModuleCount.h"
+#include "kiv/component/object/ModuleCount.h"
 
 #include <atomic>
 

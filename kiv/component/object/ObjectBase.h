@@ -4,7 +4,7 @@
 #include <atomic>
 #include <cstdint>
 
-#include "kiv/component/ModuleCount.h"
+#include "kiv/component/object/ModuleCount.h"
 #include "kiv/values/Unknown.h"
 
 // The three unknown slots of an object's interfaces: all of them ask the owner. Stands once, in the

@@ -4,7 +4,7 @@
 #include <new>
 #include <utility>
 
-#include "kiv/component/ThreadAnnotations.h"
+#include "kiv/component/object/ThreadAnnotations.h"
 #include "kiv/values/ResultCodes.h"
 
 // Runs `body`, which returns a result code. Storage that cannot be had gives E_OUTOFMEMORY, any

@@ -1,4 +1,4 @@
-#include "kiv/component/ObjectBase.h"
+#include "kiv/component/object/ObjectBase.h"
 
 #include <algorithm>
 
