@@ -1,9 +1,9 @@
 // The engine's frames and bitmaps: BGRA pictures in pooled memory.
 //
 // Units:    sizes in pixels; time int64 in 100 ns; frame index int32, -1 = none.
-// Owns:     its pixels. A frame's bitmap is the frame itself, so it is borrowed and shares
-// identity. Threads:  the count any; the rest one caller at a time. Errors:   a refused or failed
-// allocation leaves frame and pixels as they were.
+// Owns:     its pixels. A frame's bitmap is the frame itself: borrowed, sharing identity.
+// Threads:  the count any; the rest one caller at a time.
+// Errors:   a refused or failed allocation leaves frame and pixels as they were.
 #pragma once
 
 #include "engine/common/BufferPool.h"

@@ -1,8 +1,8 @@
 #include "kiv/platform/KeyNames.h"
 
-#define KIV_DEFINE_KEY(group, name, text)   \
-  namespace KivKey::group {                 \
-  const wchar_t* const name = L##text;      \
+#define KIV_DEFINE_KEY(group, name, text) \
+  namespace KivKey::group {               \
+  const wchar_t* const name = L##text;    \
   }
 KIV_KEYS(KIV_DEFINE_KEY)
 #undef KIV_DEFINE_KEY

@@ -11,38 +11,38 @@
 #include "kiv/values/ValueTypes.h"
 
 // X(id, name) in ascending order
-#define KIV_COMMANDS(X)                                                       \
-  X(0x9C5, SetDecoder)            /* IUnknown of the decoder, or null */      \
-  X(0x9C6, EndOfUse)              /* none */                                  \
-  X(0x9C7, SetSourceFrameRate)    /* const KivRational* */                    \
-  X(0x9C8, SetRenderFrameRate)    /* const KivRational* */                    \
-  X(0x9C9, SetCacheRange)         /* const KivRange* */                       \
-  X(0x9CA, SetRenderRange)        /* const KivRange* */                       \
-  X(0x9CB, SetAlphaImageFill)     /* number */                                \
-  X(0x9CC, GetSpeedSettings)      /* SpeedSettings* */                        \
-  X(0x9CD, SetSpeedSettings)      /* const SpeedSettings* */                  \
-  X(0x9CE, SetCacheReverse)       /* number */                                \
-  X(0x9EF, GetCropKeyFrameParam)  /* IKivKeyFrameParam** */                   \
-  X(0x9F0, SetCropRegion)         /* const KivRectF* */                       \
-  X(0x9F1, GetCropRegion)         /* KivRectF* */                             \
-  X(0x9F2, SetCropEnabled)        /* number */                                \
-  X(0x9F3, GetCropEnabled)        /* int32_t* */                              \
-  X(0x9F4, SetStabilizerEnabled)  /* number */                                \
-  X(0x9F5, GetStabilizerEnabled)  /* int32_t* */                              \
-  X(0x9F6, SetStabilizerLevel)    /* number */                                \
-  X(0x9F7, GetStabilizerLevel)    /* int32_t* */                              \
-  X(0x9F8, GetStabExtendControl)  /* IKivStabExtendControl** */               \
-  X(0x9F9, GetStabilizerSettings) /* StabSettings* */                         \
-  X(0x9FA, SetStabilizerSettings) /* const StabSettings* */                   \
-  X(0x9FB, SetAlphaVideoSettings) /* const AlphaVideoSettings* */             \
-  X(0x9FC, GetAlphaVideoSettings) /* AlphaVideoSettings* */                   \
-  X(0x9FD, SetProxyPath)          /* const wchar_t* */                        \
-  X(0x9FE, GetProxyPath)          /* wchar_t*, extra is its capacity */       \
-  X(0x9FF, SetProxyEnabled)       /* number */                                \
-  X(0xA00, GetProxyEnabled)       /* int32_t* */                              \
-  X(0xA01, GetScaledSize)         /* KivSize* */                              \
-  X(0xA02, GetCroppedSize)        /* KivSizeF* */                             \
-  X(0xA03, SetOutputSize)         /* const KivSize* */                        \
+#define KIV_COMMANDS(X)                                                  \
+  X(0x9C5, SetDecoder)            /* IUnknown of the decoder, or null */ \
+  X(0x9C6, EndOfUse)              /* none */                             \
+  X(0x9C7, SetSourceFrameRate)    /* const KivRational* */               \
+  X(0x9C8, SetRenderFrameRate)    /* const KivRational* */               \
+  X(0x9C9, SetCacheRange)         /* const KivRange* */                  \
+  X(0x9CA, SetRenderRange)        /* const KivRange* */                  \
+  X(0x9CB, SetAlphaImageFill)     /* number */                           \
+  X(0x9CC, GetSpeedSettings)      /* SpeedSettings* */                   \
+  X(0x9CD, SetSpeedSettings)      /* const SpeedSettings* */             \
+  X(0x9CE, SetCacheReverse)       /* number */                           \
+  X(0x9EF, GetCropKeyFrameParam)  /* IKivKeyFrameParam** */              \
+  X(0x9F0, SetCropRegion)         /* const KivRectF* */                  \
+  X(0x9F1, GetCropRegion)         /* KivRectF* */                        \
+  X(0x9F2, SetCropEnabled)        /* number */                           \
+  X(0x9F3, GetCropEnabled)        /* int32_t* */                         \
+  X(0x9F4, SetStabilizerEnabled)  /* number */                           \
+  X(0x9F5, GetStabilizerEnabled)  /* int32_t* */                         \
+  X(0x9F6, SetStabilizerLevel)    /* number */                           \
+  X(0x9F7, GetStabilizerLevel)    /* int32_t* */                         \
+  X(0x9F8, GetStabExtendControl)  /* IKivStabExtendControl** */          \
+  X(0x9F9, GetStabilizerSettings) /* StabSettings* */                    \
+  X(0x9FA, SetStabilizerSettings) /* const StabSettings* */              \
+  X(0x9FB, SetAlphaVideoSettings) /* const AlphaVideoSettings* */        \
+  X(0x9FC, GetAlphaVideoSettings) /* AlphaVideoSettings* */              \
+  X(0x9FD, SetProxyPath)          /* const wchar_t* */                   \
+  X(0x9FE, GetProxyPath)          /* wchar_t*, extra is its capacity */  \
+  X(0x9FF, SetProxyEnabled)       /* number */                           \
+  X(0xA00, GetProxyEnabled)       /* int32_t* */                         \
+  X(0xA01, GetScaledSize)         /* KivSize* */                         \
+  X(0xA02, GetCroppedSize)        /* KivSizeF* */                        \
+  X(0xA03, SetOutputSize)         /* const KivSize* */                   \
   X(0xA04, SetDecodeScale)        /* const KivRational* */
 
 enum class CommandId : uint32_t {

@@ -4,14 +4,14 @@
 #include <cstdint>
 
 // X(id, name, class)
-#define KIV_NODE_TYPES(X)                   \
-  X(0, Source, CVideoStreamer)              \
-  X(1, AlphaVideo, CVideoAlphaVideo)        \
-  X(2, FrameCache, CVideoFrameCache)        \
-  X(3, Stabilizer, CKivVideoStabilizer)     \
-  X(4, Crop, CVideoCrop)                    \
-  X(5, FrameRate, CVideoSlider)             \
-  X(6, Reverse, CVideoReverse)              \
+#define KIV_NODE_TYPES(X)               \
+  X(0, Source, CVideoStreamer)          \
+  X(1, AlphaVideo, CVideoAlphaVideo)    \
+  X(2, FrameCache, CVideoFrameCache)    \
+  X(3, Stabilizer, CKivVideoStabilizer) \
+  X(4, Crop, CVideoCrop)                \
+  X(5, FrameRate, CVideoSlider)         \
+  X(6, Reverse, CVideoReverse)          \
   X(7, Speed, CVideoShifter)
 
 enum class NodeType : int32_t {

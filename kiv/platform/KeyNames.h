@@ -41,9 +41,9 @@
   X(Stabilization, kEnabled, "Stabilization.Enabled")                                     \
   X(Stabilization, kLevel, "Stabilization.Level")
 
-#define KIV_DECLARE_KEY(group, name, text)                     \
-  namespace KivKey::group {                                    \
-  extern KIV_PLATFORM_API const wchar_t* const name;           \
+#define KIV_DECLARE_KEY(group, name, text)           \
+  namespace KivKey::group {                          \
+  extern KIV_PLATFORM_API const wchar_t* const name; \
   }
 KIV_KEYS(KIV_DECLARE_KEY)
 #undef KIV_DECLARE_KEY

@@ -19,8 +19,8 @@ class KivComPtr {
   KivComPtr(const KivComPtr& other) : KivComPtr(other.raw_) {}
   // From a holder of a derived interface.
   template <typename U>
-    requires std::is_base_of_v<T, U>
-  KivComPtr(const KivComPtr<U>& other) : KivComPtr(static_cast<T*>(other.Get())) {}
+  requires std::is_base_of_v<T, U> KivComPtr(const KivComPtr<U>& other)
+      : KivComPtr(static_cast<T*>(other.Get())) {}
   KivComPtr(KivComPtr&& other) noexcept : raw_(std::exchange(other.raw_, nullptr)) {}
   ~KivComPtr() {
     if (raw_) raw_->Release();

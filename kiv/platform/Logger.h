@@ -39,12 +39,12 @@ constexpr const wchar_t* BaseName(const wchar_t* path) {
 #define KIV_WIDEN(text) KIV_WIDEN_TEXT(text)
 
 // Adds "  [file, line]" to the message.
-#define KIV_LOG_AT(level, line, format, ...)                                          \
-  do {                                                                                \
-    IKivLogger* const kivLogger = KivGetDefaultLogger();                              \
-    if (kivLogger->IsEnabled(level)) {                                                \
-      kivLogger->Write(level, format L"  [%ls, %d]" __VA_OPT__(, ) __VA_ARGS__,       \
-                       kiv::BaseName(KIV_WIDEN(__FILE__)), static_cast<int>(line));   \
-    }                                                                                 \
+#define KIV_LOG_AT(level, line, format, ...)                                        \
+  do {                                                                              \
+    IKivLogger* const kivLogger = KivGetDefaultLogger();                            \
+    if (kivLogger->IsEnabled(level)) {                                              \
+      kivLogger->Write(level, format L"  [%ls, %d]" __VA_OPT__(, ) __VA_ARGS__,     \
+                       kiv::BaseName(KIV_WIDEN(__FILE__)), static_cast<int>(line)); \
+    }                                                                               \
   } while (false)
 #define KIV_LOG(level, format, ...) KIV_LOG_AT(level, __LINE__, format __VA_OPT__(, ) __VA_ARGS__)

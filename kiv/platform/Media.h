@@ -47,22 +47,22 @@ struct KIV_EXPORT IKivDecoderSize : IUnknown {
 
 // What a stream is, for hosts. Texts are UTF-8, cut to fit.
 struct KivStreamInfo {
-  KivSize size;                 // as shown, rotation applied
-  KivSize codedSize;            // as stored
-  KivRational frameRate;        // nominal for constant rates, average for variable ones
+  KivSize size;           // as shown, rotation applied
+  KivSize codedSize;      // as stored
+  KivRational frameRate;  // nominal for constant rates, average for variable ones
   KivRational sampleAspect{1, 1};
   int32_t frameCount = 0;
-  int32_t constantRate = 0;     // 1 when every frame lies on the frame rate's grid
-  int64_t duration = 0;         // 100 ns
-  int32_t rotation = 0;         // degrees clockwise applied when shown: 0, 90, 180, 270
+  int32_t constantRate = 0;  // 1 when every frame lies on the frame rate's grid
+  int64_t duration = 0;      // 100 ns
+  int32_t rotation = 0;      // degrees clockwise applied when shown: 0, 90, 180, 270
   int32_t keyFrameCount = 0;
   int32_t bitDepth = 8;
   int32_t hasAlpha = 0;
   int32_t audioStreams = 0;
   char codec[32] = {};
   char pixelFormat[32] = {};
-  char colourMatrix[16] = {};   // "bt601", "bt709", "bt2020", "rgb"
-  char colourRange[16] = {};    // "limited", "full"
+  char colourMatrix[16] = {};  // "bt601", "bt709", "bt2020", "rgb"
+  char colourRange[16] = {};   // "limited", "full"
   char container[64] = {};
 };
 
@@ -81,8 +81,7 @@ struct KIV_EXPORT IKivStreamInfo : IUnknown {
   virtual HRESULT GetInfo(KivStreamInfo* info) = 0;
   virtual HRESULT GetStats(KivDecoderStats* stats) = 0;
   // Display time, duration (100 ns) and key mark of a frame; any out pointer may be null.
-  virtual HRESULT GetFrameTime(int32_t index, int64_t* time, int64_t* duration,
-                               int32_t* isKey) = 0;
+  virtual HRESULT GetFrameTime(int32_t index, int64_t* time, int64_t* duration, int32_t* isKey) = 0;
 };
 
 struct KIV_EXPORT IKivMediaSource : IUnknown {

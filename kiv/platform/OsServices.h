@@ -11,5 +11,5 @@ KIV_PLATFORM_API HRESULT CoInitialize(void* reserved);
 KIV_PLATFORM_API void CoUninitialize();
 
 // Formats into `buffer`, truncates and terminates; E_INVALIDARG for a capacity of 0 or less.
-KIV_PLATFORM_API HRESULT StringCchPrintfW(wchar_t* buffer, int32_t capacity,
-                                          const wchar_t* format, ...);
+KIV_PLATFORM_API HRESULT StringCchPrintfW(wchar_t* buffer, int32_t capacity, const wchar_t* format,
+                                          ...);

@@ -12,8 +12,7 @@ struct KIV_EXPORT IKivPathService : IUnknown {
   virtual HRESULT Reserved3() { return E_NOTIMPL; }
   // E_NOTFOUND leaves the buffer untouched. Texts are cut to fit and terminated.
   virtual HRESULT GetNamedValue(const wchar_t* name, wchar_t* buffer, int32_t capacity) = 0;
-  virtual HRESULT TranslateLocation(const wchar_t* location, wchar_t* buffer,
-                                    int32_t capacity) = 0;
+  virtual HRESULT TranslateLocation(const wchar_t* location, wchar_t* buffer, int32_t capacity) = 0;
 };
 
 constexpr GUID kPathServiceClassId{

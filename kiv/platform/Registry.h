@@ -17,12 +17,12 @@ KIV_PLATFORM_API HKEY KivRegistryRoot();  // never closed
 
 // Results are 0 for success, else one of these.
 constexpr int32_t ERROR_SUCCESS = 0;
-constexpr int32_t ERROR_FILE_NOT_FOUND = 2;    // the key or value does not exist
-constexpr int32_t ERROR_ACCESS_DENIED = 5;     // the file cannot be written
+constexpr int32_t ERROR_FILE_NOT_FOUND = 2;  // the key or value does not exist
+constexpr int32_t ERROR_ACCESS_DENIED = 5;   // the file cannot be written
 constexpr int32_t ERROR_INVALID_PARAMETER = 87;
-constexpr int32_t ERROR_MORE_DATA = 234;       // the buffer is too small
-constexpr int32_t ERROR_NO_MORE_ITEMS = 259;   // enumeration is past the last child
-constexpr uint32_t REG_SZ = 1;                 // text
+constexpr int32_t ERROR_MORE_DATA = 234;      // the buffer is too small
+constexpr int32_t ERROR_NO_MORE_ITEMS = 259;  // enumeration is past the last child
+constexpr uint32_t REG_SZ = 1;                // text
 constexpr uint32_t MAXIMUM_ALLOWED = 0x02000000;
 
 // Makes the key (and those above it) when missing. `*result` is closed by the caller.
