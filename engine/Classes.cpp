@@ -1,7 +1,12 @@
 // Every class the engine brings along, in one table.
+#include "engine/common/ClassIds.h"
 #include "engine/common/ClassRegistry.h"
 #include "engine/common/Frame.h"
+#include "engine/common/PathService.h"
+#include "engine/logger/Logger.h"
+#include "engine/media/MediaSource.h"
 #include "kiv/platform/Frame.h"
+#include "kiv/platform/Media.h"
 
 namespace kiv {
 namespace {
@@ -13,11 +18,16 @@ struct BuiltInClass {
 
 constexpr BuiltInClass kBuiltInClasses[] = {
     {kFrameClassId, &CreateFrameObject},
+    {kMediaFactoryClassId, &CreateMediaFactoryObject},
+    {kMediaSourceClassId, &CreateMediaSourceObject},
+    {kPathServiceClassId, &CreatePathServiceObject},
 };
 
 }  // namespace
 
 void RegisterBuiltInClasses(ClassRegistry& registry) {
+  // Every object that calls FFmpeg is made through the registry.
+  RouteFfmpegLog();
   for (const BuiltInClass& entry : kBuiltInClasses) registry.Add(entry.classId, entry.create);
 }
 

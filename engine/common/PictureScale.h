@@ -1,0 +1,39 @@
+// Scales BGRA pictures with straight alpha: a pixel counts as much as it covers, so what lies under
+// transparent pixels does not bleed into their neighbours.
+//
+// Units:    sizes in pixels, rows `rowBytes` apart.
+// Threads:  any; keeps nothing between calls.
+// Errors:   E_INVALIDARG for an empty picture, E_OUTOFMEMORY.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "kiv/values/Export.h"
+#include "kiv/values/ResultCodes.h"
+
+namespace kiv {
+
+enum class ScaleFilter : int32_t {
+  kNearest = 0,
+  kLinear = 1,  // between the two nearest pixels, also when made smaller
+  kArea = 2,    // the exact mean of what a pixel covers; as kLinear when made larger
+};
+
+struct SourcePicture {
+  const uint8_t* pixels = nullptr;
+  int32_t width = 0, height = 0;
+  size_t rowBytes = 0;
+};
+
+struct TargetPicture {
+  uint8_t* pixels = nullptr;
+  int32_t width = 0, height = 0;
+  size_t rowBytes = 0;
+};
+
+// The pictures do not overlap.
+KIV_ENGINE_API HRESULT ScalePicture(const SourcePicture& source, const TargetPicture& target,
+                                    ScaleFilter filter);
+
+}  // namespace kiv
