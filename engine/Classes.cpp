@@ -1,7 +1,9 @@
 // Every class the engine brings along, in one table.
+#include "engine/common/ClassIds.h"
 #include "engine/common/ClassRegistry.h"
 #include "engine/common/Frame.h"
 #include "engine/common/PathService.h"
+#include "engine/filters/FilterManager.h"
 #include "engine/logger/Logger.h"
 #include "kiv/platform/Frame.h"
 
@@ -15,6 +17,8 @@ struct BuiltInClass {
 
 constexpr BuiltInClass kBuiltInClasses[] = {
     {kFrameClassId, &CreateFrameObject},
+    {kFilterManagerClassId, &CreateFilterManagerObject},
+    {kDeviceClassId, &CreateDeviceObject},
     {kPathServiceClassId, &CreatePathServiceObject},
 };
 
