@@ -5,7 +5,9 @@
 #include "engine/common/PathService.h"
 #include "engine/filters/FilterManager.h"
 #include "engine/logger/Logger.h"
+#include "engine/media/MediaSource.h"
 #include "kiv/platform/Frame.h"
+#include "kiv/platform/Media.h"
 
 namespace kiv {
 namespace {
@@ -19,6 +21,8 @@ constexpr BuiltInClass kBuiltInClasses[] = {
     {kFrameClassId, &CreateFrameObject},
     {kFilterManagerClassId, &CreateFilterManagerObject},
     {kDeviceClassId, &CreateDeviceObject},
+    {kMediaFactoryClassId, &CreateMediaFactoryObject},
+    {kMediaSourceClassId, &CreateMediaSourceObject},
     {kPathServiceClassId, &CreatePathServiceObject},
 };
 

@@ -1,0 +1,83 @@
+// Writes rendered pictures to files, streams or nowhere.
+//
+// What an output name and the options mean is decided first (PlanOutput: the caller's mistakes),
+// then the writer is opened, which is where the outside world can fail.
+//
+// A file appears under its final name only when Finish succeeded: until then it grows under a
+// temporary name in the same directory, and a writer that goes away unfinished removes it. Pipes
+// and devices are written to directly.
+//
+// Colours: H.264, VP9 and YUV4MPEG2 hold limited-range YUV, BT.709 from 720 lines or 1280 columns
+// on, else BT.601, and say so in their tags where the format has any. What is transparent becomes
+// black there; PNG, FFV1 and raw BGRA keep the alpha channel.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "kiv/values/Export.h"
+#include "kiv/values/ValueTypes.h"
+
+namespace kiv {
+
+// One line for the user: what failed, which file, why. Empty when it worked.
+using WriteError = std::optional<std::string>;
+
+enum class OutputKind { kDiscard, kEncoded, kPicture, kPictures, kYuv4Mpeg, kRawBgra };
+enum class OutputCodec { kNone, kH264, kVp9, kFfv1 };
+enum class ChromaSampling { k420, k444 };
+
+constexpr int32_t kQualityUnset = -1;
+constexpr int32_t kQualityDefault = 70;
+constexpr int32_t kQualityBest = 100;
+
+struct OutputRequest {
+  std::string name;    // a path, a path pattern with one %d, "-" (standard output) or "null"
+  std::string format;  // empty: by the name's ending
+  std::string codec;   // empty: the format's first
+  int32_t quality = kQualityUnset;  // 0 worst to 100 best
+};
+
+struct OutputPlan {
+  OutputKind kind = OutputKind::kDiscard;
+  std::string name;
+  std::string container;  // libavformat's name of it, for kEncoded
+  OutputCodec codec = OutputCodec::kNone;
+  int32_t quality = kQualityDefault;
+  ChromaSampling chroma = ChromaSampling::k420;
+};
+
+struct PictureSeries {
+  KivSize size;
+  KivRational frameRate{25, 1};
+  KivRational sampleAspect{1, 1};
+  int32_t firstNumber = 0;  // the number of the first picture in a pattern
+};
+
+// Threads:  one caller at a time; any thread.
+// Errors:   after a failure only destruction is allowed.
+class KIV_ENGINE_API Writer {
+ public:
+  virtual ~Writer() = default;
+  // `bgra` holds straight rows of the series' size and is used during the call only.
+  virtual WriteError Write(const uint8_t* bgra) = 0;
+  // Completes the output and gives it its final name. Called once, last.
+  virtual WriteError Finish() = 0;
+};
+
+// Touches no file. On failure `plan` is unchanged.
+KIV_ENGINE_API WriteError PlanOutput(const OutputRequest& request, OutputPlan* plan);
+
+// `cancelled` (may be null) makes a write that a signal interrupted give up; it outlives the
+// writer.
+KIV_ENGINE_API WriteError OpenWriter(const OutputPlan& plan, const PictureSeries& series,
+                                     const std::atomic<bool>* cancelled,
+                                     std::unique_ptr<Writer>* writer);
+
+// The file name of picture `number`. `pattern` has exactly one %d, %Nd or %0Nd; %% is a percent.
+KIV_ENGINE_API std::string PictureName(const std::string& pattern, int32_t number);
+
+}  // namespace kiv

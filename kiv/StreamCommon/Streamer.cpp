@@ -1,0 +1,107 @@
+#include "kiv/StreamCommon/Streamer.h"
+
+#include <algorithm>
+
+#include "kiv/platform/KivCommon.h"
+#include "kiv/platform/Logger.h"
+#include "kiv/values/Saturate.h"
+
+using SimpleSync::CSimpleMutexLock;
+
+namespace {
+
+constexpr int64_t kTicksPerSecond = 10'000'000;
+constexpr int32_t kDecoderFailed = 1;
+
+// The product is formed in integers and the quotient truncated: 30000/1001 maps 1 to 333666.
+int64_t IndexToTime(int32_t index, const KivRational& rate) {
+  return kiv::SaturateToInt64(static_cast<double>(index * kTicksPerSecond) / rate.ToDouble());
+}
+
+}  // namespace
+
+CStreamer::CStreamer(IUnknown* outer) : CSourceBase(outer, nullptr) {}
+
+HRESULT CStreamer::SetDecoder(IKivMediaDecoder* decoder) {
+  KivComPtr<IKivMediaDecoder> exchanged(decoder);
+  CSimpleMutexLock guard(lock_);
+  decoder_.Swap(exchanged);
+  return S_OK;
+}
+
+void CStreamer::SetFrameIndex(IKivFrame* frame, int32_t index) {
+  const auto videoFrame = KivComPtr<IKivFrame>(frame).As<IKivVideoFrame>();
+  if (videoFrame) videoFrame->SetFrameIndex(index);
+}
+
+void CStreamer::SetFrameTime(IKivFrame* frame, int32_t index, const KivRational& rate) {
+  if (!frame) return;
+  const double framesPerSecond = rate.ToDouble();
+  frame->SetTime(KivCommon::FrameNumberToPTS(index, framesPerSecond),
+                 KivCommon::FrameNumberToPTS(1, framesPerSecond));
+}
+
+int64_t CStreamer::FrameToTime(int32_t index) {
+  CSimpleMutexLock guard(lock_);
+  return IndexToTime(index, frameRate_);
+}
+
+int32_t CStreamer::GetPosition(int64_t* time) {
+  CSimpleMutexLock guard(lock_);
+  const int32_t index = position_ == -1 ? 0 : position_;
+  if (time) *time = decoder_ ? decoder_->GetCurrentTime() : IndexToTime(index, frameRate_);
+  return index;
+}
+
+HRESULT CStreamer::Seek(int32_t frame, int32_t* reached, int32_t mode) {
+  CSimpleMutexLock guard(lock_);
+  if (decoder_ && frame != position_) decoder_->Seek(FrameToTime(frame), mode);
+  position_ = frame;
+  if (reached) *reached = frame;
+  return S_OK;
+}
+
+HRESULT CStreamer::Skip(int32_t count, int32_t* moved) {
+  CSimpleMutexLock guard(lock_);
+  if (position_ == -1) position_ = 0;
+  const HRESULT hr = decoder_ ? decoder_->Skip(count, moved) : S_OK;
+  position_ = kiv::ClampToInt32(int64_t{position_} + count);
+  if (moved) *moved = count;
+  return std::max(hr, S_OK);
+}
+
+KivComPtr<IKivFrame> CStreamer::GetCurrentFrame(int32_t* status) {
+  CSimpleMutexLock guard(lock_);
+  if (!decoder_) return nullptr;
+  KivComPtr<IKivFrame> frame;
+  const HRESULT hr = decoder_->ReadCurrentFrame(&frame);
+  if (Failed(hr)) {
+    KIV_LOG(LogLevel::kFailure, L"CStreamer::GetCurrentFrame: hr %08x", static_cast<uint32_t>(hr));
+  }
+  SetFrameIndex(frame.Get(), position_ == -1 ? 0 : position_);
+  if (status) *status = Failed(hr) ? kDecoderFailed : hr;
+  return frame;
+}
+
+HRESULT CStreamer::Flush() {
+  {
+    CSimpleMutexLock guard(lock_);
+    position_ = -1;
+  }
+  return CSourceBase::Flush();
+}
+
+HRESULT CStreamer::ProcessCommand(uint32_t id, uintptr_t param, uintptr_t extra) {
+  static constexpr CommandRow<CStreamer> kRows[] = {
+      {CommandId::SetDecoder, &CStreamer::OnSetDecoder, Route::kStop},
+  };
+  return Dispatch(*this, kRows, id, param, extra);
+}
+
+HRESULT CStreamer::OnSetDecoder(const CommandArgs& args) {
+  const KivComPtr<IUnknown> object(args.As<IUnknown>());
+  const auto decoder = object.As<IKivMediaDecoder>();
+  SetDecoder(decoder.Get());
+  // An object that is no decoder detaches, as null does.
+  return object && !decoder ? E_NOINTERFACE : S_OK;
+}

@@ -1,0 +1,118 @@
+#include "kiv/chain/VideoClipRender.h"
+
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
+#include "kiv/chain/TaskIdentities.h"
+#include "kiv/component/object/AtBoundary.h"
+#include "kiv/platform/KeyNames.h"
+#include "kiv/platform/KivCommon.h"
+
+using SimpleSync::CSimpleMutexLock;
+
+namespace {
+
+constexpr wchar_t kNecessaryInit[] = L"CLIP.CMD.NECESSARY.INIT";
+constexpr wchar_t kCleanup[] = L"CLIP.CMD.CLEANUP";
+// Below this, a custom source frame rate counts as not set.
+constexpr double kLeastFrameRate = 0.001;
+
+}  // namespace
+
+CVideoClipRender::CVideoClipRender(IUnknown* outer, NodeTable table)
+    : CClipRenderBase(outer), table_(table) {}
+
+HRESULT CVideoClipRender::NonDelegatingQueryInterface(const GUID& iid, void** object) {
+  if (iid == IKivRenderSettings::kIid) return HandOut<IKivRenderSettings>(this, object);
+  if (stabilizer_ && IsTaskIdentity(iid)) return stabilizer_.QueryNode(iid, object);
+  return CClipRenderBase::NonDelegatingQueryInterface(iid, object);
+}
+
+HRESULT CVideoClipRender::EnsureInitialized() {
+  if (!tail_ || initialized_) return S_OK;
+  const KivPropDecorator settings = KivCommon::CreateProperties();
+  const KivPropDecorator info = KivCommon::CreateProperties();
+  if (!settings || !info) return E_OUTOFMEMORY;
+  FillSettingsLocked(settings.Get());
+  initialized_ = true;
+  return tail_->Initialize(settings.Reference(), info.Reference());
+}
+
+void CVideoClipRender::FillSettingsLocked(IKivProperties* settings) {
+  settings->SetInt(kNecessaryInit, 1);
+  settings->SetRational(KivKey::Render::kRender_Framerate, &renderFrameRate_);
+  settings->SetSize(KivKey::Render::kRender_Size, &renderSize_);
+  if (customSourceFrameRate_.ToDouble() >= kLeastFrameRate) {
+    settings->SetRational(KivKey::Source::kSource_Framerate_Custom, &customSourceFrameRate_);
+  }
+}
+
+HRESULT CVideoClipRender::Cleanup() {
+  CSimpleMutexLock guard(lock_);
+  CClipRenderBase::Cleanup();
+  if (!tail_) return S_OK;
+  initialized_ = false;
+  return AtBoundary([&] {
+    const KivPropDecorator settings = KivCommon::CreateProperties();
+    const KivPropDecorator info = KivCommon::CreateProperties();
+    if (!settings || !info) return E_OUTOFMEMORY;
+    settings->SetInt(kCleanup, 1);
+    tail_->Initialize(settings.Reference(), info.Reference());
+    return S_OK;
+  });
+}
+
+HRESULT CVideoClipRender::SaveNodeSettings(IKivProperties* bag) {
+  if (!bag) return E_POINTER;
+  return AtBoundary([&] {
+    for (const NodeRef& node : nodes_) node->SaveSettings(bag);
+    return S_OK;
+  });
+}
+
+HRESULT CVideoClipRender::LoadNodeSettings(IKivProperties* bag) {
+  if (!bag) return E_POINTER;
+  return AtBoundary([&] {
+    for (const NodeRef& node : nodes_) node->LoadSettings(bag);
+    return S_OK;
+  });
+}
+
+HRESULT CVideoClipRender::SetRenderFrameRate(const KivRational* rate) {
+  if (!rate) return E_POINTER;
+  CSimpleMutexLock guard(lock_);
+  renderFrameRate_ = *rate;
+  return S_OK;
+}
+
+HRESULT CVideoClipRender::SetRenderSize(const KivSize* size) {
+  if (!size) return E_POINTER;
+  CSimpleMutexLock guard(lock_);
+  renderSize_ = *size;
+  return S_OK;
+}
+
+HRESULT CVideoClipRender::SetCustomSourceFrameRate(const KivRational* rate) {
+  if (!rate) return E_POINTER;
+  CSimpleMutexLock guard(lock_);
+  customSourceFrameRate_ = *rate;
+  return S_OK;
+}
+
+HRESULT CVideoClipRender::BuildChain(const int32_t* ids, int32_t count) {
+  if (!ids && count > 0) return E_POINTER;
+  return AtBoundary([&] {
+    BuiltChain built;
+    const std::span<const int32_t> list(ids, static_cast<size_t>(std::max(count, 0)));
+    IKivRenderEx* const owner = this;
+    if (const HRESULT hr = BuildNodes(table_, owner, list, &built); Failed(hr)) return hr;
+    // The only step that can fail from here on; what follows does not throw.
+    nodes_.reserve(nodes_.size() + built.nodes.size());
+    std::move(built.nodes.begin(), built.nodes.end(), std::back_inserter(nodes_));
+    if (built.stabilizer) stabilizer_ = std::move(built.stabilizer);
+    tail_ = std::move(built.tail);
+    initialized_ = false;
+    return S_OK;
+  });
+}
