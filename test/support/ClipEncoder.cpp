@@ -141,6 +141,8 @@ class Encoder {
       options->Set("x265-params", keys + open +
                                       ":b-adapt=0:bframes=" + std::to_string(spec_.bFrames) +
                                       ":log-level=none:pools=none:frame-threads=1");
+    } else if (spec_.codec.rfind("mpeg", 0) == 0 || spec_.codec == "mjpeg") {
+      options->Set("sc_threshold", "1000000000");  // or closed groups are refused
     } else if (spec_.codec.rfind("libvpx", 0) == 0) {
       options->Set("deadline", "realtime");
       options->Set("cpu-used", "6");
