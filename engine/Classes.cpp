@@ -1,9 +1,12 @@
 // Every class the engine brings along, in one table.
+#include "engine/common/ClassIds.h"
 #include "engine/common/ClassRegistry.h"
 #include "engine/common/Frame.h"
 #include "engine/common/PathService.h"
 #include "engine/logger/Logger.h"
+#include "engine/media/MediaSource.h"
 #include "kiv/platform/Frame.h"
+#include "kiv/platform/Media.h"
 
 namespace kiv {
 namespace {
@@ -15,6 +18,8 @@ struct BuiltInClass {
 
 constexpr BuiltInClass kBuiltInClasses[] = {
     {kFrameClassId, &CreateFrameObject},
+    {kMediaFactoryClassId, &CreateMediaFactoryObject},
+    {kMediaSourceClassId, &CreateMediaSourceObject},
     {kPathServiceClassId, &CreatePathServiceObject},
 };
 

@@ -1,0 +1,35 @@
+// Owning pointers to FFmpeg's objects.
+#pragma once
+
+#include <memory>
+#include <new>
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+#include <libavutil/frame.h>
+}
+
+namespace kiv {
+
+struct AvFree {
+  void operator()(AVFrame* frame) const { av_frame_free(&frame); }
+  void operator()(AVPacket* packet) const { av_packet_free(&packet); }
+  void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
+  void operator()(AVCodecParameters* parameters) const { avcodec_parameters_free(&parameters); }
+};
+
+template <typename T>
+using AvPtr = std::unique_ptr<T, AvFree>;
+
+// FFmpeg's null for lack of memory as an exception, so that constructors need no second phase.
+template <typename T>
+AvPtr<T> HoldAv(T* raw) {
+  if (!raw) throw std::bad_alloc();
+  return AvPtr<T>(raw);
+}
+
+inline AvPtr<AVFrame> NewFrame() { return HoldAv(av_frame_alloc()); }
+inline AvPtr<AVPacket> NewPacket() { return HoldAv(av_packet_alloc()); }
+
+}  // namespace kiv

@@ -1,0 +1,196 @@
+#include "engine/media/MediaDecoder.h"
+
+#include <algorithm>
+
+#include "engine/common/Boundary.h"
+#include "engine/media/MediaLocation.h"
+#include "kiv/platform/KivCommon.h"
+#include "kiv/platform/Logger.h"
+#include "kiv/values/Saturate.h"
+
+namespace kiv {
+namespace {
+
+// Far beyond any clip, far from overflow: skips to and fro add up exactly up to here.
+constexpr int64_t kPositionLimit = int64_t{1} << 48;
+
+}  // namespace
+
+CMediaDecoder::CMediaDecoder(std::shared_ptr<MediaFile> file,
+                             std::shared_ptr<const VideoTrack> track, DecoderSettings settings)
+    : settings_(std::move(settings)), outputSize_(track->info.size) {
+  clip_.file = std::move(file);
+  clip_.track = std::move(track);
+}
+
+int64_t CMediaDecoder::GetCurrentTime() {
+  int64_t time = 0;
+  AtBoundary([&] {
+    time = Index().TimeOf(position_).time;
+    return S_OK;
+  });
+  return time;
+}
+
+HRESULT CMediaDecoder::Seek(int64_t time, int32_t) {
+  return AtBoundary([&] {
+    position_ = Index().FrameAtTime(time);
+    return S_OK;
+  });
+}
+
+HRESULT CMediaDecoder::Skip(int32_t count, int32_t* moved) {
+  return AtBoundary([&] {
+    const int64_t target = std::clamp(position_ + count, -kPositionLimit, kPositionLimit);
+    const int64_t inside = Index().Clamp(target) - Index().Clamp(position_);
+    position_ = target;
+    if (moved) *moved = ClampToInt32(inside);
+    return S_OK;
+  });
+}
+
+HRESULT CMediaDecoder::SetProxyOff(bool off) {
+  proxyOff_ = off;
+  return S_OK;
+}
+
+HRESULT CMediaDecoder::SetProxyPath(const wchar_t* path) {
+  return AtBoundary([&] {
+    std::wstring wanted = path ? path : L"";
+    if (wanted == proxyPath_ && !proxyFailed_) return S_OK;
+    Retire(&proxy_);
+    proxyPath_ = std::move(wanted);
+    proxyFailed_ = false;
+    return S_OK;
+  });
+}
+
+HRESULT CMediaDecoder::ReadCurrentFrame(KivComPtr<IKivFrame>* frame) {
+  if (!frame) return E_POINTER;
+  frame->Reset();
+  return AtBoundary([&] { return ReadFrame(frame); });
+}
+
+HRESULT CMediaDecoder::ReadFrame(KivComPtr<IKivFrame>* frame) {
+  const int64_t number = Index().Clamp(position_);
+  const AVFrame* picture = nullptr;
+  Orientation orientation;
+  if (const HRESULT hr = ReadPicture(number, &picture, &orientation); Failed(hr)) return hr;
+  KivComPtr<IKivFrame> made;
+  if (!KivCommon::CreateBGRAFrameFrom(made, outputSize_, KivCGMemoryType::kDownstream)) {
+    return E_OUTOFMEMORY;
+  }
+  auto* const pixels = static_cast<uint8_t*>(made->GetPixels());
+  if (!pixels) return E_FAIL;
+  if (const HRESULT hr = converter_.Convert(*picture, orientation, outputSize_, pixels);
+      Failed(hr)) {
+    return hr;
+  }
+  ++converted_;
+  const FrameTime time = Index().TimeOf(number);
+  made->SetTime(time.time, time.duration);
+  if (auto video = made.As<IKivVideoFrame>()) video->SetFrameIndex(ClampToInt32(number));
+  *frame = std::move(made);
+  return S_OK;
+}
+
+HRESULT CMediaDecoder::ReadPicture(int64_t frame, const AVFrame** picture,
+                                   Orientation* orientation) {
+  if (ReadsProxy()) {
+    // By time, so that a proxy of another rate shows the same moment.
+    FrameIndex& index = *proxy_.track->index;
+    const int64_t moment = index.Clamp(index.FrameAtTime(Index().TimeOf(frame).time));
+    *orientation = proxy_.track->orientation;
+    if (Succeeded(proxy_.reader->At(moment, picture))) return S_OK;
+  }
+  if (const HRESULT hr = OpenReader(&clip_); Failed(hr)) return hr;
+  *orientation = clip_.track->orientation;
+  return clip_.reader->At(frame, picture);
+}
+
+bool CMediaDecoder::ReadsProxy() {
+  if (proxyOff_ || proxyPath_.empty() || proxyFailed_) return false;
+  if (proxy_.reader) return true;
+  if (const HRESULT hr = OpenProxy(); Failed(hr)) {
+    KIV_LOG(LogLevel::kFailure, L"CMediaDecoder: proxy %ls not opened, reading the clip: hr %08x",
+            proxyPath_.c_str(), static_cast<unsigned>(hr));
+    proxyFailed_ = true;
+    proxy_ = {};
+  }
+  return !proxyFailed_;
+}
+
+HRESULT CMediaDecoder::OpenProxy() {
+  const std::string path = LocalPathOf(proxyPath_.c_str());
+  if (const HRESULT hr = MediaFile::Open(path, &proxy_.file); Failed(hr)) return hr;
+  if (const HRESULT hr = proxy_.file->Track(0, &proxy_.track); Failed(hr)) return hr;
+  return OpenReader(&proxy_);
+}
+
+HRESULT CMediaDecoder::OpenReader(OpenTrack* track) const {
+  if (track->reader) return S_OK;
+  return track->file->NewReader(*track->track, settings_, &track->reader);
+}
+
+void CMediaDecoder::Retire(OpenTrack* track) {
+  if (track->reader) {
+    retired_.decoded += track->reader->Counts().decoded;
+    retired_.seeks += track->reader->Counts().seeks;
+  }
+  *track = {};
+}
+
+HRESULT CMediaDecoder::SetOutputSize(const KivSize* size) {
+  if (!size) return E_POINTER;
+  if (size->width < 1 || size->height < 1) return E_INVALIDARG;
+  outputSize_ = *size;
+  return S_OK;
+}
+
+HRESULT CMediaDecoder::GetSourceSize(KivSize* size) {
+  if (!size) return E_POINTER;
+  *size = clip_.track->info.size;
+  return S_OK;
+}
+
+HRESULT CMediaDecoder::GetInfo(KivStreamInfo* info) {
+  if (!info) return E_POINTER;
+  return AtBoundary([&] {
+    KivStreamInfo result = clip_.track->info;
+    const int64_t count = Index().FrameCount();
+    result.frameRate = Index().Rate();
+    result.constantRate = Index().IsConstantRate() ? 1 : 0;
+    result.frameCount = ClampToInt32(count);
+    result.keyFrameCount = Index().KeyCount();
+    const FrameTime last = Index().TimeOf(count - 1);
+    result.duration = last.time + last.duration;
+    *info = result;
+    return S_OK;
+  });
+}
+
+HRESULT CMediaDecoder::GetStats(KivDecoderStats* stats) {
+  if (!stats) return E_POINTER;
+  ReaderCounts counts = retired_;
+  for (const OpenTrack* track : {&clip_, &proxy_}) {
+    if (!track->reader) continue;
+    counts.decoded += track->reader->Counts().decoded;
+    counts.seeks += track->reader->Counts().seeks;
+  }
+  *stats = {counts.decoded, converted_, counts.seeks, 0};
+  return S_OK;
+}
+
+HRESULT CMediaDecoder::GetFrameTime(int32_t index, int64_t* time, int64_t* duration,
+                                    int32_t* isKey) {
+  return AtBoundary([&] {
+    if (index < 0 || Index().Clamp(index) != index) return E_INVALIDARG;
+    const FrameTime frame = Index().TimeOf(index);
+    if (time) *time = frame.time;
+    if (duration) *duration = frame.duration;
+    if (isKey) *isKey = frame.key ? 1 : 0;
+    return S_OK;
+  });
+}
+
+}  // namespace kiv

@@ -1,0 +1,55 @@
+// An opened media file: what every decoder of its streams shares.
+//
+// Owns:     a description and a frame index for each video stream, made when first asked for.
+// Threads:  any.
+// Locks:    one, before the indices'.
+// Errors:   those of MediaInput; E_NOTREADY for a stream that is not there; E_UNSUPPORTED for one
+//           without frames or with pictures too large. Storage that cannot be had is thrown.
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "engine/media/FrameIndex.h"
+#include "engine/media/PictureReader.h"
+#include "engine/media/StreamDescription.h"
+
+namespace kiv {
+
+// A video stream, ready to be decoded. Never changes once made.
+struct VideoTrack {
+  int stream = 0;
+  KivStreamInfo info;
+  Orientation orientation;
+  AvPtr<AVCodecParameters> parameters;
+  AVRational timeBase{1, 1000};
+  std::string decoderName;
+  std::shared_ptr<FrameIndex> index;
+};
+
+class MediaFile {
+ public:
+  static HRESULT Open(const std::string& path, std::shared_ptr<MediaFile>* file);
+
+  const std::string& Path() const { return path_; }
+  HRESULT Track(int32_t number, std::shared_ptr<const VideoTrack>* track);
+  // A reader of its own position and memory.
+  HRESULT NewReader(const VideoTrack& track, const DecoderSettings& settings,
+                    std::unique_ptr<PictureReader>* reader) const;
+
+ private:
+  explicit MediaFile(const std::string& path) : path_(path) {}
+
+  HRESULT MakeTrackLocked(size_t number);
+  HRESULT TrimStart(const VideoTrack& track) const;
+
+  const std::string path_;
+  std::mutex lock_;
+  std::unique_ptr<MediaInput> first_;  // from opening; the first index takes it over
+  std::vector<int> streams_;
+  std::vector<std::shared_ptr<const VideoTrack>> tracks_;
+};
+
+}  // namespace kiv

@@ -1,0 +1,213 @@
+#include "engine/media/PictureReader.h"
+
+#include <algorithm>
+#include <thread>
+
+#include "kiv/platform/Logger.h"
+
+namespace kiv {
+namespace {
+
+// How often an undecodable frame is tried from an earlier key packet.
+constexpr int kEarlierKeys = 3;
+// The beginning of the stream is the last resort for frames up to here.
+constexpr int32_t kNearBeginning = 3000;
+// A stream that failed to give anything this often is not tried again.
+constexpr int kMostFailures = 3;
+// Errors in a row without a picture, an end or a wish for more: a decoder that got stuck.
+constexpr int kMostErrors = 10000;
+constexpr int kMostThreads = 9;
+// Packets tried at the beginning of a stream that was cut out of a longer one.
+constexpr int kStartPackets = 400;
+
+// One more than there are processors: the caller converts a picture while the threads decode.
+int ThreadsFor(const DecoderSettings& settings) {
+  if (settings.threads > 0) return settings.threads;
+  const int processors = static_cast<int>(std::thread::hardware_concurrency());
+  return std::clamp(processors + 1, 1, kMostThreads);
+}
+
+const AVCodec* FindDecoder(AVCodecID codec, const std::string& name) {
+  const AVCodec* named = name.empty() ? nullptr : avcodec_find_decoder_by_name(name.c_str());
+  return named ? named : avcodec_find_decoder(codec);
+}
+
+}  // namespace
+
+PictureReader::PictureReader(std::unique_ptr<PacketFeed> feed, std::shared_ptr<FrameIndex> index)
+    : feed_(std::move(feed)),
+      index_(std::move(index)),
+      incoming_(NewFrame()),
+      shown_(NewFrame()),
+      next_(NewFrame()) {}
+
+HRESULT PictureReader::OpenDecoder(const AVCodecParameters& parameters, AVRational timeBase,
+                                   const DecoderSettings& settings) {
+  const AVCodec* codec = FindDecoder(parameters.codec_id, settings.name);
+  if (!codec) return E_UNSUPPORTED;
+  decoder_ = HoldAv(avcodec_alloc_context3(codec));
+  if (avcodec_parameters_to_context(decoder_.get(), &parameters) < 0) return E_UNSUPPORTED;
+  decoder_->pkt_timebase = timeBase;
+  decoder_->thread_count = ThreadsFor(settings);
+  decoder_->max_pixels = kMaxPicturePixels;
+  return avcodec_open2(decoder_.get(), codec, nullptr) < 0 ? E_UNSUPPORTED : S_OK;
+}
+
+HRESULT PictureReader::At(int64_t frame, const AVFrame** picture) {
+  *picture = nullptr;
+  if (!decoder_ || hopeless_) return E_FAIL;
+  if (nextFrame_ >= 0 && frame >= nextFrame_) TakeOutput(frame);
+  if (!Holds(frame) && !Reach(frame)) {
+    if (const HRESULT hr = Substitute(frame); Failed(hr)) return hr;
+  }
+  if (shownFrame_ != frame) Report(frame);
+  *picture = shown_.get();
+  return S_OK;
+}
+
+bool PictureReader::Reach(int64_t frame) {
+  const FrameRoute route = index_->RouteTo(frame);
+  if (CanRunOnTo(route, frame)) {
+    if (RunTo(frame)) return true;
+  } else if (StartAt(route.key) && RunTo(frame)) {
+    return true;
+  }
+  int32_t from = route.key;
+  for (int i = 0; startedAt_ > 0 && i < kEarlierKeys; ++i) {
+    from = index_->KeyBefore(from);
+    if (StartAt(from) && RunTo(frame)) return true;
+  }
+  return startedAt_ > 0 && route.target <= kNearBeginning && StartAt(0) && RunTo(frame);
+}
+
+bool PictureReader::Holds(int64_t frame) const {
+  if (shownFrame_ < 0 || frame < shownFrom_) return false;
+  return frame <= shownFrame_ || drained_ || (nextFrame_ >= 0 && frame < nextFrame_);
+}
+
+bool PictureReader::CanRunOnTo(const FrameRoute& route, int64_t frame) const {
+  if (!running_ || drained_ || frame <= shownFrame_) return false;
+  if (nextFrame_ >= 0 && frame < nextFrame_) return false;
+  return route.key <= feed_->Position();
+}
+
+bool PictureReader::StartAt(int32_t packet) {
+  avcodec_flush_buffers(decoder_.get());
+  av_frame_unref(next_.get());
+  av_frame_unref(shown_.get());
+  shownFrom_ = shownFrame_ = nextFrame_ = -1;
+  outputs_ = 0;
+  startedAt_ = packet;
+  running_ = feeding_ = feed_->MoveTo(packet);
+  drained_ = !running_;
+  return running_;
+}
+
+// The picture that was held back is the one asked for, or one before it.
+bool PictureReader::TakeOutput(int64_t frame) {
+  if (nextFrame_ > frame) return false;
+  std::swap(shown_, next_);
+  av_frame_unref(next_.get());
+  shownFrom_ = shownFrame_ = nextFrame_;
+  nextFrame_ = -1;
+  return true;
+}
+
+// True when the frame, or one before it that stands for it, is shown now.
+bool PictureReader::RunTo(int64_t frame) {
+  while (!Holds(frame)) {
+    if (ReceivePicture(frame) == Outcome::kEnd) {
+      drained_ = true;
+      running_ = false;
+      return Holds(frame);
+    }
+    const int64_t number = NumberOf(*incoming_);
+    if (number < 0 || number <= shownFrame_) continue;
+    std::swap(next_, incoming_);
+    nextFrame_ = number;
+    if (!TakeOutput(frame)) return Holds(frame);
+  }
+  return true;
+}
+
+PictureReader::Outcome PictureReader::ReceivePicture(int64_t wanted) {
+  for (int errors = 0; errors < kMostErrors; ++errors) {
+    const int error = avcodec_receive_frame(decoder_.get(), incoming_.get());
+    if (error >= 0) return Outcome::kPicture;
+    if (error == AVERROR(ENOMEM)) throw std::bad_alloc();
+    if (error == AVERROR_EOF) return Outcome::kEnd;
+    // Any other error concerns one damaged picture: the next ones may be sound.
+    if (error != AVERROR(EAGAIN)) continue;
+    SendNext(wanted);
+    errors = 0;
+  }
+  return Outcome::kEnd;
+}
+
+void PictureReader::SendNext(int64_t wanted) {
+  const int32_t number = feed_->Position();
+  AVPacket* packet = feeding_ ? feed_->Next() : nullptr;
+  if (!packet) {
+    feeding_ = false;
+    avcodec_send_packet(decoder_.get(), nullptr);
+    return;
+  }
+  packet->pts = packet->dts = number;
+  decoder_->skip_frame = DiscardFor(number, wanted);
+  ++decoded_;
+  if (avcodec_send_packet(decoder_.get(), packet) == AVERROR(ENOMEM)) throw std::bad_alloc();
+}
+
+// What is passed over and serves no other picture need not be decoded at all.
+AVDiscard PictureReader::DiscardFor(int32_t packet, int64_t wanted) {
+  if (index_->IsSequential()) return AVDISCARD_DEFAULT;
+  const int32_t frame = index_->FrameOf(packet);
+  return frame >= 0 && frame < wanted ? AVDISCARD_NONREF : AVDISCARD_DEFAULT;
+}
+
+int64_t PictureReader::NumberOf(const AVFrame& picture) {
+  if (index_->IsSequential()) return outputs_++;
+  if (picture.pts < 0 || picture.pts >= feed_->Position()) return -1;
+  return index_->FrameOf(static_cast<int32_t>(picture.pts));
+}
+
+// Nothing at or before the frame came out, from whichever key packet. The first one after it stands
+// for all up to it, so that reading on through a damaged stretch does not try each frame anew.
+HRESULT PictureReader::Substitute(int64_t frame) {
+  if (nextFrame_ < 0) {
+    Report(frame);
+    hopeless_ = startedAt_ == 0 || ++failures_ >= kMostFailures;
+    return E_FAIL;
+  }
+  const int64_t number = nextFrame_;
+  TakeOutput(number);
+  shownFrom_ = frame;
+  return S_OK;
+}
+
+// Once for a stream: a damaged one would fill the log.
+void PictureReader::Report(int64_t frame) {
+  if (reported_) return;
+  reported_ = true;
+  KIV_LOG(LogLevel::kFailure, L"PictureReader: frame %lld cannot be decoded",
+          static_cast<long long>(frame));
+}
+
+int32_t PictureReader::FirstDecodable() {
+  if (!decoder_ || !StartAt(0)) return -1;
+  for (int i = 0; i < kStartPackets;) {
+    const int error = avcodec_receive_frame(decoder_.get(), incoming_.get());
+    if (error >= 0) {
+      running_ = false;
+      return static_cast<int32_t>(incoming_->pts);
+    }
+    if (error == AVERROR_EOF) break;
+    if (error != AVERROR(EAGAIN)) continue;
+    SendNext(-1);
+    ++i;
+  }
+  running_ = false;
+  return -1;
+}
+
+}  // namespace kiv
