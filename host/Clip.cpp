@@ -100,7 +100,8 @@ Clip::Clip(const std::string& input, const ChainOptions& options)
 }
 
 void Clip::LoadSettings(const ChainOptions& options) {
-  settings_ = options.settings.empty() ? KivCommon::CreateProperties() : ReadSettings(options.settings);
+  settings_ =
+      options.settings.empty() ? KivCommon::CreateProperties() : ReadSettings(options.settings);
   if (!settings_) FailRun("no memory for the settings");
   if (!options.settings.empty()) process_->LoadSettings(settings_.Get());
   SetUpProxy(options);
@@ -155,7 +156,8 @@ void Clip::Seek(int32_t frame) {
 
 void Clip::Advance() {
   const HRESULT hr = render_->Skip(1, nullptr);
-  if (Failed(hr)) FailRun("cannot go on to the next frame: result {:08x}", static_cast<uint32_t>(hr));
+  if (Failed(hr))
+    FailRun("cannot go on to the next frame: result {:08x}", static_cast<uint32_t>(hr));
 }
 
 KivComPtr<IKivFrame> Clip::Pull() {

@@ -117,9 +117,10 @@ void ReadRenderOptions(const OptionTexts& texts, Options* options) {
   options->report = texts.report;
   const bool single = options->frames.last && *options->frames.last == options->frames.first;
   if (options->plan.kind == kiv::OutputKind::kPicture && !single) {
-    FailUsage("the output '{}' holds one picture: give a pattern such as frame_%04d.png, or "
-              "one frame with --frames N:N",
-              texts.output);
+    FailUsage(
+        "the output '{}' holds one picture: give a pattern such as frame_%04d.png, or "
+        "one frame with --frames N:N",
+        texts.output);
   }
 }
 
@@ -127,7 +128,8 @@ void ReadFrameOptions(const OptionTexts& texts, Options* options) {
   PlanTheOutput(texts, options);
   options->at = ReadIndex("--at", texts.at);
   if (options->plan.kind != kiv::OutputKind::kPicture) {
-    FailUsage("the output '{}' is no picture: give a name that ends in .png, without %", texts.output);
+    FailUsage("the output '{}' is no picture: give a name that ends in .png, without %",
+              texts.output);
   }
 }
 

@@ -84,8 +84,7 @@ Function ComponentLoader::Entry(const char* name) const {
 KivComPtr<IKivVideoStreamProcessInternal> ComponentLoader::CreateProcess() const {
   const auto getClassObject = Entry<decltype(&DllGetClassObject)>("DllGetClassObject");
   KivComPtr<IClassFactory> factory;
-  HRESULT hr =
-      getClassObject(kVideoStreamProcessClassId, IClassFactory::kIid, factory.PutVoid());
+  HRESULT hr = getClassObject(kVideoStreamProcessClassId, IClassFactory::kIid, factory.PutVoid());
   KivComPtr<IKivVideoStreamProcessInternal> process;
   if (Succeeded(hr)) {
     hr = factory->CreateInstance(nullptr, IKivVideoStreamProcessInternal::kIid, process.PutVoid());

@@ -20,7 +20,8 @@ void CatchInterrupts() {
   struct sigaction action {};
   action.sa_handler = NoteSignal;
   sigemptyset(&action.sa_mask);
-  for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGUSR1}) {
+  sigaction(SIGUSR1, &action, nullptr);
+  for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
     struct sigaction before {};
     sigaction(number, nullptr, &before);
     // Whoever started us in the background or under nohup wants it ignored.
