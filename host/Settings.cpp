@@ -36,18 +36,15 @@ KivPropDecorator ReadSettings(const std::string& path) {
   KivPropDecorator bag = KivCommon::CreateProperties();
   if (!bag) FailRun("no memory for the settings");
   std::string why;
-  if (Failed(kiv::SettingsFromText(ReadTextFile(path), bag.Get(), &why))) {
+  if (!kiv::SettingsFromText(ReadTextFile(path), bag.Get(), &why)) {
     FailRun("cannot read the settings '{}': {}", path, why);
   }
   return bag;
 }
 
 void WriteSettings(IKivProperties* bag, const std::string& path) {
-  std::string text;
-  const HRESULT hr = kiv::SettingsToText(bag, &text);
-  if (Failed(hr)) {
-    FailRun("cannot write the settings '{}': result {:08x}", path, static_cast<uint32_t>(hr));
-  }
+  const std::string text = kiv::SettingsToText(bag);
+  if (text.empty()) FailRun("cannot write the settings '{}': they cannot be listed", path);
   WriteTextFile(path, text);
 }
 
