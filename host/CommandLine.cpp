@@ -115,6 +115,9 @@ void ReadRenderOptions(const OptionTexts& texts, Options* options) {
   if (!texts.frames.empty()) options->frames = ReadSpan("--frames", texts.frames);
   if (!texts.progress.empty()) options->progress = ReadProgress("--progress", texts.progress);
   options->report = texts.report;
+  if (texts.report == "-" && texts.output == "-") {
+    FailUsage("--report and the output cannot both go to standard output");
+  }
   const bool single = options->frames.last && *options->frames.last == options->frames.first;
   if (options->plan.kind == kiv::OutputKind::kPicture && !single) {
     FailUsage(

@@ -70,6 +70,7 @@ std::string InfoJson(const std::string& path, const OpenedInput& input) {
   for (const int32_t frame : KeyFramesOf(input)) root["key_frames"].append(frame);
   Json::StreamWriterBuilder builder;
   builder["indentation"] = "  ";
+  builder["enableYAMLCompatibility"] = true;  // "key": value, without a blank before the colon
   builder["precision"] = 10;
   return Json::writeString(builder, root) + "\n";
 }

@@ -59,6 +59,7 @@ std::string ReportText(const RenderReport& report) {
   root["memory"] = MemoryFigures();
   Json::StreamWriterBuilder builder;
   builder["indentation"] = "  ";
+  builder["enableYAMLCompatibility"] = true;  // "key": value, without a blank before the colon
   builder["precision"] = 6;
   return Json::writeString(builder, root) + "\n";
 }
