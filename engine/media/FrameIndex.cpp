@@ -88,6 +88,7 @@ FramePacket FrameIndex::Describe(const AVPacket& packet) const {
   entry.pts = Stamp(packet.pts);
   entry.dts = Stamp(packet.dts);
   entry.position = packet.pos;
+  entry.size = packet.size;
   entry.duration = ClampToInt32(packet.duration);
   entry.key = (packet.flags & AV_PKT_FLAG_KEY) != 0;
   entry.hidden = (packet.flags & AV_PKT_FLAG_DISCARD) != 0;
@@ -247,7 +248,7 @@ int32_t FrameIndex::FrameOf(int32_t packet) {
 
 std::optional<int32_t> FrameIndex::Find(const AVPacket& packet) const {
   std::lock_guard lock(lock_);
-  return table_.Find(Stamp(packet.pts), Stamp(packet.dts), packet.pos);
+  return table_.Find(Describe(packet));
 }
 
 bool FrameIndex::StartsInsideGroup() const {

@@ -107,16 +107,18 @@ std::span<const int32_t> PacketTable::AtPosition(int64_t position) const {
   return {first, last};
 }
 
-std::optional<int32_t> PacketTable::Find(int64_t pts, int64_t dts, int64_t position) const {
-  const std::span<const int32_t> here = AtPosition(position);
-  if (here.size() == 1 && position >= 0) return here.front();
+std::optional<int32_t> PacketTable::Find(const FramePacket& packet) const {
+  const std::span<const int32_t> here = AtPosition(packet.position);
+  const bool alone = here.size() == 1 && packet.position >= 0;
   std::optional<int32_t> found;
-  for (const int32_t packet : here) {
-    const FramePacket& known = Packet(packet);
-    if (pts != kNoStamp && known.pts != pts) continue;
-    if (dts != kNoStamp && known.dts != dts) continue;
+  for (const int32_t number : here) {
+    const FramePacket& known = Packet(number);
+    if (packet.size != known.size) continue;
+    if (alone) return number;
+    if (packet.pts != kNoStamp && known.pts != packet.pts) continue;
+    if (packet.dts != kNoStamp && known.dts != packet.dts) continue;
     if (found) return std::nullopt;
-    found = packet;
+    found = number;
   }
   return found;
 }

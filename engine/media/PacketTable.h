@@ -20,6 +20,7 @@ struct FramePacket {
   int64_t pts = kNoStamp;
   int64_t dts = kNoStamp;
   int64_t position = -1;  // -1 when the container does not say
+  int32_t size = 0;
   int32_t duration = 0;
   bool key = false;
   bool hidden = false;  // decoded for others, never shown
@@ -54,9 +55,9 @@ class KIV_ENGINE_API PacketTable {
   int32_t KeyFor(int32_t packet) const;
   // The last key packet before `packet`; packet 0 when there is none.
   int32_t KeyBefore(int32_t packet) const;
-  // The packet with this position and these stamps; missing ones match any. Nothing when it is
-  // unknown or could be several.
-  std::optional<int32_t> Find(int64_t pts, int64_t dts, int64_t position) const;
+  // The packet with the position and size of `packet` and its stamps, of which missing ones match
+  // any. Nothing when it is unknown, as the rest of a packet that was cut is, or could be several.
+  std::optional<int32_t> Find(const FramePacket& packet) const;
   // True when the first shown frames may not be decodable, as in a stream cut out of a longer one.
   bool StartsInsideGroup() const;
 

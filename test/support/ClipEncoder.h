@@ -1,0 +1,13 @@
+// Encodes numbered clips.
+#pragma once
+
+#include <string>
+
+#include "test/support/NumberedClip.h"
+
+namespace kivtest {
+
+// Writes the clip to `path`; throws std::runtime_error with the step that failed.
+void EncodeClip(const ClipSpec& spec, const std::string& path);
+
+}  // namespace kivtest

@@ -1,0 +1,50 @@
+// Video files whose every frame carries its own number in its pixels.
+//
+// Errors:   a clip that cannot be made is a std::runtime_error: the test environment is broken.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "kiv/values/ValueTypes.h"
+
+namespace kivtest {
+
+struct ClipSpec {
+  std::string codec = "libx264";  // an encoder's name
+  std::string container = "mp4";  // a file name's ending, or a muxer's name for raw streams
+  KivSize size{192, 112};
+  KivRational rate{25, 1};
+  int frames = 60;
+  int gop = 12;
+  int bFrames = 0;
+  bool openGop = false;
+  std::string pixelFormat = "yuv420p";
+  // Frame i is shown at these times in milliseconds; empty goes by the rate. Repeats its last step.
+  std::vector<int64_t> times;
+  // Added to every time. A negative one makes an edit list that hides the frames before 0.
+  int64_t startMilliseconds = 0;
+  int rotation = 0;  // degrees clockwise when shown
+  std::string colourMatrix;
+  std::string colourRange;
+  std::string audioCodec;  // empty: no audio
+  std::vector<std::pair<std::string, std::string>> codecOptions;
+  std::vector<std::pair<std::string, std::string>> muxerOptions;
+  std::vector<std::pair<std::string, std::string>> streamTags;
+};
+
+// The path of the clip, UTF-8. The same clip is made once in a process; all go when it ends.
+std::string MakeClip(const ClipSpec& spec);
+// A path in the same temporary folder.
+std::string TemporaryPath(const std::string& name);
+void WriteFile(const std::string& path, const std::vector<uint8_t>& bytes);
+std::vector<uint8_t> ReadFile(const std::string& path);
+
+// The number that a picture of any size carries; -1 when it carries none that can be read.
+int ReadNumber(const uint8_t* bgra, int width, int height);
+// Draws the picture of a number: opaque in the left half, alpha 128 in the right when asked for.
+std::vector<uint8_t> DrawNumber(int number, KivSize size, bool alpha);
+
+}  // namespace kivtest
