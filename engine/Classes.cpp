@@ -3,6 +3,7 @@
 #include "engine/common/ClassRegistry.h"
 #include "engine/common/Frame.h"
 #include "engine/common/PathService.h"
+#include "engine/filters/FilterManager.h"
 #include "engine/logger/Logger.h"
 #include "engine/media/MediaSource.h"
 #include "kiv/platform/Frame.h"
@@ -18,6 +19,8 @@ struct BuiltInClass {
 
 constexpr BuiltInClass kBuiltInClasses[] = {
     {kFrameClassId, &CreateFrameObject},
+    {kFilterManagerClassId, &CreateFilterManagerObject},
+    {kDeviceClassId, &CreateDeviceObject},
     {kMediaFactoryClassId, &CreateMediaFactoryObject},
     {kMediaSourceClassId, &CreateMediaSourceObject},
     {kPathServiceClassId, &CreatePathServiceObject},

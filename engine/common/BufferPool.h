@@ -58,7 +58,7 @@ class KIV_ENGINE_API BufferPool {
 
  private:
   struct IdleBuffer;  // lives in the idle buffer's own memory
-  static constexpr size_t kClassCount = 64 * 8;
+  static constexpr size_t kClassCount = size_t{64} * 8;
 
   IdleBuffer* TakeLocked(size_t classSize);
   IdleBuffer* CollectExcessLocked();

@@ -19,10 +19,10 @@ ClassRegistry& ClassRegistry::Shared() {
   return *registry;
 }
 
-HRESULT ClassRegistry::Add(const GUID& classId, CreateFunction create) {
+HRESULT ClassRegistry::Add(const GUID& classId, const CreateFunction& create) {
   if (!create) return E_INVALIDARG;
   const std::unique_lock hold(lock_);
-  return classes_.try_emplace(classId, std::move(create)).second ? S_OK : S_FALSE;
+  return classes_.try_emplace(classId, create).second ? S_OK : S_FALSE;
 }
 
 CreateFunction ClassRegistry::Replace(const GUID& classId, CreateFunction create) {

@@ -24,7 +24,7 @@ class KIV_ENGINE_API ClassRegistry {
   static ClassRegistry& Shared();
 
   // S_FALSE, with nothing changed, when the class is known already.
-  HRESULT Add(const GUID& classId, CreateFunction create);
+  HRESULT Add(const GUID& classId, const CreateFunction& create);
   // Returns what stood there before; empty when the class is new.
   CreateFunction Replace(const GUID& classId, CreateFunction create);
   // Returns what was withdrawn; empty when the class was not known.

@@ -170,7 +170,7 @@ namespace ImageFunc {
 
 KivComPtr<IKivBitmap> InitBitmap(int32_t width, int32_t height) {
   auto* const made = new (std::nothrow) kiv::CBitmap;
-  const auto bitmap = KivComPtr<IKivBitmap>::Adopt(made);
+  auto bitmap = KivComPtr<IKivBitmap>::Adopt(made);
   if (!made || Failed(made->Resize(width, height))) return {};
   made->Fill(0);
   return bitmap;

@@ -15,8 +15,10 @@ namespace {
 
 // Blue, green, red, alpha of one pixel side by side, so that one instruction handles all four.
 typedef float Pixel __attribute__((vector_size(16)));
+typedef int32_t WholePixel __attribute__((vector_size(16)));
 typedef uint8_t PackedPixel __attribute__((vector_size(4)));
 constexpr float kOpaque = 255.0F;
+constexpr float kRounding = 0.5F;
 
 // Which source positions an output position is made of.
 struct Taps {
@@ -80,22 +82,23 @@ Pixel Load(const uint8_t* bytes) {
   return pixel * Pixel{coverage, coverage, coverage, 1};
 }
 
+// No channel exceeds 255: weights are not negative, add up to 1, and colour is at most coverage.
 void Store(const Pixel& pixel, uint8_t* bytes) {
-  const float alpha = pixel[3];
-  const float scale = alpha > 0 ? kOpaque / alpha : 0;
-  for (int i = 0; i < 4; ++i) {
-    const float value = i < 3 ? pixel[i] * scale : alpha;
-    bytes[i] = static_cast<uint8_t>(std::clamp(value, 0.0F, kOpaque) + 0.5F);
-  }
+  const float scale = pixel[3] > 0 ? kOpaque / pixel[3] : 0;
+  const Pixel straight = pixel * Pixel{scale, scale, scale, 1} + kRounding;
+  const auto whole = __builtin_convertvector(straight, WholePixel);
+  const auto packed = __builtin_convertvector(whole, PackedPixel);
+  std::memcpy(bytes, &packed, sizeof packed);
 }
 
 void MixRows(const SourcePicture& source, const Axis& vertical, int32_t row,
              std::vector<Pixel>& mixed) {
   const Taps taps = vertical.taps[static_cast<size_t>(row)];
+  const uint8_t* const first = source.pixels + static_cast<size_t>(taps.first) * source.rowBytes;
   std::fill(mixed.begin(), mixed.end(), Pixel{});
   for (int32_t i = 0; i < taps.count; ++i) {
     const float weight = vertical.weights[taps.weights + static_cast<size_t>(i)];
-    const uint8_t* from = source.pixels + static_cast<size_t>(taps.first + i) * source.rowBytes;
+    const uint8_t* from = first + static_cast<size_t>(i) * source.rowBytes;
     for (Pixel& pixel : mixed) {
       pixel += Load(from) * weight;
       from += kBytesPerPixel;
@@ -105,10 +108,11 @@ void MixRows(const SourcePicture& source, const Axis& vertical, int32_t row,
 
 void MixColumns(const std::vector<Pixel>& mixed, const Axis& horizontal, uint8_t* to) {
   for (const Taps& taps : horizontal.taps) {
+    const Pixel* const first = mixed.data() + taps.first;
+    const float* const weights = horizontal.weights.data() + taps.weights;
     Pixel sum{};
     for (int32_t i = 0; i < taps.count; ++i) {
-      sum += mixed[static_cast<size_t>(taps.first + i)] *
-             horizontal.weights[taps.weights + static_cast<size_t>(i)];
+      sum += first[i] * weights[i];
     }
     Store(sum, to);
     to += kBytesPerPixel;

@@ -14,31 +14,18 @@
 #include "engine/common/Frame.h"
 #include "engine/common/PathService.h"
 #include "engine/logger/Logger.h"
+#include "engine/media/AvPointers.h"
 #include "engine/media/PictureConverter.h"
 #include "kiv/platform/KivCommon.h"
-
-extern "C" {
-#include <libavcodec/avcodec.h>
-#include <libavformat/avformat.h>
-}
 
 namespace kiv {
 namespace {
 
 constexpr int kIoBufferBytes = 32 * 1024;
 
-template <auto Free>
-struct FreeThrough {
-  template <typename T>
-  void operator()(T* object) const {
-    Free(&object);
-  }
+struct CloseFormat {
+  void operator()(AVFormatContext* context) const { avformat_close_input(&context); }
 };
-using FormatPtr = std::unique_ptr<AVFormatContext, FreeThrough<&avformat_close_input>>;
-using CodecPtr = std::unique_ptr<AVCodecContext, FreeThrough<&avcodec_free_context>>;
-using FramePtr = std::unique_ptr<AVFrame, FreeThrough<&av_frame_free>>;
-using PacketPtr = std::unique_ptr<AVPacket, FreeThrough<&av_packet_free>>;
-using DictionaryPtr = std::unique_ptr<AVDictionary, FreeThrough<&av_dict_free>>;
 
 // A local file as FFmpeg reads it. It is opened here so that nothing but a regular file is, and so
 // that no name can be taken for a protocol or a number pattern.
@@ -120,9 +107,6 @@ class ImageReader {
   }
 
   HRESULT ReadFirst() {
-    packet_.reset(av_packet_alloc());
-    picture_.reset(av_frame_alloc());
-    if (!packet_ || !picture_) return E_OUTOFMEMORY;
     for (bool atEnd = false;;) {
       const int received = avcodec_receive_frame(codec_.get(), picture_.get());
       if (received == 0) return S_OK;
@@ -161,7 +145,7 @@ class ImageReader {
       context->video_codec_id = AV_CODEC_ID_TARGA;
     }
     const int opened = avformat_open_input(&context, nullptr, format, &options);
-    const DictionaryPtr unused(options);
+    av_dict_free(&options);
     format_.reset(opened < 0 ? nullptr : context);
     return opened < 0 ? (opened == AVERROR(ENOMEM) ? E_OUTOFMEMORY : E_UNSUPPORTED) : S_OK;
   }
@@ -187,8 +171,7 @@ class ImageReader {
         stream ? avcodec_find_decoder(stream->codecpar->codec_id) : nullptr;
     if (!codec) return E_UNSUPPORTED;
     stream_ = stream->index;
-    codec_.reset(avcodec_alloc_context3(codec));
-    if (!codec_) return E_OUTOFMEMORY;
+    codec_ = HoldAv(avcodec_alloc_context3(codec));
     if (avcodec_parameters_to_context(codec_.get(), stream->codecpar) < 0) return E_UNSUPPORTED;
     codec_->max_pixels = kMaxImagePixels;
     codec_->thread_count = 1;
@@ -214,10 +197,10 @@ class ImageReader {
   }
 
   LocalFile file_;  // outlives the format that reads it
-  FormatPtr format_;
-  CodecPtr codec_;
-  FramePtr picture_;
-  PacketPtr packet_;
+  std::unique_ptr<AVFormatContext, CloseFormat> format_;
+  AvPtr<AVCodecContext> codec_;
+  AvPtr<AVFrame> picture_ = NewFrame();
+  AvPtr<AVPacket> packet_ = NewPacket();
   int stream_ = 0;
 };
 

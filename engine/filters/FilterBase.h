@@ -1,0 +1,88 @@
+// What every filter shares: inputs, rectangles, published parameters, and the result of a run.
+//
+// Units:    rectangles in fractions of a frame; output size in pixels.
+// Owns:     references to its inputs until they are replaced; the result of the last run.
+// Threads:  one caller at a time; the published bags lock themselves.
+// Errors:   E_NOTREADY for a run without a picture or a read without a run, E_INVALIDARG for a size;
+//           a failed run leaves the last result.
+#pragma once
+
+#include <vector>
+
+#include "engine/common/CountedObject.h"
+#include "engine/common/Frame.h"
+#include "engine/common/PictureScale.h"
+#include "kiv/platform/Filters.h"
+#include "kiv/platform/KivCommon.h"
+
+namespace kiv {
+
+struct FilterInputs {
+  SourcePicture first;
+  SourcePicture second;  // without pixels when there is none
+  KivRectF firstRect{0, 0, 1, 1};
+  KivRectF targetRect{0, 0, 1, 1};
+};
+
+class FilterBase : public CountedObject<IKivCGFilter, IKivProperties> {
+ public:
+  // Publishes the parameters; called once, before the filter is handed out.
+  HRESULT Publish();
+
+  HRESULT SetSecondInput(IKivFrame* frame) override;
+  HRESULT SetFirstInput(IKivFrame* frame) override;
+  HRESULT SetInputCount(int32_t) override { return S_OK; }
+  HRESULT SetRunMode(int32_t) override { return S_OK; }
+  // Null stands for the whole frame.
+  HRESULT SetRects(const KivRectF* second, const KivRectF* first) override;
+  HRESULT Run(const KivSize* outputSize) override;
+  // Gives the frame another size where it has to; its time and index stay.
+  HRESULT ReadOutput(IKivFrame* frame) override;
+  HRESULT CommitParameters() override;
+
+  HRESULT SetValue(const wchar_t* key, const CKivValue* value) override;
+  HRESULT SetInt(const wchar_t* key, int32_t value) override;
+  HRESULT GetInt(const wchar_t* key, int32_t* value) override;
+  HRESULT SetString(const wchar_t* key, const wchar_t* text) override;
+  HRESULT GetString(const wchar_t* key, wchar_t* buffer, int32_t capacity) override;
+  HRESULT SetDouble(const wchar_t* key, double value) override;
+  HRESULT GetDouble(const wchar_t* key, double* value) override;
+  HRESULT SetRect(const wchar_t* key, const KivRectF* value) override;
+  HRESULT GetRect(const wchar_t* key, KivRectF* value) override;
+  HRESULT SetRange(const wchar_t* key, const KivRange* value) override;
+  HRESULT GetRange(const wchar_t* key, KivRange* value) override;
+  HRESULT SetSize(const wchar_t* key, const KivSize* value) override;
+  HRESULT GetSize(const wchar_t* key, KivSize* value) override;
+  HRESULT SetObject(const wchar_t* key, IUnknown* object) override;
+  HRESULT GetObject(const wchar_t* key, IUnknown** object) override;
+  HRESULT SetRational(const wchar_t* key, const KivRational* value) override;
+  HRESULT GetRational(const wchar_t* key, KivRational* value) override;
+
+ protected:
+  struct Parameter {
+    const wchar_t* name;
+    int32_t value;  // the initial one, then the one taken over last
+  };
+
+  // `parameters` are published in this order and found again by their index.
+  explicit FilterBase(std::vector<Parameter> parameters) : parameters_(std::move(parameters)) {}
+
+  int32_t ValueOf(size_t parameter) const { return parameters_[parameter].value; }
+
+  // Writes the whole of `output`.
+  virtual HRESULT Process(const FilterInputs& inputs, const TargetPicture& output) = 0;
+
+ private:
+  HRESULT PublishOne(size_t index);
+
+  std::vector<Parameter> parameters_;
+  std::vector<KivPropDecorator> parameterBags_;
+  KivPropDecorator properties_;
+  KivComPtr<IKivFrame> firstInput_;
+  KivComPtr<IKivFrame> secondInput_;
+  KivRectF firstRect_{0, 0, 1, 1};
+  KivRectF targetRect_{0, 0, 1, 1};
+  PictureMemory result_;
+};
+
+}  // namespace kiv

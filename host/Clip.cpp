@@ -1,0 +1,178 @@
+#include "host/Clip.h"
+
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <numeric>
+#include <system_error>
+
+#include "host/ComponentLoader.h"
+#include "host/HostError.h"
+#include "host/Settings.h"
+
+namespace host {
+namespace {
+
+std::wstring Wide(const std::string& text) { return KivCommon::Char2WChar(text.c_str()); }
+
+// What an editor would say about a file that is not there, before any library is asked.
+void CheckFile(const std::string& path, const char* what) {
+  struct stat status {};
+  if (stat(path.c_str(), &status) != 0) {
+    FailRun("cannot open {} '{}': {}", what, path, std::generic_category().message(errno));
+  }
+  if (!S_ISREG(status.st_mode)) {
+    FailRun("cannot open {} '{}': it is not a regular file", what, path);
+  }
+  if (status.st_size == 0) FailRun("cannot open {} '{}': the file is empty", what, path);
+}
+
+KivComPtr<IKivMediaSource> OpenSource(const std::string& path) {
+  const auto factory = KivCommon::GetFactory(nullptr);
+  if (!factory) FailRun("cannot open the input '{}': there is no media factory", path);
+  KivComPtr<IKivMediaSource> source;
+  const HRESULT hr = factory->OpenMediaFile(source.Put(), Wide(path).c_str(), nullptr);
+  if (Failed(hr) || !source) {
+    FailRun("cannot open the input '{}': it is damaged or no media file (result {:08x})", path,
+            static_cast<uint32_t>(hr));
+  }
+  return source;
+}
+
+// One picture is no frame rate; it is shown as one at 25 a second.
+constexpr KivRational kRateOfStills{25, 1};
+
+KivRational Reduced(int64_t numerator, int64_t denominator) {
+  const int64_t divisor = std::gcd(numerator, denominator);
+  return {numerator / divisor, denominator / divisor};
+}
+
+}  // namespace
+
+OpenedInput OpenInput(const std::string& path) {
+  CheckFile(path, "the input");
+  const auto source = OpenSource(path);
+  OpenedInput input;
+  const HRESULT hr = source->GetVideoStream(0, input.decoder.Put());
+  if (Failed(hr) || !input.decoder) {
+    FailRun("cannot open the input '{}': it has no video stream that can be decoded", path);
+  }
+  input.streamInfo = input.decoder.As<IKivStreamInfo>();
+  if (!input.streamInfo || Failed(input.streamInfo->GetInfo(&input.info))) {
+    FailRun("cannot open the input '{}': its video stream cannot be described", path);
+  }
+  if (input.info.frameCount < 1 || input.info.size.width < 1 || input.info.size.height < 1) {
+    FailRun("cannot open the input '{}': its video stream has no pictures", path);
+  }
+  return input;
+}
+
+ResultShape ResultOf(const ChainOptions&, const KivStreamInfo& info) {
+  const bool hasRate = info.frameRate.numerator > 0 && info.frameRate.denominator > 0;
+  return {info.frameCount, hasRate ? info.frameRate : kRateOfStills};
+}
+
+KivRational OutputSampleAspect(const KivStreamInfo& info, KivSize size) {
+  const KivRational& aspect = info.sampleAspect;
+  if (aspect.numerator <= 0 || aspect.denominator <= 0) return {1, 1};
+  const int64_t across = int64_t{info.size.width} * size.height;
+  const int64_t along = int64_t{info.size.height} * size.width;
+  // Within the rounding of a scaled side the shape is the same.
+  if (std::llabs(across - along) <= std::max(info.size.width, info.size.height)) return aspect;
+  const KivRational shape = Reduced(across, along);
+  return Reduced(aspect.numerator * shape.numerator, aspect.denominator * shape.denominator);
+}
+
+Clip::Clip(const std::string& input, const ChainOptions& options)
+    : input_(OpenInput(input)),
+      result_(ResultOf(options, input_.info)),
+      decoder_(MeteredDecoder::Make(input_.decoder)),
+      framesStay_(options.nodes.size() == 1) {
+  if (!options.proxy.empty()) CheckFile(options.proxy, "the proxy");
+  process_ = ComponentLoader::ByClassId().CreateProcess();
+  render_ = process_.As<IKivRenderEx>();
+  if (!render_) FailRun("the component has no render interface");
+  process_->BuildChain(options.nodes.data(), static_cast<int32_t>(options.nodes.size()));
+  LoadSettings(options);
+  SetUpSource(options);
+  SetUpRender();
+}
+
+void Clip::LoadSettings(const ChainOptions& options) {
+  settings_ =
+      options.settings.empty() ? KivCommon::CreateProperties() : ReadSettings(options.settings);
+  if (!settings_) FailRun("no memory for the settings");
+  if (!options.settings.empty()) process_->LoadSettings(settings_.Get());
+  SetUpProxy(options);
+}
+
+void Clip::SetUpProxy(const ChainOptions& options) {
+  if (!options.proxy.empty()) {
+    process_->SetProxyPath(Wide(options.proxy).c_str());
+    process_->SetProxyEnabled(1);
+  }
+  if (options.noProxy) process_->SetProxyEnabled(0);
+}
+
+void Clip::SetUpSource(const ChainOptions& options) {
+  IUnknown* const decoder = static_cast<IKivMediaDecoder*>(decoder_.Get());
+  process_->SetSourceFrameRate(&result_.frameRate);
+  process_->SetRenderFrameRate(&result_.frameRate);
+  if (options.decodeScale) process_->SetDecodeScale(&*options.decodeScale);
+  process_->SetDecoder(decoder);
+  if (!options.size) return;
+  process_->SetOutputSize(&*options.size);
+  // The source tells a decoder its size when it is attached, so it is attached once more, without
+  // the facade's step that takes the clip's own size.
+  render_->ProcessCommand(static_cast<uint32_t>(CommandId::SetDecoder),
+                          reinterpret_cast<uintptr_t>(decoder), 0);
+}
+
+void Clip::SetUpRender() {
+  const auto settings = render_.As<IKivRenderSettings>();
+  if (!settings) FailRun("the component has no render settings");
+  KivSize size = input_.info.size;
+  process_->GetScaledSize(&size);
+  if (size.width < 1 || size.height < 1) {
+    FailUsage("the decode scale leaves no picture: {}x{} pixels", size.width, size.height);
+  }
+  settings->SetRenderFrameRate(&result_.frameRate);
+  settings->SetRenderSize(&size);
+}
+
+KivDecoderStats Clip::DecoderStats() const {
+  KivDecoderStats stats;
+  input_.streamInfo->GetStats(&stats);
+  return stats;
+}
+
+void Clip::Seek(int32_t frame) {
+  const HRESULT hr = render_->Seek(frame, nullptr, static_cast<int32_t>(KivSeekMode::kReadOnward));
+  if (Failed(hr)) {
+    FailRun("cannot go to frame {}: result {:08x}", frame, static_cast<uint32_t>(hr));
+  }
+}
+
+void Clip::Advance() {
+  const HRESULT hr = render_->Skip(1, nullptr);
+  if (Failed(hr))
+    FailRun("cannot go on to the next frame: result {:08x}", static_cast<uint32_t>(hr));
+}
+
+KivComPtr<IKivFrame> Clip::Pull() {
+  KivComPtr<IKivFrame> frame;
+  const HRESULT hr = render_->GetFrame(&frame);
+  if (Failed(hr) || !frame) {
+    FailRun("frame {} could not be made: result {:08x}", render_->GetPosition(),
+            static_cast<uint32_t>(hr));
+  }
+  return frame;
+}
+
+void Clip::SaveSettings(const std::string& path) {
+  process_->SaveSettings(settings_.Get());
+  WriteSettings(settings_.Get(), path);
+}
+
+}  // namespace host

@@ -1,0 +1,71 @@
+// One opened clip behind its chain, driven as an editor drives it: decoder, bags and commands go in
+// through the facade, frames come out through the render interface.
+//
+// Units:    frame numbers count the result from 0.
+// Owns:     the component's facade, the decoder and the settings bag.
+// Threads:  one caller at a time.
+// Errors:   HostError.
+#pragma once
+
+#include <string>
+
+#include "host/MeteredDecoder.h"
+#include "host/Options.h"
+#include "kiv/chain/IKivRender.h"
+#include "kiv/component/IKivVideoStreamProcess.h"
+#include "kiv/platform/KivCommon.h"
+
+namespace host {
+
+// The first video stream of a file, as info needs it: without a chain.
+struct OpenedInput {
+  KivComPtr<IKivMediaDecoder> decoder;
+  KivComPtr<IKivStreamInfo> streamInfo;
+  KivStreamInfo info;
+};
+OpenedInput OpenInput(const std::string& path);
+
+// How many frames the chain gives for a clip, and at what rate. The one place that knows.
+struct ResultShape {
+  int32_t frameCount = 0;
+  KivRational frameRate;
+};
+ResultShape ResultOf(const ChainOptions& options, const KivStreamInfo& info);
+
+// The sample aspect that shows a picture of `size` in the clip's own shape.
+KivRational OutputSampleAspect(const KivStreamInfo& info, KivSize size);
+
+class Clip {
+ public:
+  Clip(const std::string& input, const ChainOptions& options);
+
+  const KivStreamInfo& Info() const { return input_.info; }
+  const ResultShape& Result() const { return result_; }
+  KivDecoderStats DecoderStats() const;
+  const MeteredDecoder& Decoder() const { return *decoder_; }
+  // Whether a frame pulled stays as it is when the next one is pulled.
+  bool FramesStay() const { return framesStay_; }
+
+  void Seek(int32_t frame);
+  void Advance();
+  // The frame at the position, straight rows.
+  KivComPtr<IKivFrame> Pull();
+
+  void SaveSettings(const std::string& path);
+
+ private:
+  void SetUpSource(const ChainOptions& options);
+  void SetUpRender();
+  void LoadSettings(const ChainOptions& options);
+  void SetUpProxy(const ChainOptions& options);
+
+  OpenedInput input_;
+  ResultShape result_;
+  KivComPtr<MeteredDecoder> decoder_;
+  KivPropDecorator settings_;
+  KivComPtr<IKivVideoStreamProcessInternal> process_;
+  KivComPtr<IKivRenderEx> render_;
+  bool framesStay_;
+};
+
+}  // namespace host

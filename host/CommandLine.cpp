@@ -1,0 +1,183 @@
+#include "host/CommandLine.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cstdio>
+
+#include "host/HostError.h"
+#include "host/OptionTable.h"
+#include "host/OptionValues.h"
+#include "kiv/chain/NodeTypes.h"
+
+namespace host {
+namespace {
+
+constexpr char kFooter[] =
+    "Exit status: 0 done, 1 failed (one line on standard error), 2 wrong command line, 130 "
+    "interrupted.\nStandard output carries data only.";
+
+// Two commands may share an option under the same name, so the rows of one command are added alone.
+void AddOptions(CLI::App& app, const CommandRow& command, OptionTexts* texts) {
+  for (const OptionRow& row : OptionTable()) {
+    if ((row.commands & command.bit) == 0) continue;
+    CLI::Option* option = row.text != nullptr
+                              ? app.add_option(row.names, texts->*row.text, row.help)
+                              : app.add_flag(row.names, texts->*row.flag, row.help);
+    if (row.valueName != nullptr) option->type_name(row.valueName);
+    if (row.presence == Presence::kRequired) option->required();
+  }
+}
+
+std::string CommandNames() {
+  std::string names;
+  for (const CommandRow& row : CommandTable()) {
+    names.append(names.empty() ? "" : ", ").append(row.name);
+  }
+  return names;
+}
+
+std::string GeneralHelp() {
+  std::string text = "Usage: kivclip COMMAND [arguments]\n\nCommands:\n";
+  for (const CommandRow& row : CommandTable()) {
+    text += fmt::format("  {:12}{}\n", row.name, row.help);
+  }
+  return text + "\nkivclip COMMAND --help lists the options of a command.\n" + kFooter + "\n";
+}
+
+const CommandRow& FindCommand(const std::string& name) {
+  if (IsCommandNotBuilt(name)) FailUsage("the command {} is not built yet", name);
+  const auto commands = CommandTable();
+  const auto found = std::find_if(commands.begin(), commands.end(),
+                                  [&](const CommandRow& row) { return row.name == name; });
+  if (found == commands.end()) {
+    FailUsage("there is no command '{}': use one of {}", name, CommandNames());
+  }
+  return *found;
+}
+
+void RefuseWhatIsNotBuilt(const CommandRow& command, const std::vector<std::string>& arguments) {
+  if ((command.bit & kChainBits) == 0) return;
+  for (const std::string& argument : arguments) {
+    if (argument == "--") return;
+    if (IsOptionNotBuilt(argument)) {
+      FailUsage("the option {} is not built yet", argument.substr(0, argument.find('=')));
+    }
+  }
+}
+
+std::string FirstLine(const std::string& text) { return text.substr(0, text.find('\n')); }
+
+enum class Parsed { kCommand, kHelp };
+
+Parsed Parse(const CommandRow& command, const std::vector<std::string>& arguments,
+             std::string* input, OptionTexts* texts) {
+  CLI::App app(command.help, "kivclip " + std::string(command.name));
+  app.footer(kFooter);
+  app.allow_windows_style_options(false);
+  if (command.takesInput) app.add_option("INPUT", *input, "the clip")->required()->type_name("");
+  AddOptions(app, command, texts);
+  try {
+    // CLI11 takes them from the back.
+    app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+  } catch (const CLI::CallForHelp&) {
+    std::fputs(app.help().c_str(), stdout);
+    return Parsed::kHelp;
+  } catch (const CLI::ParseError& error) {
+    FailUsage("{} (kivclip {} --help lists the options)", FirstLine(error.what()), command.name);
+  }
+  return Parsed::kCommand;
+}
+
+ChainOptions ReadChainOptions(const OptionTexts& texts) {
+  ChainOptions chain;
+  chain.nodes = texts.chain.empty() ? std::vector<int32_t>{static_cast<int32_t>(NodeType::kSource)}
+                                    : ReadChain("--chain", texts.chain);
+  if (!texts.size.empty()) chain.size = ReadSize("--size", texts.size);
+  if (!texts.decodeScale.empty()) {
+    chain.decodeScale = ReadScale("--decode-scale", texts.decodeScale);
+  }
+  if (!texts.proxy.empty() && texts.noProxy) FailUsage("--proxy and --no-proxy exclude each other");
+  chain.proxy = texts.proxy;
+  chain.noProxy = texts.noProxy;
+  chain.settings = texts.settings;
+  chain.saveSettings = texts.saveSettings;
+  return chain;
+}
+
+void PlanTheOutput(const OptionTexts& texts, Options* options) {
+  kiv::OutputRequest request{texts.output, texts.format, texts.codec};
+  if (!texts.quality.empty()) request.quality = ReadIndex("--quality", texts.quality);
+  if (const auto error = kiv::PlanOutput(request, &options->plan)) FailUsage("{}", *error);
+}
+
+void ReadRenderOptions(const OptionTexts& texts, Options* options) {
+  PlanTheOutput(texts, options);
+  if (!texts.frames.empty()) options->frames = ReadSpan("--frames", texts.frames);
+  if (!texts.progress.empty()) options->progress = ReadProgress("--progress", texts.progress);
+  options->report = texts.report;
+  if (texts.report == "-" && texts.output == "-") {
+    FailUsage("--report and the output cannot both go to standard output");
+  }
+  const bool single = options->frames.last && *options->frames.last == options->frames.first;
+  if (options->plan.kind == kiv::OutputKind::kPicture && !single) {
+    FailUsage(
+        "the output '{}' holds one picture: give a pattern such as frame_%04d.png, or "
+        "one frame with --frames N:N",
+        texts.output);
+  }
+}
+
+void ReadFrameOptions(const OptionTexts& texts, Options* options) {
+  PlanTheOutput(texts, options);
+  options->at = ReadIndex("--at", texts.at);
+  if (options->plan.kind != kiv::OutputKind::kPicture) {
+    FailUsage("the output '{}' is no picture: give a name that ends in .png, without %",
+              texts.output);
+  }
+}
+
+Options Interpret(const CommandRow& command, const std::string& input, const OptionTexts& texts) {
+  Options options;
+  options.input = input;
+  options.output = texts.output;
+  options.json = texts.json;
+  options.chain = ReadChainOptions(texts);
+  if (command.name == "render") {
+    options.command = Command::kRender;
+    ReadRenderOptions(texts, &options);
+  } else if (command.name == "frame") {
+    options.command = Command::kFrame;
+    ReadFrameOptions(texts, &options);
+  } else if (command.name == "register") {
+    options.command = Command::kRegister;
+  } else if (command.name == "unregister") {
+    options.command = Command::kUnregister;
+  }
+  return options;
+}
+
+}  // namespace
+
+std::optional<Options> ReadCommandLine(const std::vector<std::string>& arguments) {
+  if (arguments.empty()) {
+    FailUsage("no command given: use one of {}, or --help", CommandNames());
+  }
+  const std::string& name = arguments.front();
+  if (name == "--help" || name == "-h") {
+    std::fputs(GeneralHelp().c_str(), stdout);
+    return std::nullopt;
+  }
+  if (name == "--version") {
+    std::puts("kivclip " KIV_VERSION);
+    return std::nullopt;
+  }
+  const CommandRow& command = FindCommand(name);
+  const std::vector<std::string> rest(arguments.begin() + 1, arguments.end());
+  RefuseWhatIsNotBuilt(command, rest);
+  std::string input;
+  OptionTexts texts;
+  if (Parse(command, rest, &input, &texts) == Parsed::kHelp) return std::nullopt;
+  return Interpret(command, input, texts);
+}
+
+}  // namespace host

@@ -1,0 +1,14 @@
+// The commands of kivclip. Each returns when its work is done, and throws HostError otherwise.
+#pragma once
+
+#include "host/Options.h"
+
+namespace host {
+
+void RunRender(const Options& options);
+void RunFrame(const Options& options);
+void RunInfo(const Options& options);
+void RunRegister();
+void RunUnregister();
+
+}  // namespace host

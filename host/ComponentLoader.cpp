@@ -1,0 +1,115 @@
+#include "host/ComponentLoader.h"
+
+#include <dlfcn.h>
+
+#include <array>
+#include <filesystem>
+
+#include "host/HostError.h"
+#include "kiv/component/EntryPoints.h"
+#include "kiv/platform/KivCommon.h"
+#include "kiv/platform/Registry.h"
+
+namespace host {
+namespace {
+
+constexpr char kLibraryName[] = "libkiv.so";
+constexpr uint32_t kPathCapacity = 1024;
+
+std::wstring ServerKey() {
+  std::array<wchar_t, kGuidTextCapacity> classId{};
+  StringFromGUID2(kVideoStreamProcessClassId, classId.data(), kGuidTextCapacity);
+  return L"CLSID\\" + std::wstring(classId.data()) + L"\\InprocServer32";
+}
+
+// Empty when the class is not registered.
+std::string RegisteredPath() {
+  HKEY key = nullptr;
+  if (RegOpenKeyExW(HKEY_CLASSES_ROOT, ServerKey().c_str(), 0, MAXIMUM_ALLOWED, &key) !=
+      ERROR_SUCCESS) {
+    return {};
+  }
+  std::array<wchar_t, kPathCapacity> path{};
+  uint32_t bytes = sizeof(path);
+  const int32_t result = RegQueryValueExW(key, nullptr, path.data(), &bytes);
+  RegCloseKey(key);
+  return result == ERROR_SUCCESS ? KivCommon::WChar2Char(path.data()) : std::string();
+}
+
+std::filesystem::path ProgramFolder() {
+  std::error_code ignored;
+  return std::filesystem::read_symlink("/proc/self/exe", ignored).parent_path();
+}
+
+}  // namespace
+
+ComponentLoader ComponentLoader::TryPath(const std::string& path, std::string* reason) {
+  void* library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+  if (library == nullptr) {
+    const char* text = dlerror();
+    *reason = text != nullptr ? text : path;
+  }
+  return {library, path};
+}
+
+ComponentLoader ComponentLoader::ByClassId() {
+  const std::string registered = RegisteredPath();
+  if (registered.empty()) return Own();
+  std::string ignored;
+  ComponentLoader loader = TryPath(registered, &ignored);
+  return loader.library_ != nullptr ? loader : Own();
+}
+
+ComponentLoader ComponentLoader::Own() {
+  const std::filesystem::path folder = ProgramFolder();
+  std::string reason;
+  for (const char* place : {"", KIV_LIBRARY_FOLDER, "../lib"}) {
+    const auto path = (folder / place / kLibraryName).lexically_normal();
+    std::error_code ignored;
+    if (!std::filesystem::exists(path, ignored)) continue;
+    ComponentLoader loader = TryPath(path.string(), &reason);
+    if (loader.library_ != nullptr) return loader;
+  }
+  if (reason.empty()) reason = fmt::format("there is no {} near {}", kLibraryName, folder.string());
+  FailRun("cannot load the component: {}", reason);
+}
+
+template <typename Function>
+Function ComponentLoader::Entry(const char* name) const {
+  void* const entry = dlsym(library_, name);
+  if (entry == nullptr) FailRun("'{}' is not the component: it has no {}", path_, name);
+  return reinterpret_cast<Function>(entry);
+}
+
+KivComPtr<IKivVideoStreamProcessInternal> ComponentLoader::CreateProcess() const {
+  const auto getClassObject = Entry<decltype(&DllGetClassObject)>("DllGetClassObject");
+  KivComPtr<IClassFactory> factory;
+  HRESULT hr = getClassObject(kVideoStreamProcessClassId, IClassFactory::kIid, factory.PutVoid());
+  KivComPtr<IKivVideoStreamProcessInternal> process;
+  if (Succeeded(hr)) {
+    hr = factory->CreateInstance(nullptr, IKivVideoStreamProcessInternal::kIid, process.PutVoid());
+  }
+  if (Failed(hr) || !process) {
+    FailRun("'{}' does not make the component: result {:08x}", path_, static_cast<uint32_t>(hr));
+  }
+  return process;
+}
+
+// The entry points report no registry failure, so the result is looked up.
+void ComponentLoader::Register() const {
+  Entry<decltype(&DllRegisterServer)>("DllRegisterServer")();
+  std::error_code ignored;
+  const std::string registered = RegisteredPath();
+  if (registered.empty() || !std::filesystem::equivalent(registered, path_, ignored)) {
+    FailRun("cannot register '{}': the registry file cannot be written", path_);
+  }
+}
+
+void ComponentLoader::Unregister() const {
+  Entry<decltype(&DllUnregisterServer)>("DllUnregisterServer")();
+  if (!RegisteredPath().empty()) {
+    FailRun("cannot unregister '{}': the registry file cannot be written", path_);
+  }
+}
+
+}  // namespace host

@@ -1,0 +1,20 @@
+// Ctrl-C and its relatives: noticed by a flag, so that whatever is being written can be cleaned up.
+//
+// Threads:  any.
+#pragma once
+
+#include <atomic>
+
+namespace host {
+
+// SIGINT, SIGTERM and SIGHUP set the flag. Interrupted system calls return, they are not restarted.
+// SIGUSR1 only interrupts (see WriterQueue).
+void CatchInterrupts();
+
+// The signal that came, 0 for none.
+int InterruptSignal();
+
+// Throws when one came; main then exits with 128 + the signal's number.
+void ThrowIfInterrupted();
+
+}  // namespace host

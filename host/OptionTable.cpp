@@ -1,0 +1,82 @@
+#include "host/OptionTable.h"
+
+#include <algorithm>
+
+namespace host {
+namespace {
+
+constexpr OptionRow Text(const char* names, unsigned commands, const char* valueName,
+                         std::string OptionTexts::*text, const char* help,
+                         Presence presence = Presence::kOptional) {
+  return {names, commands, presence, valueName, help, text, nullptr};
+}
+
+constexpr OptionRow Flag(const char* names, unsigned commands, bool OptionTexts::*flag,
+                         const char* help) {
+  return {names, commands, Presence::kOptional, nullptr, help, nullptr, flag};
+}
+
+constexpr OptionRow kOptions[] = {
+    Text("-o,--output", kRenderBit, "OUTPUT", &OptionTexts::output,
+         "a .mp4, .mov, .mkv, .webm or .y4m file, a pattern with %d ending in .png, - or null",
+         Presence::kRequired),
+    Text("-o,--output", kFrameBit, "FILE.png", &OptionTexts::output, "the picture to write",
+         Presence::kRequired),
+    Text("--at", kFrameBit, "N", &OptionTexts::at, "the frame of the result, 0 for the first",
+         Presence::kRequired),
+    Text("--frames", kRenderBit, "A:B", &OptionTexts::frames, "result frames A to B only"),
+    Text("--size", kChainBits, "WxH", &OptionTexts::size, "output size of the decoding source"),
+    Text("--decode-scale", kChainBits, "N/D", &OptionTexts::decodeScale,
+         "scale of that size, such as 1/2"),
+    Text("--proxy", kChainBits, "FILE", &OptionTexts::proxy, "read pictures from FILE instead"),
+    Flag("--no-proxy", kChainBits, &OptionTexts::noProxy, "turn a stored proxy off"),
+    Text("--chain", kChainBits, "LIST", &OptionTexts::chain,
+         "nodes from the source on: source,alpha,stabilizer,cache,rate,reverse,speed,crop"),
+    Text("--settings", kChainBits, "FILE.json", &OptionTexts::settings,
+         "load the clip's settings before"),
+    Text("--save-settings", kChainBits, "FILE.json", &OptionTexts::saveSettings,
+         "save the clip's settings after"),
+    Text("--format", kRenderBit, "NAME", &OptionTexts::format,
+         "mp4, mov, mkv, webm, png, y4m, y4m444, bgra or null, whatever the name's ending"),
+    Text("--codec", kRenderBit, "NAME", &OptionTexts::codec, "h264, vp9 or ffv1 (lossless)"),
+    Text("--quality", kRenderBit, "N", &OptionTexts::quality,
+         "0 (smallest file) to 100 (best picture), 70 if not given"),
+    Text("--progress", kRenderBit, "FORM", &OptionTexts::progress,
+         "json, bar or none; a bar on a terminal, else none, if not given"),
+    Text("--report", kRenderBit, "FILE.json", &OptionTexts::report,
+         "write what was done, and how long it took"),
+    Flag("--json", kInfoBit, &OptionTexts::json, "as one JSON object"),
+};
+
+constexpr CommandRow kCommands[] = {
+    {"render", kRenderBit, true, "Renders a clip through its chain into a file or stream"},
+    {"frame", kFrameBit, true, "Writes one frame of the chain as a picture"},
+    {"info", kInfoBit, true, "Shows what a clip's video stream is"},
+    {"register", 0, false, "Enters the component into the registry"},
+    {"unregister", 0, false, "Takes the component out of the registry"},
+};
+
+constexpr std::string_view kCommandsNotBuilt[] = {"sheet", "stabilize", "verify", "keyframes"};
+
+constexpr std::string_view kOptionsNotBuilt[] = {
+    "--speed",     "--interpolation", "--reverse",        "--reverse-range", "--fps",
+    "--stabilize", "--crop",          "--crop-keyframes", "--memory"};
+constexpr std::string_view kPrefixNotBuilt = "--alpha-";
+
+}  // namespace
+
+std::span<const OptionRow> OptionTable() { return kOptions; }
+
+std::span<const CommandRow> CommandTable() { return kCommands; }
+
+bool IsCommandNotBuilt(std::string_view name) {
+  return std::count(std::begin(kCommandsNotBuilt), std::end(kCommandsNotBuilt), name) > 0;
+}
+
+bool IsOptionNotBuilt(std::string_view argument) {
+  const std::string_view name = argument.substr(0, argument.find('='));
+  return name.starts_with(kPrefixNotBuilt) ||
+         std::count(std::begin(kOptionsNotBuilt), std::end(kOptionsNotBuilt), name) > 0;
+}
+
+}  // namespace host

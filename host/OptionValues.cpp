@@ -1,0 +1,121 @@
+#include "host/OptionValues.h"
+
+#include <algorithm>
+#include <charconv>
+
+#include "host/HostError.h"
+#include "kiv/chain/NodeTypes.h"
+
+namespace host {
+namespace {
+
+constexpr int32_t kLargestSide = 1 << 15;
+constexpr int64_t kLargestTerm = 1'000'000;
+
+// The whole text as digits; nothing else is a number here, no sign, no blank.
+template <typename Integer>
+std::optional<Integer> ReadDigits(std::string_view text) {
+  Integer value = 0;
+  if (text.empty() || text[0] < '0' || text[0] > '9') return std::nullopt;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
+  return value;
+}
+
+// The parts around the first `mark`; nothing without one.
+struct Halves {
+  std::string_view left, right;
+};
+std::optional<Halves> SplitAt(std::string_view text, char mark) {
+  const size_t at = text.find(mark);
+  if (at == std::string_view::npos) return std::nullopt;
+  return Halves{text.substr(0, at), text.substr(at + 1)};
+}
+
+struct ChainName {
+  std::string_view name;
+  NodeType type;
+};
+constexpr ChainName kChainNames[] = {
+    {"source", NodeType::kSource},         {"alpha", NodeType::kAlphaVideo},
+    {"stabilizer", NodeType::kStabilizer}, {"cache", NodeType::kFrameCache},
+    {"rate", NodeType::kFrameRate},        {"reverse", NodeType::kReverse},
+    {"speed", NodeType::kSpeed},           {"crop", NodeType::kCrop}};
+
+NodeType ReadNode(std::string_view option, std::string_view name) {
+  const auto* found = std::find_if(std::begin(kChainNames), std::end(kChainNames),
+                                   [&](const ChainName& row) { return row.name == name; });
+  if (found != std::end(kChainNames)) return found->type;
+  std::string names;
+  for (const ChainName& row : kChainNames) {
+    names.append(names.empty() ? "" : ", ").append(row.name);
+  }
+  FailUsage("{} names no node '{}': use {}", option, name, names);
+}
+
+}  // namespace
+
+KivSize ReadSize(std::string_view option, std::string_view text) {
+  if (const auto halves = SplitAt(text, 'x')) {
+    const auto width = ReadDigits<int32_t>(halves->left);
+    const auto height = ReadDigits<int32_t>(halves->right);
+    if (width && height && *width > 0 && *height > 0 && *width <= kLargestSide &&
+        *height <= kLargestSide) {
+      return {*width, *height};
+    }
+  }
+  FailUsage("{} {}: expected WIDTHxHEIGHT such as 1280x720, sides from 1 to {}", option, text,
+            kLargestSide);
+}
+
+KivRational ReadScale(std::string_view option, std::string_view text) {
+  if (const auto halves = SplitAt(text, '/')) {
+    const auto numerator = ReadDigits<int64_t>(halves->left);
+    const auto denominator = ReadDigits<int64_t>(halves->right);
+    if (numerator && denominator && *numerator > 0 && *denominator > 0 &&
+        *numerator <= kLargestTerm && *denominator <= kLargestTerm) {
+      return {*numerator, *denominator};
+    }
+  }
+  FailUsage("{} {}: expected a fraction such as 1/2, terms from 1 to {}", option, text,
+            kLargestTerm);
+}
+
+FrameSpan ReadSpan(std::string_view option, std::string_view text) {
+  if (const auto halves = SplitAt(text, ':')) {
+    const auto first = ReadDigits<int32_t>(halves->left);
+    if (first && halves->right.empty()) return {*first, std::nullopt};
+    const auto last = ReadDigits<int32_t>(halves->right);
+    if (first && last && *first <= *last) return {*first, *last};
+  }
+  FailUsage("{} {}: expected FIRST:LAST such as 0:99, both included, FIRST not above LAST", option,
+            text);
+}
+
+int32_t ReadIndex(std::string_view option, std::string_view text) {
+  if (const auto index = ReadDigits<int32_t>(text)) return *index;
+  FailUsage("{} {}: expected a whole number, 0 or above", option, text);
+}
+
+std::vector<int32_t> ReadChain(std::string_view option, std::string_view text) {
+  std::vector<int32_t> nodes;
+  for (std::string_view rest = text;;) {
+    const auto halves = SplitAt(rest, ',');
+    const NodeType node = ReadNode(option, halves ? halves->left : rest);
+    if ((node == NodeType::kSource) != nodes.empty()) {
+      FailUsage("{} {}: a chain begins with source, and has only one", option, text);
+    }
+    nodes.push_back(static_cast<int32_t>(node));
+    if (!halves) return nodes;
+    rest = halves->right;
+  }
+}
+
+ProgressForm ReadProgress(std::string_view option, std::string_view text) {
+  if (text == "json") return ProgressForm::kJson;
+  if (text == "bar") return ProgressForm::kBar;
+  if (text == "none") return ProgressForm::kNone;
+  FailUsage("{} {}: expected json, bar or none", option, text);
+}
+
+}  // namespace host

@@ -1,0 +1,21 @@
+// The texts of option values, read strictly and in the "C" locale. `option` is named in the message
+// of the usage error that a wrong text throws.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/Options.h"
+
+namespace host {
+
+KivSize ReadSize(std::string_view option, std::string_view text);       // 1280x720
+KivRational ReadScale(std::string_view option, std::string_view text);  // 1/2, 0.5 is refused
+FrameSpan ReadSpan(std::string_view option, std::string_view text);     // 10:20, 10:
+int32_t ReadIndex(std::string_view option, std::string_view text);      // 0 and up
+std::vector<int32_t> ReadChain(std::string_view option, std::string_view text);  // source,crop
+ProgressForm ReadProgress(std::string_view option, std::string_view text);
+
+}  // namespace host

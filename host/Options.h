@@ -1,0 +1,47 @@
+// What a command line asks for, checked as far as that goes without opening the input.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "engine/media/Writer.h"
+#include "kiv/values/ValueTypes.h"
+
+namespace host {
+
+enum class Command { kRender, kInfo, kFrame, kRegister, kUnregister };
+enum class ProgressForm { kAutomatic, kNone, kBar, kJson };
+
+// Both included; without an end it runs to the last frame.
+struct FrameSpan {
+  int32_t first = 0;
+  std::optional<int32_t> last;
+};
+
+// How the clip's chain is built and set up.
+struct ChainOptions {
+  std::vector<int32_t> nodes;  // NodeType ids from the source on
+  std::optional<KivSize> size;
+  std::optional<KivRational> decodeScale;
+  std::string proxy;
+  bool noProxy = false;
+  std::string settings;
+  std::string saveSettings;
+};
+
+struct Options {
+  Command command = Command::kInfo;
+  std::string input;
+  std::string output;
+  kiv::OutputPlan plan;
+  ChainOptions chain;
+  FrameSpan frames;
+  int32_t at = 0;
+  bool json = false;
+  ProgressForm progress = ProgressForm::kAutomatic;
+  std::string report;
+};
+
+}  // namespace host

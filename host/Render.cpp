@@ -1,0 +1,186 @@
+// render and frame: pull frames from the chain, hand them to a writer.
+
+#include <atomic>
+#include <chrono>
+#include <filesystem>
+#include <memory>
+#include <optional>
+
+#include "engine/media/Writer.h"
+#include "host/Clip.h"
+#include "host/Commands.h"
+#include "host/HostError.h"
+#include "host/Interrupt.h"
+#include "host/Messages.h"
+#include "host/Progress.h"
+#include "host/Report.h"
+#include "host/Settings.h"
+#include "host/WriterQueue.h"
+
+namespace host {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+double SecondsSince(Clock::time_point start) {
+  return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+KivSize SizeOf(IKivFrame& frame) {
+  IKivBitmap* const bitmap = frame.GetBitmap();
+  return {bitmap->GetWidth(), bitmap->GetHeight()};
+}
+
+KivComPtr<IKivFrame> CopyOf(IKivFrame& frame) {
+  KivComPtr<IKivFrame> copy;
+  KivCommon::GetInterface(kFrameClassId, nullptr, 0, IKivFrame::kIid, copy.PutVoid());
+  if (!copy || Failed(copy->CopyFrom(&frame))) FailRun("no memory for a frame");
+  return copy;
+}
+
+// A frame that a writer may read: rows without gaps.
+KivComPtr<IKivFrame> Straight(KivComPtr<IKivFrame> frame) {
+  KivFrameDescription description;
+  frame->GetDescription(&description);
+  return description.pixelLayout == KivPixelLayout::kPadded ? CopyOf(*frame) : frame;
+}
+
+KivRange Resolve(const FrameSpan& span, const char* option, int32_t frameCount) {
+  const int32_t last = span.last.value_or(frameCount - 1);
+  if (span.first >= frameCount || last >= frameCount) {
+    FailUsage("{} goes beyond the result, which has the frames 0 to {}", option, frameCount - 1);
+  }
+  return {span.first, last};
+}
+
+void RefuseWritingOverTheInput(const Options& options) {
+  std::error_code ignored;
+  if (std::filesystem::equivalent(options.input, options.output, ignored)) {
+    FailUsage("the output '{}' is the input itself: give another name", options.output);
+  }
+}
+
+class RenderRun {
+ public:
+  RenderRun(const Options& options, KivRange (*resolve)(const Options&, int32_t))
+      : options_(options),
+        clip_(options.input, options.chain),
+        range_(resolve(options, clip_.Result().frameCount)) {}
+
+  void Run();
+  RenderReport Report() const;
+  Clip& TheClip() { return clip_; }
+
+ private:
+  KivComPtr<IKivFrame> PullNext(int32_t number);
+  void OpenOutput(IKivFrame& first);
+  void Write(KivComPtr<IKivFrame> frame);
+  void Finish();
+
+  const Options& options_;
+  Clip clip_;
+  KivRange range_;
+  KivSize size_;
+  std::atomic<bool> cancelled_{false};
+  // Nothing is read of discarded pictures, so they need no thread.
+  std::unique_ptr<WriterQueue> queue_;
+  Clock::time_point start_ = Clock::now();
+  double pullSeconds_ = 0;
+  double wallSeconds_ = 0;
+};
+
+void RenderRun::Run() {
+  Progress progress(options_.progress, range_.end - range_.start + 1);
+  for (int32_t number = range_.start; number <= range_.end; ++number) {
+    ThrowIfInterrupted();
+    auto frame = PullNext(number);
+    if (number == range_.start) OpenOutput(*frame);
+    Write(std::move(frame));
+    progress.Update(number - range_.start + 1);
+  }
+  Finish();
+}
+
+KivComPtr<IKivFrame> RenderRun::PullNext(int32_t number) {
+  const auto start = Clock::now();
+  if (number == range_.start) {
+    clip_.Seek(number);
+  } else {
+    clip_.Advance();
+  }
+  auto frame = clip_.Pull();
+  pullSeconds_ += SecondsSince(start);
+  return frame;
+}
+
+void RenderRun::OpenOutput(IKivFrame& first) {
+  size_ = SizeOf(first);
+  if (options_.plan.kind == kiv::OutputKind::kDiscard) return;
+  const kiv::PictureSeries series{size_, clip_.Result().frameRate,
+                                  OutputSampleAspect(clip_.Info(), size_), range_.start};
+  std::unique_ptr<kiv::Writer> writer;
+  if (const auto error = kiv::OpenWriter(options_.plan, series, &cancelled_, &writer)) {
+    ThrowIfInterrupted();
+    FailRun("{}", *error);
+  }
+  queue_ = std::make_unique<WriterQueue>(std::move(writer), &cancelled_);
+}
+
+void RenderRun::Write(KivComPtr<IKivFrame> frame) {
+  const KivSize size = SizeOf(*frame);
+  if (size != size_) {
+    FailRun("a frame of {}x{} came after frames of {}x{}", size.width, size.height, size_.width,
+            size_.height);
+  }
+  if (!queue_) return;
+  queue_->Push(clip_.FramesStay() ? Straight(std::move(frame)) : CopyOf(*frame));
+}
+
+void RenderRun::Finish() {
+  if (queue_) queue_->Finish();
+  wallSeconds_ = SecondsSince(start_);
+  if (const int32_t unread = clip_.Decoder().UnreadPictures(); unread > 0) {
+    PrintMessage(
+        fmt::format("warning: {} of the pictures of '{}' could not be decoded and were "
+                    "replaced",
+                    unread, options_.input));
+  }
+}
+
+RenderReport RenderRun::Report() const {
+  RenderReport report;
+  report.frames = range_.end - range_.start + 1;
+  report.size = size_;
+  report.frameRate = clip_.Result().frameRate;
+  report.wallSeconds = wallSeconds_;
+  report.decoderSeconds = clip_.Decoder().Seconds();
+  report.pullSeconds = pullSeconds_;
+  report.writeSeconds = queue_ ? queue_->SecondsWriting() : 0;
+  report.unreadPictures = clip_.Decoder().UnreadPictures();
+  report.decoder = clip_.DecoderStats();
+  return report;
+}
+
+void RunOver(const Options& options, KivRange (*resolve)(const Options&, int32_t)) {
+  RefuseWritingOverTheInput(options);
+  RenderRun run(options, resolve);
+  run.Run();
+  if (!options.report.empty()) WriteTextFile(options.report, ReportText(run.Report()));
+  if (!options.chain.saveSettings.empty()) run.TheClip().SaveSettings(options.chain.saveSettings);
+}
+
+}  // namespace
+
+void RunRender(const Options& options) {
+  RunOver(options, [](const Options& wanted, int32_t frameCount) {
+    return Resolve(wanted.frames, "--frames", frameCount);
+  });
+}
+
+void RunFrame(const Options& options) {
+  RunOver(options, [](const Options& wanted, int32_t frameCount) {
+    return Resolve({wanted.at, wanted.at}, "--at", frameCount);
+  });
+}
+
+}  // namespace host

@@ -1,0 +1,59 @@
+#include "host/Settings.h"
+
+#include <cerrno>
+#include <fstream>
+#include <iterator>
+#include <system_error>
+
+#include "engine/common/PropertiesJson.h"
+#include "engine/media/WriterFile.h"
+#include "host/HostError.h"
+#include "kiv/platform/KivCommon.h"
+
+namespace host {
+namespace {
+
+constexpr size_t kLargestSettings = size_t{256} << 20;
+
+std::string ReadTextFile(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  if (!file) {
+    FailRun("cannot read the settings '{}': {}", path, std::generic_category().message(errno));
+  }
+  std::string text;
+  char block[1 << 14];
+  while (file.read(block, sizeof(block)) || file.gcount() > 0) {
+    text.append(block, static_cast<size_t>(file.gcount()));
+    if (text.size() > kLargestSettings) FailRun("cannot read the settings '{}': too large", path);
+  }
+  if (file.bad()) FailRun("cannot read the settings '{}': it is no readable file", path);
+  return text;
+}
+
+}  // namespace
+
+KivPropDecorator ReadSettings(const std::string& path) {
+  KivPropDecorator bag = KivCommon::CreateProperties();
+  if (!bag) FailRun("no memory for the settings");
+  std::string why;
+  if (!kiv::SettingsFromText(ReadTextFile(path), bag.Get(), &why)) {
+    FailRun("cannot read the settings '{}': {}", path, why);
+  }
+  return bag;
+}
+
+void WriteSettings(IKivProperties* bag, const std::string& path) {
+  const std::string text = kiv::SettingsToText(bag);
+  if (text.empty()) FailRun("cannot write the settings '{}': they cannot be listed", path);
+  WriteTextFile(path, text);
+}
+
+void WriteTextFile(const std::string& path, const std::string& text) {
+  kiv::WriterFile file;
+  auto error = file.Open(path);
+  if (!error) error = file.Write(text.data(), text.size());
+  if (!error) error = file.Commit();
+  if (error) FailRun("{}", *error);
+}
+
+}  // namespace host

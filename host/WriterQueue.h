@@ -1,0 +1,63 @@
+// Writes frames on a thread of its own, so that the next frame is rendered meanwhile.
+//
+// Owns:     the writer and the frames waiting, a handful at most.
+// Threads:  one producer.
+// Locks:    one, a leaf; not held while writing.
+// Errors:   HostError with the writer's line, thrown at the producer's next call. A queue that goes
+//           away unfinished gives up what it is writing, also in a pipe that nobody reads.
+#pragma once
+
+#include <atomic>
+#include <condition_variable>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+#include "engine/media/Writer.h"
+#include "kiv/platform/Frame.h"
+
+namespace host {
+
+class WriterQueue {
+ public:
+  // `cancelled` is the one the writer was opened with.
+  WriterQueue(std::unique_ptr<kiv::Writer> writer, std::atomic<bool>* cancelled);
+  ~WriterQueue();
+  WriterQueue(const WriterQueue&) = delete;
+  WriterQueue& operator=(const WriterQueue&) = delete;
+
+  // Waits while the queue is full. Throws when an interrupt came.
+  void Push(KivComPtr<IKivFrame> frame);
+  // Waits until everything is written and the output has its final name.
+  void Finish();
+  double SecondsWriting() const { return static_cast<double>(nanoseconds_.load()) * 1e-9; }
+
+ private:
+  static constexpr size_t kCapacity = 3;
+
+  void Run();
+  // Null: no more will come.
+  KivComPtr<IKivFrame> Next();
+  kiv::WriteError WriteOne(IKivFrame& frame);
+  void Report(kiv::WriteError error);
+  template <typename Condition>
+  void WaitFor(std::unique_lock<std::mutex>& lock, Condition condition);
+
+  std::unique_ptr<kiv::Writer> writer_;
+  std::atomic<bool>* cancelled_;
+  std::atomic<int64_t> nanoseconds_{0};
+
+  std::mutex lock_;
+  std::condition_variable changed_;
+  // Guarded by lock_.
+  std::deque<KivComPtr<IKivFrame>> frames_;
+  bool complete_ = false;   // Finish was called
+  bool abandoned_ = false;  // the queue is going away
+  bool ended_ = false;      // the thread is done
+  kiv::WriteError error_;
+
+  std::thread thread_;  // last: it uses all of the above
+};
+
+}  // namespace host

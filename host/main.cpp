@@ -1,0 +1,66 @@
+// kivclip: renders clips through the component, from the command line.
+
+#include <cstdlib>
+#include <exception>
+#include <string>
+#include <vector>
+
+#include "engine/logger/Logger.h"
+#include "engine/media/WriterFile.h"
+#include "host/CommandLine.h"
+#include "host/Commands.h"
+#include "host/HostError.h"
+#include "host/Interrupt.h"
+#include "host/Messages.h"
+
+namespace {
+
+constexpr int kSignalStatusBase = 128;
+
+void RunCommand(const host::Options& options) {
+  switch (options.command) {
+    case host::Command::kRender:
+      return host::RunRender(options);
+    case host::Command::kFrame:
+      return host::RunFrame(options);
+    case host::Command::kInfo:
+      return host::RunInfo(options);
+    case host::Command::kRegister:
+      return host::RunRegister();
+    case host::Command::kUnregister:
+      return host::RunUnregister();
+  }
+}
+
+// Standard error belongs to kivclip's own lines unless the log is asked for.
+void SetUpLog() {
+  kiv::RouteFfmpegLog();
+  if (std::getenv("KIV_LOG") == nullptr) kiv::SetLogLevel(kiv::kLogNothing);
+}
+
+int Run(const std::vector<std::string>& arguments) {
+  if (const auto options = host::ReadCommandLine(arguments)) RunCommand(*options);
+  return static_cast<int>(host::ExitStatus::kDone);
+}
+
+}  // namespace
+
+int main(int count, char** values) {
+  kiv::IgnoreWriteSignals();
+  host::CatchInterrupts();
+  SetUpLog();
+  try {
+    return Run(std::vector<std::string>(values + 1, values + count));
+  } catch (const host::HostError& error) {
+    // A write that a signal cut short fails too; the signal is the cause.
+    if (const int signal = host::InterruptSignal()) {
+      host::PrintMessage("interrupted");
+      return kSignalStatusBase + signal;
+    }
+    host::PrintMessage(error.what());
+    return static_cast<int>(error.Status());
+  } catch (const std::exception& error) {
+    host::PrintMessage(error.what());
+    return static_cast<int>(host::ExitStatus::kFailed);
+  }
+}
