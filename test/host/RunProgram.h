@@ -1,0 +1,41 @@
+// Runs kivclip as a user would and keeps what came of it.
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+#include <vector>
+
+struct ProgramResult {
+  int status = -1;  // 128 + number when a signal ended it
+  std::string out;
+  std::string err;
+};
+
+// Standard output goes into `out`, or to the file `outputFile` when one is named.
+ProgramResult RunKivclip(const std::vector<std::string>& arguments,
+                         const std::string& outputFile = {});
+
+// A kivclip that runs while the test does something else.
+class RunningKivclip {
+ public:
+  explicit RunningKivclip(const std::vector<std::string>& arguments);
+  ~RunningKivclip();
+  RunningKivclip(const RunningKivclip&) = delete;
+  RunningKivclip& operator=(const RunningKivclip&) = delete;
+
+  // Waits for the first bytes.
+  std::string ReadSomeOutput() { return ReadSome(output_); }
+  std::string ReadSomeErrors() { return ReadSome(errors_); }
+  void CloseOutput();
+  void Signal(int number);
+  // Waits for its end, without reading its output; then reads the rest of its errors.
+  ProgramResult Wait();
+
+ private:
+  static std::string ReadSome(int descriptor);
+
+  pid_t process_ = -1;
+  int output_ = -1;
+  int errors_ = -1;
+};
