@@ -20,11 +20,12 @@ constexpr OptionRow kOptions[] = {
     Text("-o,--output", kRenderBit, "OUTPUT", &OptionTexts::output,
          "a .mp4, .mov, .mkv, .webm or .y4m file, a pattern with %d ending in .png, - or null",
          Presence::kRequired),
-    Text("-o,--output", kFrameBit, "FILE.png", &OptionTexts::output, "the picture to write",
+    Text("-o,--output", kPictureBits, "FILE.png", &OptionTexts::output, "the picture to write",
          Presence::kRequired),
     Text("--at", kFrameBit, "N", &OptionTexts::at, "the frame of the result, 0 for the first",
          Presence::kRequired),
-    Text("--frames", kRenderBit, "A:B", &OptionTexts::frames, "result frames A to B only"),
+    Text("--frames", kRenderBit | kSheetBit, "A:B", &OptionTexts::frames,
+         "result frames A to B only"),
     Text("--size", kChainBits, "WxH", &OptionTexts::size, "output size of the decoding source"),
     Text("--decode-scale", kChainBits, "N/D", &OptionTexts::decodeScale,
          "scale of that size, such as 1/2"),
@@ -51,12 +52,13 @@ constexpr OptionRow kOptions[] = {
 constexpr CommandRow kCommands[] = {
     {"render", kRenderBit, true, "Renders a clip through its chain into a file or stream"},
     {"frame", kFrameBit, true, "Writes one frame of the chain as a picture"},
+    {"sheet", kSheetBit, true, "Writes a contact sheet: every frame with its number and time"},
     {"info", kInfoBit, true, "Shows what a clip's video stream is"},
     {"register", 0, false, "Enters the component into the registry"},
     {"unregister", 0, false, "Takes the component out of the registry"},
 };
 
-constexpr std::string_view kCommandsNotBuilt[] = {"sheet", "stabilize", "verify", "keyframes"};
+constexpr std::string_view kCommandsNotBuilt[] = {"stabilize", "verify", "keyframes"};
 
 constexpr std::string_view kOptionsNotBuilt[] = {
     "--speed",     "--interpolation", "--reverse",        "--reverse-range", "--fps",

@@ -2,7 +2,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <filesystem>
 #include <memory>
 #include <optional>
 
@@ -26,11 +25,6 @@ double SecondsSince(Clock::time_point start) {
   return std::chrono::duration<double>(Clock::now() - start).count();
 }
 
-KivSize SizeOf(IKivFrame& frame) {
-  IKivBitmap* const bitmap = frame.GetBitmap();
-  return {bitmap->GetWidth(), bitmap->GetHeight()};
-}
-
 KivComPtr<IKivFrame> CopyOf(IKivFrame& frame) {
   KivComPtr<IKivFrame> copy;
   KivCommon::GetInterface(kFrameClassId, nullptr, 0, IKivFrame::kIid, copy.PutVoid());
@@ -45,27 +39,12 @@ KivComPtr<IKivFrame> Straight(KivComPtr<IKivFrame> frame) {
   return description.pixelLayout == KivPixelLayout::kPadded ? CopyOf(*frame) : frame;
 }
 
-KivRange Resolve(const FrameSpan& span, const char* option, int32_t frameCount) {
-  const int32_t last = span.last.value_or(frameCount - 1);
-  if (span.first >= frameCount || last >= frameCount) {
-    FailUsage("{} goes beyond the result, which has the frames 0 to {}", option, frameCount - 1);
-  }
-  return {span.first, last};
-}
-
-void RefuseWritingOverTheInput(const Options& options) {
-  std::error_code ignored;
-  if (std::filesystem::equivalent(options.input, options.output, ignored)) {
-    FailUsage("the output '{}' is the input itself: give another name", options.output);
-  }
-}
-
 class RenderRun {
  public:
-  RenderRun(const Options& options, KivRange (*resolve)(const Options&, int32_t))
+  RenderRun(const Options& options, const FrameSpan& span, const char* spanOption)
       : options_(options),
         clip_(options.input, options.chain),
-        range_(resolve(options, clip_.Result().frameCount)) {}
+        range_(clip_.RangeOf(span, spanOption)) {}
 
   void Run();
   RenderReport Report() const;
@@ -161,9 +140,9 @@ RenderReport RenderRun::Report() const {
   return report;
 }
 
-void RunOver(const Options& options, KivRange (*resolve)(const Options&, int32_t)) {
+void RunOver(const Options& options, const FrameSpan& span, const char* spanOption) {
   RefuseWritingOverTheInput(options);
-  RenderRun run(options, resolve);
+  RenderRun run(options, span, spanOption);
   run.Run();
   if (!options.report.empty()) WriteTextFile(options.report, ReportText(run.Report()));
   if (!options.chain.saveSettings.empty()) run.TheClip().SaveSettings(options.chain.saveSettings);
@@ -171,16 +150,8 @@ void RunOver(const Options& options, KivRange (*resolve)(const Options&, int32_t
 
 }  // namespace
 
-void RunRender(const Options& options) {
-  RunOver(options, [](const Options& wanted, int32_t frameCount) {
-    return Resolve(wanted.frames, "--frames", frameCount);
-  });
-}
+void RunRender(const Options& options) { RunOver(options, options.frames, "--frames"); }
 
-void RunFrame(const Options& options) {
-  RunOver(options, [](const Options& wanted, int32_t frameCount) {
-    return Resolve({wanted.at, wanted.at}, "--at", frameCount);
-  });
-}
+void RunFrame(const Options& options) { RunOver(options, {options.at, options.at}, "--at"); }
 
 }  // namespace host

@@ -119,7 +119,6 @@ INSTANTIATE_TEST_SUITE_P(
 INSTANTIATE_TEST_SUITE_P(
     NotBuilt, Refused,
     testing::Values(
-        RefusalCase{"sheet", {"sheet", "@clip.mkv", "-o", "@x.png"}, 2, "sheet is not built yet"},
         RefusalCase{"stabilize", {"stabilize", "@clip.mkv"}, 2, "stabilize is not built yet"},
         RefusalCase{"verify", {"verify", "@clip.mkv"}, 2, "verify is not built yet"},
         RefusalCase{"keyframes", {"keyframes"}, 2, "keyframes is not built yet"},
