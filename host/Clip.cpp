@@ -4,7 +4,6 @@
 
 #include <cerrno>
 #include <cstdlib>
-#include <filesystem>
 #include <numeric>
 #include <system_error>
 
@@ -67,18 +66,6 @@ OpenedInput OpenInput(const std::string& path) {
     FailRun("cannot open the input '{}': its video stream has no pictures", path);
   }
   return input;
-}
-
-void RefuseWritingOverTheInput(const Options& options) {
-  std::error_code ignored;
-  if (std::filesystem::equivalent(options.input, options.output, ignored)) {
-    FailUsage("the output '{}' is the input itself: give another name", options.output);
-  }
-}
-
-KivSize SizeOf(IKivFrame& frame) {
-  IKivBitmap* const bitmap = frame.GetBitmap();
-  return {bitmap->GetWidth(), bitmap->GetHeight()};
 }
 
 ResultShape ResultOf(const ChainOptions&, const KivStreamInfo& info) {
@@ -158,15 +145,6 @@ KivDecoderStats Clip::DecoderStats() const {
   KivDecoderStats stats;
   input_.streamInfo->GetStats(&stats);
   return stats;
-}
-
-KivRange Clip::RangeOf(const FrameSpan& span, const char* option) const {
-  const int32_t last = span.last.value_or(result_.frameCount - 1);
-  if (span.first >= result_.frameCount || last >= result_.frameCount) {
-    FailUsage("{} goes beyond the result, which has the frames 0 to {}", option,
-              result_.frameCount - 1);
-  }
-  return {span.first, last};
 }
 
 void Clip::Seek(int32_t frame) {

@@ -25,9 +25,6 @@ struct OpenedInput {
 };
 OpenedInput OpenInput(const std::string& path);
 
-// The output may not replace what it is read from.
-void RefuseWritingOverTheInput(const Options& options);
-
 // How many frames the chain gives for a clip, and at what rate. The one place that knows.
 struct ResultShape {
   int32_t frameCount = 0;
@@ -38,8 +35,6 @@ ResultShape ResultOf(const ChainOptions& options, const KivStreamInfo& info);
 // The sample aspect that shows a picture of `size` in the clip's own shape.
 KivRational OutputSampleAspect(const KivStreamInfo& info, KivSize size);
 
-KivSize SizeOf(IKivFrame& frame);
-
 class Clip {
  public:
   Clip(const std::string& input, const ChainOptions& options);
@@ -48,8 +43,6 @@ class Clip {
   const ResultShape& Result() const { return result_; }
   KivDecoderStats DecoderStats() const;
   const MeteredDecoder& Decoder() const { return *decoder_; }
-  // The frames that a span names; a usage error naming `option` when the result has not so many.
-  KivRange RangeOf(const FrameSpan& span, const char* option) const;
   // Whether a frame pulled stays as it is when the next one is pulled.
   bool FramesStay() const { return framesStay_; }
 

@@ -143,6 +143,7 @@ void ReadFrameOptions(const OptionTexts& texts, Options* options) {
 void ReadSheetOptions(const OptionTexts& texts, Options* options) {
   PlanThePicture(texts, options);
   if (!texts.frames.empty()) options->frames = ReadSpan("--frames", texts.frames);
+  if (!texts.progress.empty()) options->progress = ReadProgress("--progress", texts.progress);
 }
 
 Options Interpret(const CommandRow& command, const std::string& input, const OptionTexts& texts) {

@@ -13,7 +13,7 @@ enum CommandBits : unsigned {
   kInfoBit = 4,
   kSheetBit = 8,
   kChainBits = kRenderBit | kFrameBit | kSheetBit,
-  kPictureBits = kFrameBit | kSheetBit,
+  kSpanBits = kRenderBit | kSheetBit,
 };
 
 // Option values as they were typed; empty when the option is not there.

@@ -9,6 +9,7 @@
 #include "host/Clip.h"
 #include "host/Commands.h"
 #include "host/HostError.h"
+#include "host/InputChecks.h"
 #include "host/Interrupt.h"
 #include "host/Messages.h"
 #include "host/Progress.h"
@@ -23,6 +24,11 @@ using Clock = std::chrono::steady_clock;
 
 double SecondsSince(Clock::time_point start) {
   return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+KivSize SizeOf(IKivFrame& frame) {
+  IKivBitmap* const bitmap = frame.GetBitmap();
+  return {bitmap->GetWidth(), bitmap->GetHeight()};
 }
 
 KivComPtr<IKivFrame> CopyOf(IKivFrame& frame) {
@@ -41,10 +47,10 @@ KivComPtr<IKivFrame> Straight(KivComPtr<IKivFrame> frame) {
 
 class RenderRun {
  public:
-  RenderRun(const Options& options, const FrameSpan& span, const char* spanOption)
+  RenderRun(const Options& options, KivRange (*resolve)(const Options&, int32_t))
       : options_(options),
         clip_(options.input, options.chain),
-        range_(clip_.RangeOf(span, spanOption)) {}
+        range_(resolve(options, clip_.Result().frameCount)) {}
 
   void Run();
   RenderReport Report() const;
@@ -140,9 +146,9 @@ RenderReport RenderRun::Report() const {
   return report;
 }
 
-void RunOver(const Options& options, const FrameSpan& span, const char* spanOption) {
+void RunOver(const Options& options, KivRange (*resolve)(const Options&, int32_t)) {
   RefuseWritingOverTheInput(options);
-  RenderRun run(options, span, spanOption);
+  RenderRun run(options, resolve);
   run.Run();
   if (!options.report.empty()) WriteTextFile(options.report, ReportText(run.Report()));
   if (!options.chain.saveSettings.empty()) run.TheClip().SaveSettings(options.chain.saveSettings);
@@ -150,8 +156,16 @@ void RunOver(const Options& options, const FrameSpan& span, const char* spanOpti
 
 }  // namespace
 
-void RunRender(const Options& options) { RunOver(options, options.frames, "--frames"); }
+void RunRender(const Options& options) {
+  RunOver(options, [](const Options& wanted, int32_t frameCount) {
+    return ResolveFrames(wanted.frames, "--frames", frameCount);
+  });
+}
 
-void RunFrame(const Options& options) { RunOver(options, {options.at, options.at}, "--at"); }
+void RunFrame(const Options& options) {
+  RunOver(options, [](const Options& wanted, int32_t frameCount) {
+    return ResolveFrames({wanted.at, wanted.at}, "--at", frameCount);
+  });
+}
 
 }  // namespace host

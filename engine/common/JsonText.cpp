@@ -49,7 +49,7 @@ const char* BeyondLimits(const std::string& text, const JsonLimits& limits) {
   return nullptr;
 }
 
-std::string OneLine(std::string text) {
+std::string OneLine(const std::string& text) {
   std::string line;
   for (const char c : text) {
     const bool blank = c == ' ' || c == '\n';

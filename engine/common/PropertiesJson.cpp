@@ -20,7 +20,7 @@ constexpr const wchar_t* kByteTypeName = ValueTypeOf<unsigned char>::kName;
 // The text that reads back as the value. A byte's canonical text is the character, but a number is
 // what is read.
 std::wstring DocumentText(const CKivValue& value) {
-  const std::wstring text = value.GetValueText();
+  std::wstring text = value.GetValueText();
   if (value.GetTypeName() != kByteTypeName) return text;
   return std::to_wstring(text.empty() ? 0 : static_cast<int>(text[0]));
 }

@@ -17,6 +17,11 @@ constexpr uintptr_t kRootNumber = 1;
 constexpr size_t kMaxNameLength = 255;
 constexpr size_t kMaxTextLength = 32767;
 
+HKEY HandleOf(uintptr_t number) {
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): a handle is a number in a pointer's clothes
+  return reinterpret_cast<HKEY>(number);
+}
+
 // Open keys by number. A handle is never dereferenced, so one that was closed or made up is refused.
 //
 // Threads:  any.
@@ -25,7 +30,7 @@ class OpenKeys {
   HKEY Add(RegistryPathNames path) {
     const std::lock_guard guard(lock_);
     paths_.emplace(++last_, std::move(path));
-    return reinterpret_cast<HKEY>(last_);
+    return HandleOf(last_);
   }
   std::optional<RegistryPathNames> Find(HKEY key) {
     const auto number = reinterpret_cast<uintptr_t>(key);
@@ -152,7 +157,7 @@ int32_t CopyText(const std::wstring& text, wchar_t* buffer, uint32_t* byteCount)
 
 }  // namespace
 
-HKEY KivRegistryRoot() { return reinterpret_cast<HKEY>(kRootNumber); }
+HKEY KivRegistryRoot() { return HandleOf(kRootNumber); }
 
 int32_t RegCreateKeyW(HKEY parent, const wchar_t* path, HKEY* result) {
   if (!result) return ERROR_INVALID_PARAMETER;

@@ -6,6 +6,7 @@
 #include "engine/common/JsonText.h"
 #include "engine/common/TextFile.h"
 #include "kiv/platform/KivCommon.h"
+#include "kiv/platform/Logger.h"
 #include "kiv/platform/Registry.h"
 
 namespace kiv {
@@ -135,8 +136,10 @@ int32_t LoadRegistry(RegistryNode* root) {
   std::string text;
   const FileResult result = ReadTextFile(RegistryPath(), kLimits.bytes, &text);
   if (result == FileResult::kMissing) return ERROR_SUCCESS;
-  if (result != FileResult::kDone) return ERROR_ACCESS_DENIED;
-  return ReadDocument(text, root) ? ERROR_SUCCESS : ERROR_ACCESS_DENIED;
+  if (result == FileResult::kDone && ReadDocument(text, root)) return ERROR_SUCCESS;
+  KIV_LOG(LogLevel::kFailure, L"Registry file %hs is damaged, of a newer version or unreadable",
+          RegistryPath().c_str());
+  return ERROR_ACCESS_DENIED;
 }
 
 int32_t SaveRegistry(const RegistryNode& root) {

@@ -83,7 +83,7 @@ std::wstring Char2WChar(const char* text) {
 std::string WChar2Char(const wchar_t* text) {
   std::string narrow;
   for (; text && *text; ++text) {
-    auto character = static_cast<uint32_t>(*text);
+    auto character = static_cast<uint32_t>(static_cast<char32_t>(*text));
     // Texts that came from records of UTF-16 units may still hold pairs.
     if (IsHighSurrogate(character) && IsLowSurrogate(static_cast<uint32_t>(text[1]))) {
       ++text;

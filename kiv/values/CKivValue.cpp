@@ -38,7 +38,7 @@ int32_t WithoutExceptions(Operation&& operation) {
 CKivValue::CKivValue(const CKivValue& other) { CKivValue::Assign(other); }
 
 CKivValue& CKivValue::operator=(const CKivValue& other) {
-  Assign(other);
+  if (this != &other) Assign(other);
   return *this;
 }
 

@@ -7,9 +7,14 @@ namespace kiv::InterfaceTable {
 
 namespace {
 
+struct Holders {
+  IUnknown* interface = nullptr;
+  size_t count = 0;
+};
+
 struct Table {
   std::mutex lock;
-  std::unordered_map<uint64_t, size_t> holders;  // under lock
+  std::unordered_map<uint64_t, Holders> holders;  // by address, under lock
 };
 
 // Never destroyed: values with static lifetime may end later than any static of this library.
@@ -20,11 +25,12 @@ Table& GetTable() {
 
 uint64_t AddressOf(IUnknown* interface) { return reinterpret_cast<uintptr_t>(interface); }
 
-IUnknown* ReferenceKnownLocked(uint64_t address, const Table& table) {
-  if (table.holders.find(address) == table.holders.end()) return nullptr;
-  auto* const interface = reinterpret_cast<IUnknown*>(static_cast<uintptr_t>(address));
-  interface->AddRef();
-  return interface;
+// The entry of a held interface, which has gained a reference.
+Holders* ReferenceLocked(uint64_t address, Table* table) {
+  const auto place = table->holders.find(address);
+  if (place == table->holders.end()) return nullptr;
+  place->second.interface->AddRef();
+  return &place->second;
 }
 
 }  // namespace
@@ -33,16 +39,19 @@ void Hold(IUnknown* interface) {
   if (!interface) return;
   Table& table = GetTable();
   const std::lock_guard guard(table.lock);
-  ++table.holders[AddressOf(interface)];
+  Holders& holders = table.holders[AddressOf(interface)];
+  holders.interface = interface;
+  ++holders.count;
   interface->AddRef();
 }
 
 IUnknown* HoldKnown(uint64_t address) {
   Table& table = GetTable();
   const std::lock_guard guard(table.lock);
-  IUnknown* const interface = ReferenceKnownLocked(address, table);
-  if (interface) ++table.holders[address];
-  return interface;
+  Holders* const holders = ReferenceLocked(address, &table);
+  if (!holders) return nullptr;
+  ++holders->count;
+  return holders->interface;
 }
 
 void Release(IUnknown* interface) {
@@ -50,8 +59,8 @@ void Release(IUnknown* interface) {
   Table& table = GetTable();
   {
     const std::lock_guard guard(table.lock);
-    const auto holder = table.holders.find(AddressOf(interface));
-    if (--holder->second == 0) table.holders.erase(holder);
+    const auto place = table.holders.find(AddressOf(interface));
+    if (--place->second.count == 0) table.holders.erase(place);
   }
   interface->Release();
 }
@@ -59,7 +68,8 @@ void Release(IUnknown* interface) {
 IUnknown* Borrow(uint64_t address) {
   Table& table = GetTable();
   const std::lock_guard guard(table.lock);
-  return ReferenceKnownLocked(address, table);
+  const Holders* const holders = ReferenceLocked(address, &table);
+  return holders ? holders->interface : nullptr;
 }
 
 }  // namespace kiv::InterfaceTable

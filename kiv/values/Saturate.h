@@ -10,6 +10,7 @@ namespace kiv {
 template <typename Integer>
 constexpr Integer SaturateTo(double value) {
   // 2^(digits): exactly representable, one above the largest value.
+  // NOLINTNEXTLINE(bugprone-integer-division): max / 2 + 1 is a power of two
   constexpr double kLimit = static_cast<double>(std::numeric_limits<Integer>::max() / 2 + 1) * 2.0;
   if (value != value) return 0;
   if (value >= kLimit) return std::numeric_limits<Integer>::max();

@@ -276,28 +276,6 @@ TEST_F(Render, AClipCutShortStillGivesEveryFrameItAnnounces) {
   EXPECT_EQ(info["frames"].asUInt(), ReadVideo(Path("x.y4m")).pixels.size());
 }
 
-// 20 cells of 96 x 65 (a 64 x 48 picture, its label, a gap): 5 columns are the widest below 16:9.
-TEST_F(Render, SheetShowsEveryFrameInItsCell) {
-  const ProgramResult result = RunKivclip({"sheet", Path("clip.mkv"), "-o", Path("s.png")});
-  ASSERT_EQ(0, result.status) << result.err;
-  EXPECT_EQ("", result.out + result.err);
-  const ReadBack sheet = ReadVideo(Path("s.png"));
-  ASSERT_EQ(1u, sheet.pixels.size());
-  EXPECT_EQ(5 * 96 + 6, sheet.width);
-  EXPECT_EQ(4 * 65 + 6, sheet.height);
-  for (int number = 0; number < 20; ++number) {
-    const int x = 6 + number % 5 * 96 + 32, y = 6 + number / 5 * 65 + 24;
-    EXPECT_EQ(GreyOf(number), sheet.pixels[0][static_cast<size_t>((y * sheet.width + x) * 4)]);
-  }
-}
-
-TEST_F(Render, SheetShowsChosenFrames) {
-  ASSERT_EQ(0,
-            RunKivclip({"sheet", Path("clip.mkv"), "-o", Path("s.png"), "--frames", "7:7"}).status);
-  const ReadBack sheet = ReadVideo(Path("s.png"));
-  EXPECT_EQ(GreyOf(7), sheet.pixels.at(0)[static_cast<size_t>((30 * sheet.width + 38) * 4)]);
-}
-
 TEST_F(Render, InfoDescribesTheStream) {
   WriteGreyClip(Path("in.mp4"), {{320, 240}, {30000, 1001}, {16, 11}, 30});
   const ProgramResult text = RunKivclip({"info", Path("in.mp4")});

@@ -196,6 +196,13 @@ class Encoder {
     return (time + spec_.startMilliseconds) * 90;
   }
 
+  // Until the next frame. A container that is not told cuts the last one off.
+  int64_t DurationAt(int64_t time) const {
+    int number = 0;
+    while (number < spec_.frames && TimeOf(number) < time) ++number;
+    return TimeOf(number + 1) - TimeOf(number);
+  }
+
   void EncodeVideo(int number) {
     const AVPixFmtDescriptor* format = av_pix_fmt_desc_get(video_->pix_fmt);
     const bool alpha = (format->flags & AV_PIX_FMT_FLAG_ALPHA) != 0;
@@ -238,8 +245,8 @@ class Encoder {
     Held<AVPacket> packet(Need(av_packet_alloc(), "memory"));
     while (avcodec_receive_packet(encoder, packet.get()) >= 0) {
       packet->stream_index = stream->index;
-      if (packet->duration == 0 && spec_.times.empty() && encoder == video_.get()) {
-        packet->duration = TimeOf(1) - TimeOf(0);
+      if (packet->duration == 0 && encoder == video_.get()) {
+        packet->duration = DurationAt(packet->pts);
       }
       av_packet_rescale_ts(packet.get(), encoder->time_base, stream->time_base);
       Check(av_interleaved_write_frame(format_.get(), packet.get()), "writing");
