@@ -203,19 +203,29 @@ int64_t FrameIndex::FrameAtTime(int64_t time) {
   return low;
 }
 
+int64_t FrameIndex::FrameDurationLocked(int64_t frame) const {
+  const bool last = frame == table_.FrameCount() - 1;
+  if (constantRate_ || !last) return StartLocked(frame + 1) - StartLocked(frame);
+  if (LastDurationLocked() > 0) return grid_.Ticks(LastDurationLocked());
+  // Not told: as long as the one before.
+  const int64_t first = std::max<int64_t>(frame - 1, 0);
+  return StartLocked(first + 1) - StartLocked(first);
+}
+
 FrameTime FrameIndex::TimeOf(int64_t frame) {
   std::lock_guard lock(lock_);
   EnsureFrameLocked(std::min(frame, CountLocked() - 1));
-  FrameTime result;
-  result.time = StartLocked(frame);
-  result.duration = StartLocked(frame + 1) - result.time;
-  if (frame < 0 || frame >= table_.FrameCount()) return result;
-  const FramePacket& packet = table_.Packet(table_.PacketOf(static_cast<int32_t>(frame)));
-  result.key = packet.key;
-  if (!constantRate_ && frame == table_.FrameCount() - 1 && packet.duration > 0) {
-    result.duration = grid_.Ticks(packet.duration);
+  FrameTime result{StartLocked(frame), FrameDurationLocked(frame), false};
+  if (frame >= 0 && frame < table_.FrameCount()) {
+    result.key = table_.Packet(table_.PacketOf(static_cast<int32_t>(frame))).key;
   }
   return result;
+}
+
+int64_t FrameIndex::Duration() const {
+  std::lock_guard lock(lock_);
+  const int64_t last = CountLocked() - 1;
+  return StartLocked(last) + FrameDurationLocked(last);
 }
 
 FrameRoute FrameIndex::RouteTo(int64_t frame) {

@@ -34,7 +34,7 @@ struct FrameRoute {
   int32_t target = 0;
 };
 
-class FrameIndex {
+class KIV_ENGINE_API FrameIndex {
  public:
   // A file up to `bytesAtOnce` is read whole at once.
   static HRESULT Open(std::unique_ptr<MediaInput> input, int stream, int64_t bytesAtOnce,
@@ -46,6 +46,8 @@ class FrameIndex {
   KivRational Rate() const;
   bool IsConstantRate() const;
   int64_t FrameCount() const;
+  // The time at which the last frame ends, as far as that is known without reading further.
+  int64_t Duration() const;
   int32_t KeyCount() const;
   // The same index moved into the clip.
   int64_t Clamp(int64_t frame);
@@ -63,7 +65,7 @@ class FrameIndex {
   bool StartsInsideGroup() const;
   // The first picture that could be decoded was the one of `packet`.
   void HideBefore(int32_t packet);
-  // The decoder gave out no more than this many frames.
+  // A sequential stream gave out no more than this many frames.
   void LimitFrames(int64_t count);
 
  private:
@@ -78,6 +80,7 @@ class FrameIndex {
   int64_t CountLocked() const;
   int64_t StartLocked(int64_t frame) const;
   int64_t LastDurationLocked() const;
+  int64_t FrameDurationLocked(int64_t frame) const;
   FramePacket Describe(const AVPacket& packet) const;
 
   mutable std::mutex lock_;

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "engine/common/Boundary.h"
+#include "engine/common/Frame.h"
 #include "engine/media/MediaLocation.h"
 #include "kiv/platform/KivCommon.h"
 #include "kiv/platform/Logger.h"
@@ -142,7 +143,7 @@ void CMediaDecoder::Retire(OpenTrack* track) {
 
 HRESULT CMediaDecoder::SetOutputSize(const KivSize* size) {
   if (!size) return E_POINTER;
-  if (size->width < 1 || size->height < 1) return E_INVALIDARG;
+  if (!IsPictureSize(size->width, size->height)) return E_INVALIDARG;
   outputSize_ = *size;
   return S_OK;
 }
@@ -162,8 +163,7 @@ HRESULT CMediaDecoder::GetInfo(KivStreamInfo* info) {
     result.constantRate = Index().IsConstantRate() ? 1 : 0;
     result.frameCount = ClampToInt32(count);
     result.keyFrameCount = Index().KeyCount();
-    const FrameTime last = Index().TimeOf(count - 1);
-    result.duration = last.time + last.duration;
+    result.duration = Index().Duration();
     *info = result;
     return S_OK;
   });

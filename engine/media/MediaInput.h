@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "engine/media/AvPointers.h"
+#include "kiv/values/Export.h"
 #include "kiv/values/ResultCodes.h"
 #include "kiv/values/ValueTypes.h"
 
@@ -22,7 +23,7 @@ namespace kiv {
 // A picture larger than this is not decoded.
 constexpr int64_t kMaxPicturePixels = int64_t{256} << 20;
 
-class MediaInput {
+class KIV_ENGINE_API MediaInput {
  public:
   static HRESULT Open(const std::string& path, std::unique_ptr<MediaInput>* input);
   ~MediaInput();

@@ -16,15 +16,20 @@ constexpr int32_t kNearBeginning = 3000;
 constexpr int kMostFailures = 3;
 // Errors in a row without a picture, an end or a wish for more: a decoder that got stuck.
 constexpr int kMostErrors = 10000;
-constexpr int kMostThreads = 9;
+constexpr int64_t kMostThreads = 9;
+constexpr int64_t kPixelsInThreads = int64_t{128} << 20;
 // Packets tried at the beginning of a stream that was cut out of a longer one.
 constexpr int kStartPackets = 400;
 
-// One more than there are processors: the caller converts a picture while the threads decode.
-int ThreadsFor(const DecoderSettings& settings) {
-  if (settings.threads > 0) return settings.threads;
+// One more than there are processors: the caller converts a picture while the threads decode. Every
+// thread holds a picture, so there are fewer for very large ones.
+int ThreadsFor(const DecoderSettings& settings, const AVCodecParameters& parameters) {
+  const int64_t pixels = std::max(int64_t{1}, int64_t{parameters.width} * parameters.height);
+  const int most =
+      static_cast<int>(std::clamp(kPixelsInThreads / pixels, int64_t{1}, kMostThreads));
+  if (settings.threads > 0) return std::min(settings.threads, most);
   const int processors = static_cast<int>(std::thread::hardware_concurrency());
-  return std::clamp(processors + 1, 1, kMostThreads);
+  return std::clamp(processors + 1, 1, most);
 }
 
 const AVCodec* FindDecoder(AVCodecID codec, const std::string& name) {
@@ -48,7 +53,7 @@ HRESULT PictureReader::OpenDecoder(const AVCodecParameters& parameters, AVRation
   decoder_ = HoldAv(avcodec_alloc_context3(codec));
   if (avcodec_parameters_to_context(decoder_.get(), &parameters) < 0) return E_UNSUPPORTED;
   decoder_->pkt_timebase = timeBase;
-  decoder_->thread_count = ThreadsFor(settings);
+  decoder_->thread_count = ThreadsFor(settings, parameters);
   decoder_->max_pixels = kMaxPicturePixels;
   return avcodec_open2(decoder_.get(), codec, nullptr) < 0 ? E_UNSUPPORTED : S_OK;
 }
@@ -119,6 +124,7 @@ bool PictureReader::RunTo(int64_t frame) {
     if (ReceivePicture(frame) == Outcome::kEnd) {
       drained_ = true;
       running_ = false;
+      if (index_->IsSequential()) index_->LimitFrames(outputs_);
       return Holds(frame);
     }
     const int64_t number = NumberOf(*incoming_);
