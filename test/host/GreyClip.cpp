@@ -26,7 +26,7 @@ void WriteGreyClip(const std::string& path, const GreyClip& clip) {
   std::unique_ptr<kiv::Writer> writer;
   Check(kiv::OpenWriter(plan, {clip.size, clip.rate, clip.aspect}, nullptr, &writer));
   for (int i = 0; i < clip.pictures; ++i) {
-    Check(writer->Write(GreyPicture(clip.size, GreyOf(i)).data()));
+    Check(writer->Write(GreyPicture(clip.size, GreyOf(i) + clip.brighter).data()));
   }
   Check(writer->Finish());
 }

@@ -13,6 +13,7 @@ struct GreyClip {
   KivRational rate{25, 1};
   KivRational aspect{1, 1};
   int pictures = 20;
+  int brighter = 0;  // added to every level
 };
 
 // Lossless where the name ends in .mkv. Throws std::runtime_error when it cannot be made.

@@ -1,8 +1,10 @@
 #include "test/host/RunProgram.h"
 
 #include <fcntl.h>
+#include <sched.h>
 #include <signal.h>
 #include <spawn.h>
+#include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -96,6 +98,16 @@ std::string RunningKivclip::ReadSome(int descriptor) {
   std::array<char, 4096> bytes{};
   const ssize_t count = read(descriptor, bytes.data(), bytes.size());
   return {bytes.data(), count > 0 ? static_cast<size_t>(count) : 0};
+}
+
+void RunningKivclip::WaitUntilOutputIsFull() {
+  // The last page of a pipe need not be full.
+  const int capacity = fcntl(output_, F_GETPIPE_SZ) - 4096;
+  int waiting = 0;
+  while (ioctl(output_, FIONREAD, &waiting) == 0 && waiting < capacity &&
+         waitpid(process_, nullptr, WNOHANG) == 0) {
+    sched_yield();
+  }
 }
 
 void RunningKivclip::CloseOutput() {

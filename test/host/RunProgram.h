@@ -27,6 +27,8 @@ class RunningKivclip {
   // Waits for the first bytes.
   std::string ReadSomeOutput() { return ReadSome(output_); }
   std::string ReadSomeErrors() { return ReadSome(errors_); }
+  // Until no more fits into the pipe of its output: it is then stuck in a write.
+  void WaitUntilOutputIsFull();
   void CloseOutput();
   void Signal(int number);
   // Waits for its end, without reading its output; then reads the rest of its errors.
