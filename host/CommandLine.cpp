@@ -127,13 +127,23 @@ void ReadRenderOptions(const OptionTexts& texts, Options* options) {
   }
 }
 
-void ReadFrameOptions(const OptionTexts& texts, Options* options) {
+void PlanThePicture(const OptionTexts& texts, Options* options) {
   PlanTheOutput(texts, options);
-  options->at = ReadIndex("--at", texts.at);
   if (options->plan.kind != kiv::OutputKind::kPicture) {
     FailUsage("the output '{}' is no picture: give a name that ends in .png, without %",
               texts.output);
   }
+}
+
+void ReadFrameOptions(const OptionTexts& texts, Options* options) {
+  PlanThePicture(texts, options);
+  options->at = ReadIndex("--at", texts.at);
+}
+
+void ReadSheetOptions(const OptionTexts& texts, Options* options) {
+  PlanThePicture(texts, options);
+  if (!texts.frames.empty()) options->frames = ReadSpan("--frames", texts.frames);
+  if (!texts.progress.empty()) options->progress = ReadProgress("--progress", texts.progress);
 }
 
 Options Interpret(const CommandRow& command, const std::string& input, const OptionTexts& texts) {
@@ -148,6 +158,9 @@ Options Interpret(const CommandRow& command, const std::string& input, const Opt
   } else if (command.name == "frame") {
     options.command = Command::kFrame;
     ReadFrameOptions(texts, &options);
+  } else if (command.name == "sheet") {
+    options.command = Command::kSheet;
+    ReadSheetOptions(texts, &options);
   } else if (command.name == "register") {
     options.command = Command::kRegister;
   } else if (command.name == "unregister") {

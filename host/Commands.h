@@ -7,6 +7,7 @@ namespace host {
 
 void RunRender(const Options& options);
 void RunFrame(const Options& options);
+void RunSheet(const Options& options);
 void RunInfo(const Options& options);
 void RunRegister();
 void RunUnregister();

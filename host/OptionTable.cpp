@@ -20,11 +20,11 @@ constexpr OptionRow kOptions[] = {
     Text("-o,--output", kRenderBit, "OUTPUT", &OptionTexts::output,
          "a .mp4, .mov, .mkv, .webm or .y4m file, a pattern with %d ending in .png, - or null",
          Presence::kRequired),
-    Text("-o,--output", kFrameBit, "FILE.png", &OptionTexts::output, "the picture to write",
-         Presence::kRequired),
+    Text("-o,--output", kFrameBit | kSheetBit, "FILE.png", &OptionTexts::output,
+         "the picture to write", Presence::kRequired),
     Text("--at", kFrameBit, "N", &OptionTexts::at, "the frame of the result, 0 for the first",
          Presence::kRequired),
-    Text("--frames", kRenderBit, "A:B", &OptionTexts::frames, "result frames A to B only"),
+    Text("--frames", kSpanBits, "A:B", &OptionTexts::frames, "result frames A to B only"),
     Text("--size", kChainBits, "WxH", &OptionTexts::size, "output size of the decoding source"),
     Text("--decode-scale", kChainBits, "N/D", &OptionTexts::decodeScale,
          "scale of that size, such as 1/2"),
@@ -41,7 +41,7 @@ constexpr OptionRow kOptions[] = {
     Text("--codec", kRenderBit, "NAME", &OptionTexts::codec, "h264, vp9 or ffv1 (lossless)"),
     Text("--quality", kRenderBit, "N", &OptionTexts::quality,
          "0 (smallest file) to 100 (best picture), 70 if not given"),
-    Text("--progress", kRenderBit, "FORM", &OptionTexts::progress,
+    Text("--progress", kSpanBits, "FORM", &OptionTexts::progress,
          "json, bar or none; a bar on a terminal, else none, if not given"),
     Text("--report", kRenderBit, "FILE.json", &OptionTexts::report,
          "write what was done, and how long it took"),
@@ -51,12 +51,13 @@ constexpr OptionRow kOptions[] = {
 constexpr CommandRow kCommands[] = {
     {"render", kRenderBit, true, "Renders a clip through its chain into a file or stream"},
     {"frame", kFrameBit, true, "Writes one frame of the chain as a picture"},
+    {"sheet", kSheetBit, true, "Writes a contact sheet: every frame with its number and time"},
     {"info", kInfoBit, true, "Shows what a clip's video stream is"},
     {"register", 0, false, "Enters the component into the registry"},
     {"unregister", 0, false, "Takes the component out of the registry"},
 };
 
-constexpr std::string_view kCommandsNotBuilt[] = {"sheet", "stabilize", "verify", "keyframes"};
+constexpr std::string_view kCommandsNotBuilt[] = {"stabilize", "verify", "keyframes"};
 
 constexpr std::string_view kOptionsNotBuilt[] = {
     "--speed",     "--interpolation", "--reverse",        "--reverse-range", "--fps",

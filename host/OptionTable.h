@@ -11,7 +11,9 @@ enum CommandBits : unsigned {
   kRenderBit = 1,
   kFrameBit = 2,
   kInfoBit = 4,
-  kChainBits = kRenderBit | kFrameBit,
+  kSheetBit = 8,
+  kChainBits = kRenderBit | kFrameBit | kSheetBit,
+  kSpanBits = kRenderBit | kSheetBit,
 };
 
 // Option values as they were typed; empty when the option is not there.

@@ -11,7 +11,7 @@
 
 namespace host {
 
-enum class Command { kRender, kInfo, kFrame, kRegister, kUnregister };
+enum class Command { kRender, kInfo, kFrame, kSheet, kRegister, kUnregister };
 enum class ProgressForm { kAutomatic, kNone, kBar, kJson };
 
 // Both included; without an end it runs to the last frame.

@@ -2,7 +2,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <filesystem>
 #include <memory>
 #include <optional>
 
@@ -10,6 +9,7 @@
 #include "host/Clip.h"
 #include "host/Commands.h"
 #include "host/HostError.h"
+#include "host/InputChecks.h"
 #include "host/Interrupt.h"
 #include "host/Messages.h"
 #include "host/Progress.h"
@@ -43,21 +43,6 @@ KivComPtr<IKivFrame> Straight(KivComPtr<IKivFrame> frame) {
   KivFrameDescription description;
   frame->GetDescription(&description);
   return description.pixelLayout == KivPixelLayout::kPadded ? CopyOf(*frame) : frame;
-}
-
-KivRange Resolve(const FrameSpan& span, const char* option, int32_t frameCount) {
-  const int32_t last = span.last.value_or(frameCount - 1);
-  if (span.first >= frameCount || last >= frameCount) {
-    FailUsage("{} goes beyond the result, which has the frames 0 to {}", option, frameCount - 1);
-  }
-  return {span.first, last};
-}
-
-void RefuseWritingOverTheInput(const Options& options) {
-  std::error_code ignored;
-  if (std::filesystem::equivalent(options.input, options.output, ignored)) {
-    FailUsage("the output '{}' is the input itself: give another name", options.output);
-  }
 }
 
 class RenderRun {
@@ -173,13 +158,13 @@ void RunOver(const Options& options, KivRange (*resolve)(const Options&, int32_t
 
 void RunRender(const Options& options) {
   RunOver(options, [](const Options& wanted, int32_t frameCount) {
-    return Resolve(wanted.frames, "--frames", frameCount);
+    return ResolveFrames(wanted.frames, "--frames", frameCount);
   });
 }
 
 void RunFrame(const Options& options) {
   RunOver(options, [](const Options& wanted, int32_t frameCount) {
-    return Resolve({wanted.at, wanted.at}, "--at", frameCount);
+    return ResolveFrames({wanted.at, wanted.at}, "--at", frameCount);
   });
 }
 

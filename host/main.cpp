@@ -23,6 +23,8 @@ void RunCommand(const host::Options& options) {
       return host::RunRender(options);
     case host::Command::kFrame:
       return host::RunFrame(options);
+    case host::Command::kSheet:
+      return host::RunSheet(options);
     case host::Command::kInfo:
       return host::RunInfo(options);
     case host::Command::kRegister:

@@ -103,8 +103,8 @@ KivComPtr<IKivFrame> CVideoStreamer::MissingMediaFrameLocked() {
 
 KivComPtr<IKivFrame> CVideoStreamer::TransparentFrameLocked() {
   if (outputSize_.width <= 0 || outputSize_.height <= 0) return nullptr;
-  const KivComPtr<IKivFrame> frame = KivCommon::CreateBGRAFrameFrom(
-      placeholder_, ScaledSizeLocked(), KivCGMemoryType::kDownstream);
+  KivComPtr<IKivFrame> frame = KivCommon::CreateBGRAFrameFrom(placeholder_, ScaledSizeLocked(),
+                                                              KivCGMemoryType::kDownstream);
   if (!frame) {
     KIV_LOG(LogLevel::kCreation, L"Failed to create transparent frame,  size(%d, %d)",
             outputSize_.width, outputSize_.height);

@@ -1,6 +1,7 @@
 #include "kiv/chain/ChainBuilder.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 

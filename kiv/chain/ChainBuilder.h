@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <new>
 #include <span>
-#include <utility>
 #include <vector>
 
 #include "kiv/chain/NodeRef.h"
@@ -14,18 +13,18 @@
 // A null answer means that storage could not be had.
 struct NodeClass {
   NodeType type;
-  NodeRef (*create)(IUnknown* outer, NodeRef upstream);
+  NodeRef (*create)(IUnknown* outer, const NodeRef& upstream);
 };
 
 using NodeTable = std::span<const NodeClass>;
 
 // The create functions of nodes that take an upstream, and of those that are sources.
 template <typename Node>
-NodeRef MakeNode(IUnknown* outer, NodeRef upstream) {
-  return NodeRef::Own(new (std::nothrow) Node(outer, std::move(upstream)));
+NodeRef MakeNode(IUnknown* outer, const NodeRef& upstream) {
+  return NodeRef::Own(new (std::nothrow) Node(outer, upstream));
 }
 template <typename Node>
-NodeRef MakeSource(IUnknown* outer, NodeRef /*upstream*/) {
+NodeRef MakeSource(IUnknown* outer, const NodeRef& /*upstream*/) {
   return NodeRef::Own(new (std::nothrow) Node(outer));
 }
 

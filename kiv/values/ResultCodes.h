@@ -9,13 +9,13 @@ constexpr HRESULT MakeResult(uint32_t bits) { return static_cast<HRESULT>(bits);
 constexpr bool Failed(HRESULT hr) { return hr < 0; }
 constexpr bool Succeeded(HRESULT hr) { return hr >= 0; }
 
-constexpr HRESULT S_OK = 0;                                 // done
-constexpr HRESULT S_FALSE = 1;                              // done, with nothing to do
-constexpr HRESULT E_NOTIMPL = MakeResult(0x80004001);       // a reserved slot was called
-constexpr HRESULT E_NOINTERFACE = MakeResult(0x80004002);   // the object has no such identity
-constexpr HRESULT E_POINTER = MakeResult(0x80004003);       // an out pointer is null
-constexpr HRESULT E_FAIL = MakeResult(0x80004005);          // any other failure
-constexpr HRESULT E_OUTOFMEMORY = MakeResult(0x8007000E);   // storage cannot be had
+constexpr HRESULT S_OK = 0;                                // done
+constexpr HRESULT S_FALSE = 1;                             // done, with nothing to do
+constexpr HRESULT E_NOTIMPL = MakeResult(0x80004001);      // a reserved slot was called
+constexpr HRESULT E_NOINTERFACE = MakeResult(0x80004002);  // the object has no such identity
+constexpr HRESULT E_POINTER = MakeResult(0x80004003);      // an out pointer is null
+constexpr HRESULT E_FAIL = MakeResult(0x80004005);         // any other failure
+constexpr HRESULT E_OUTOFMEMORY = MakeResult(0x8007000E);  // storage cannot be had
 constexpr HRESULT E_INSUFFICIENT_BUFFER = MakeResult(0x8007007A);  // a text was cut to fit
 constexpr HRESULT E_INVALIDARG = MakeResult(0x80070057);    // an argument is out of its range
 constexpr HRESULT E_NOTFOUND = MakeResult(0x80070490);      // a key or file does not exist

@@ -10,8 +10,8 @@ namespace kiv {
 template <typename Integer>
 constexpr Integer SaturateTo(double value) {
   // 2^(digits): exactly representable, one above the largest value.
-  // NOLINTNEXTLINE(bugprone-integer-division): max / 2 + 1 is a power of two
-  constexpr double kLimit = static_cast<double>(std::numeric_limits<Integer>::max() / 2 + 1) * 2.0;
+  constexpr double kLimit =
+      static_cast<double>((std::numeric_limits<Integer>::max() >> 1) + 1) * 2.0;
   if (value != value) return 0;
   if (value >= kLimit) return std::numeric_limits<Integer>::max();
   if (value <= static_cast<double>(std::numeric_limits<Integer>::min())) {

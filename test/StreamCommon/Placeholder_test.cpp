@@ -146,6 +146,15 @@ TEST_F(Placeholder, TheMissingMediaPictureIsMadeOnceAndSurvivesANewSize) {
   EXPECT_EQ((KivSize{5, 5}), SizeOf(Pull()));
 }
 
+TEST_F(Placeholder, TheMissingMediaPictureFollowsTheScaleOfAnAttachedDecoder) {
+  paths_->value = WritePicture();
+  Attach();
+  decoder_->readResult = E_FAIL;
+  EXPECT_EQ((KivSize{1280, 720}), SizeOf(Pull()));
+  UseScale({1, 2});
+  EXPECT_EQ((KivSize{640, 360}), SizeOf(Pull()));
+}
+
 struct FilterFault {
   const char* name;
   void (*cause)(test::FakeFilter& filter, test::FakeFilterManager& manager);

@@ -65,8 +65,8 @@ INSTANTIATE_TEST_SUITE_P(
                               3}),
     [](const auto& c) { return std::string(c.param.name); });
 
-NodeRef MakePlain(IUnknown* outer, NodeRef upstream) {
-  return MakeNode<CSourceBase>(outer, std::move(upstream));
+NodeRef MakePlain(IUnknown* outer, const NodeRef& upstream) {
+  return MakeNode<CSourceBase>(outer, upstream);
 }
 
 TEST(ChainBuilderTable, TypesWithoutAClassAreSkipped) {
@@ -143,8 +143,8 @@ class TaskNode : public CSourceBase {
   }
 };
 
-NodeRef MakeTaskNode(IUnknown* outer, NodeRef upstream) {
-  return MakeNode<TaskNode>(outer, std::move(upstream));
+NodeRef MakeTaskNode(IUnknown* outer, const NodeRef& upstream) {
+  return MakeNode<TaskNode>(outer, upstream);
 }
 
 TEST(ClipRenderTask, IsAnsweredByTheLatestStabilizer) {

@@ -39,11 +39,10 @@ class LoggedNode : public CSourceBase {
 };
 
 template <NodeType kType>
-NodeRef MakeLogged(IUnknown* outer, NodeRef upstream) {
+NodeRef MakeLogged(IUnknown* outer, const NodeRef& upstream) {
   static const char* const kNames[] = {"source", "alpha", "cache",   "stabilizer",
                                        "crop",   "rate",  "reverse", "speed"};
-  return NodeRef::Own(
-      new LoggedNode(outer, std::move(upstream), kNames[static_cast<int32_t>(kType)]));
+  return NodeRef::Own(new LoggedNode(outer, upstream, kNames[static_cast<int32_t>(kType)]));
 }
 
 constexpr NodeClass kLoggedNodes[] = {

@@ -112,6 +112,11 @@ INSTANTIATE_TEST_SUITE_P(
                     "frames 0 to 19"},
         RefusalCase{
             "frameNegative", {"frame", "@clip.mkv", "--at", "-1", "-o", "@x.png"}, 2, "--at"},
+        RefusalCase{"sheetName", {"sheet", "@clip.mkv", "-o", "@x_%d.png"}, 2, "without %"},
+        RefusalCase{"sheetBeyond",
+                    {"sheet", "@clip.mkv", "--frames", "5:20", "-o", "@x.png"},
+                    2,
+                    "frames 0 to 19"},
         RefusalCase{"frameName", {"frame", "@clip.mkv", "--at", "1", "-o", "@x.mp4"}, 2, ".png"},
         RefusalCase{"overInput", {"render", "@clip.mkv", "-o", "@clip.mkv"}, 2, "input itself"}),
     CaseName);
@@ -119,7 +124,6 @@ INSTANTIATE_TEST_SUITE_P(
 INSTANTIATE_TEST_SUITE_P(
     NotBuilt, Refused,
     testing::Values(
-        RefusalCase{"sheet", {"sheet", "@clip.mkv", "-o", "@x.png"}, 2, "sheet is not built yet"},
         RefusalCase{"stabilize", {"stabilize", "@clip.mkv"}, 2, "stabilize is not built yet"},
         RefusalCase{"verify", {"verify", "@clip.mkv"}, 2, "verify is not built yet"},
         RefusalCase{"keyframes", {"keyframes"}, 2, "keyframes is not built yet"},

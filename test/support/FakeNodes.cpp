@@ -6,7 +6,7 @@ namespace {
 FakeNodes* current = nullptr;
 
 template <NodeType kType>
-NodeRef MakeFake(IUnknown* outer, NodeRef upstream) {
+NodeRef MakeFake(IUnknown* outer, const NodeRef& upstream) {
   if (current->failAfter == 0) return nullptr;
   if (current->failAfter > 0) --current->failAfter;
   current->made.push_back({kType, outer, upstream.Get(), FakeNode::Make()});

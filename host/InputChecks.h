@@ -1,0 +1,18 @@
+// What the commands that pull frames check once the input is known.
+//
+// Errors:   HostError of the usage kind.
+#pragma once
+
+#include <cstdint>
+
+#include "host/Options.h"
+#include "kiv/values/ValueTypes.h"
+
+namespace host {
+
+// The frames a span names out of `frameCount`. `option` is what the message calls it.
+KivRange ResolveFrames(const FrameSpan& span, const char* option, int32_t frameCount);
+
+void RefuseWritingOverTheInput(const Options& options);
+
+}  // namespace host
