@@ -8,56 +8,56 @@
 
 namespace {
 
-using kivtest::ClipSpec;
+using kivtest::ClipRecipe;
 using kivtest::CurrentNumber;
 using kivtest::FrameTime;
 using kivtest::OpenDecoder;
 
 struct AccessCase {
   const char* name;
-  ClipSpec spec;
+  ClipRecipe recipe;
 };
 
 void PrintTo(const AccessCase& value, std::ostream* out) { *out << value.name; }
 
-ClipSpec H264(KivRational rate, int gop, int bFrames, bool openGop = false) {
-  ClipSpec spec;
-  spec.rate = rate;
-  spec.gop = gop;
-  spec.bFrames = bFrames;
-  spec.openGop = openGop;
-  return spec;
+ClipRecipe H264(KivRational rate, int gop, int bFrames, bool openGop = false) {
+  ClipRecipe recipe;
+  recipe.rate = rate;
+  recipe.gop = gop;
+  recipe.bFrames = bFrames;
+  recipe.openGop = openGop;
+  return recipe;
 }
 
-ClipSpec Clip(const char* codec, const char* container, int bFrames = 0, bool openGop = false,
-              const char* pixelFormat = "yuv420p") {
-  ClipSpec spec;
-  spec.codec = codec;
-  spec.container = container;
-  spec.bFrames = bFrames;
-  spec.openGop = openGop;
-  spec.pixelFormat = pixelFormat;
-  return spec;
+ClipRecipe Clip(const char* codec, const char* container, int bFrames = 0, bool openGop = false,
+                const char* pixelFormat = "yuv420p") {
+  ClipRecipe recipe;
+  recipe.codec = codec;
+  recipe.container = container;
+  recipe.bFrames = bFrames;
+  recipe.openGop = openGop;
+  recipe.pixelFormat = pixelFormat;
+  return recipe;
 }
 
-ClipSpec WithAudio(ClipSpec spec, const char* codec) {
-  spec.audioCodec = codec;
-  return spec;
+ClipRecipe WithAudio(ClipRecipe recipe, const char* codec) {
+  recipe.audioCodec = codec;
+  return recipe;
 }
 
-ClipSpec At(ClipSpec spec, KivRational rate) {
-  spec.rate = rate;
-  return spec;
+ClipRecipe At(ClipRecipe recipe, KivRational rate) {
+  recipe.rate = rate;
+  return recipe;
 }
 
-ClipSpec Starting(ClipSpec spec, int64_t milliseconds) {
-  spec.startMilliseconds = milliseconds;
-  return spec;
+ClipRecipe Starting(ClipRecipe recipe, int64_t milliseconds) {
+  recipe.startMilliseconds = milliseconds;
+  return recipe;
 }
 
-ClipSpec Fragmented(ClipSpec spec) {
-  spec.muxerOptions = {{"movflags", "frag_keyframe+empty_moov"}};
-  return spec;
+ClipRecipe Fragmented(ClipRecipe recipe) {
+  recipe.muxerOptions = {{"movflags", "frag_keyframe+empty_moov"}};
+  return recipe;
 }
 
 const AccessCase kCases[] = {
@@ -121,7 +121,7 @@ class DecoderAccess : public testing::TestWithParam<AccessCase> {
     ASSERT_EQ(frame, CurrentNumber(decoder_.Get())) << "at time " << decoder_->GetCurrentTime();
   }
 
-  const ClipSpec& spec_ = GetParam().spec;
+  const ClipRecipe& spec_ = GetParam().recipe;
   KivComPtr<IKivMediaDecoder> decoder_;
 };
 

@@ -7,18 +7,18 @@
 
 namespace {
 
-using kivtest::ClipSpec;
+using kivtest::ClipRecipe;
 using kivtest::CurrentNumber;
 using kivtest::MakeClip;
 using kivtest::OpenDecoder;
 
 constexpr int64_t kFrame = 400'000;
 
-ClipSpec Grouped(int gop, int bFrames) {
-  ClipSpec spec;
-  spec.gop = gop;
-  spec.bFrames = bFrames;
-  return spec;
+ClipRecipe Grouped(int gop, int bFrames) {
+  ClipRecipe recipe;
+  recipe.gop = gop;
+  recipe.bFrames = bFrames;
+  return recipe;
 }
 
 struct Move {
@@ -139,9 +139,9 @@ TEST(DecoderFrames, OfTwoDecodersOfOneSourceAreIndependent) {
 TEST(DecodingWork, OfARequestEndsWithTheDistanceFromItsKeyFrame) {
   constexpr int kGroup = 20;
   constexpr int kReordering = 2;  // pictures the codec holds back, with three B-frames
-  ClipSpec spec = Grouped(kGroup, 3);
-  spec.frames = 200;
-  const auto decoder = OpenDecoder(MakeClip(spec), 1);
+  ClipRecipe recipe = Grouped(kGroup, 3);
+  recipe.frames = 200;
+  const auto decoder = OpenDecoder(MakeClip(recipe), 1);
   ASSERT_TRUE(decoder);
   const unsigned seed = std::random_device{}();
   SCOPED_TRACE("seed " + std::to_string(seed));
@@ -185,7 +185,7 @@ TEST(DecodingWork, SkippingOverGroupsDecodesNoneOfTheirPictures) {
 class Proxy : public testing::Test {
  protected:
   void SetUp() override {
-    ClipSpec proxy;
+    ClipRecipe proxy;
     proxy.size = {96, 56};
     proxy.rate = {50, 1};
     proxy.frames = 120;

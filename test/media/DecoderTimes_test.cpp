@@ -8,7 +8,7 @@
 
 namespace {
 
-using kivtest::ClipSpec;
+using kivtest::ClipRecipe;
 using kivtest::CurrentNumber;
 using kivtest::MakeClip;
 using kivtest::OpenDecoder;
@@ -31,18 +31,18 @@ class IrregularClip : public testing::TestWithParam<IrregularCase> {
 };
 
 TEST_P(IrregularClip, FramesKeepTheirOwnTimes) {
-  ClipSpec spec;
-  spec.codec = GetParam().codec;
-  spec.container = GetParam().container;
-  spec.bFrames = 2;
-  spec.gop = 8;
-  spec.frames = static_cast<int>(times_.size());
-  spec.times = times_;
-  const auto decoder = OpenDecoder(MakeClip(spec));
+  ClipRecipe recipe;
+  recipe.codec = GetParam().codec;
+  recipe.container = GetParam().container;
+  recipe.bFrames = 2;
+  recipe.gop = 8;
+  recipe.frames = static_cast<int>(times_.size());
+  recipe.times = times_;
+  const auto decoder = OpenDecoder(MakeClip(recipe));
   ASSERT_TRUE(decoder);
   EXPECT_EQ(0, kivtest::InfoOf(decoder).constantRate);
-  EXPECT_EQ(spec.frames, kivtest::InfoOf(decoder).frameCount);
-  for (int i = spec.frames - 1; i >= 0; --i) {
+  EXPECT_EQ(recipe.frames, kivtest::InfoOf(decoder).frameCount);
+  for (int i = recipe.frames - 1; i >= 0; --i) {
     const int64_t start = times_[static_cast<size_t>(i)] * kMillisecond;
     decoder->Seek(start, 0);
     EXPECT_EQ(i, CurrentNumber(decoder.Get()));
@@ -56,12 +56,12 @@ TEST_P(IrregularClip, FramesKeepTheirOwnTimes) {
 }
 
 TEST_P(IrregularClip, ADurationReachesToTheNextFrame) {
-  ClipSpec spec;
-  spec.codec = GetParam().codec;
-  spec.container = GetParam().container;
-  spec.frames = static_cast<int>(times_.size());
-  spec.times = times_;
-  const auto decoder = OpenDecoder(MakeClip(spec));
+  ClipRecipe recipe;
+  recipe.codec = GetParam().codec;
+  recipe.container = GetParam().container;
+  recipe.frames = static_cast<int>(times_.size());
+  recipe.times = times_;
+  const auto decoder = OpenDecoder(MakeClip(recipe));
   ASSERT_TRUE(decoder);
   const auto info = decoder.As<IKivStreamInfo>();
   int64_t time = 0;
@@ -69,7 +69,7 @@ TEST_P(IrregularClip, ADurationReachesToTheNextFrame) {
   ASSERT_EQ(S_OK, info->GetFrameTime(5, &time, &duration, nullptr));
   EXPECT_EQ(250 * kMillisecond, time);
   EXPECT_EQ(250 * kMillisecond, duration);
-  EXPECT_EQ(E_INVALIDARG, info->GetFrameTime(spec.frames, &time, nullptr, nullptr));
+  EXPECT_EQ(E_INVALIDARG, info->GetFrameTime(recipe.frames, &time, nullptr, nullptr));
   EXPECT_EQ(E_INVALIDARG, info->GetFrameTime(-1, &time, nullptr, nullptr));
 }
 
@@ -82,11 +82,11 @@ INSTANTIATE_TEST_SUITE_P(Containers, IrregularClip,
                          [](const auto& clip) { return std::string(clip.param.name); });
 
 TEST(EditList, FramesBeforeTheEditAreDecodedButNeverShown) {
-  ClipSpec spec;
-  spec.bFrames = 2;
-  spec.gop = 25;
-  spec.startMilliseconds = -400;  // ten frames
-  const auto decoder = OpenDecoder(MakeClip(spec));
+  ClipRecipe recipe;
+  recipe.bFrames = 2;
+  recipe.gop = 25;
+  recipe.startMilliseconds = -400;  // ten frames
+  const auto decoder = OpenDecoder(MakeClip(recipe));
   ASSERT_TRUE(decoder);
   EXPECT_EQ(50, kivtest::InfoOf(decoder).frameCount);
   for (const int frame : {0, 49, 3, 17, 1, 0}) {
@@ -97,11 +97,11 @@ TEST(EditList, FramesBeforeTheEditAreDecodedButNeverShown) {
 
 // A transport stream without its first 30%: what cannot be decoded is not part of the clip.
 TEST(CutStream, TheClipStartsWithTheFirstDecodablePicture) {
-  ClipSpec spec;
-  spec.container = "ts";
-  spec.bFrames = 3;
-  spec.openGop = true;
-  const std::vector<uint8_t> whole = kivtest::ReadFile(MakeClip(spec));
+  ClipRecipe recipe;
+  recipe.container = "ts";
+  recipe.bFrames = 3;
+  recipe.openGop = true;
+  const std::vector<uint8_t> whole = kivtest::ReadFile(MakeClip(recipe));
   const auto from = static_cast<std::ptrdiff_t>(whole.size() * 3 / 10 / 188 * 188);
   const std::string path = kivtest::TemporaryPath("cut.ts");
   kivtest::WriteFile(path, {whole.begin() + from, whole.end()});
@@ -119,13 +119,13 @@ TEST(CutStream, TheClipStartsWithTheFirstDecodablePicture) {
 
 TEST(StillPicture, IsAClipOfOneFrame) {
   for (const char* codec : {"png", "mjpeg"}) {
-    ClipSpec spec;
-    spec.codec = codec;
-    spec.container = std::string(codec) == "png" ? "png" : "jpg";
-    spec.pixelFormat = std::string(codec) == "png" ? "rgb24" : "yuvj420p";
-    spec.frames = 1;
-    spec.muxerOptions = {{"update", "1"}};
-    const auto decoder = OpenDecoder(MakeClip(spec));
+    ClipRecipe recipe;
+    recipe.codec = codec;
+    recipe.container = std::string(codec) == "png" ? "png" : "jpg";
+    recipe.pixelFormat = std::string(codec) == "png" ? "rgb24" : "yuvj420p";
+    recipe.frames = 1;
+    recipe.muxerOptions = {{"update", "1"}};
+    const auto decoder = OpenDecoder(MakeClip(recipe));
     ASSERT_TRUE(decoder) << codec;
     EXPECT_EQ(1, kivtest::InfoOf(decoder).frameCount);
     decoder->Seek(5'000'000, 0);
@@ -148,10 +148,10 @@ std::vector<uint32_t> TurnBack(const std::vector<uint32_t>& shown, int width, in
 
 TEST(Rotation, PicturesComeOutAsTheyAreShown) {
   for (const int rotation : {90, 180, 270}) {
-    ClipSpec spec;
-    spec.rotation = rotation;
-    spec.frames = 20;
-    const auto decoder = OpenDecoder(MakeClip(spec));
+    ClipRecipe recipe;
+    recipe.rotation = rotation;
+    recipe.frames = 20;
+    const auto decoder = OpenDecoder(MakeClip(recipe));
     ASSERT_TRUE(decoder);
     const KivStreamInfo info = kivtest::InfoOf(decoder);
     EXPECT_EQ(rotation, info.rotation);
@@ -183,13 +183,13 @@ TEST(Alpha, SurvivesWhereTheCodecHasIt) {
                         Case{"png", "mov", "rgba"}, Case{"qtrle", "mov", "argb"},
                         Case{"prores_ks", "mov", "yuva444p10le"}, Case{"ffv1", "mkv", "bgra"}}) {
     SCOPED_TRACE(std::string(c.codec) + " " + c.pixelFormat);
-    ClipSpec spec;
-    spec.codec = c.codec;
-    spec.container = c.container;
-    spec.pixelFormat = c.pixelFormat;
-    spec.frames = 12;
-    if (std::string(c.container) == "webm") spec.streamTags = {{"alpha_mode", "1"}};
-    const auto decoder = OpenDecoder(MakeClip(spec));
+    ClipRecipe recipe;
+    recipe.codec = c.codec;
+    recipe.container = c.container;
+    recipe.pixelFormat = c.pixelFormat;
+    recipe.frames = 12;
+    if (std::string(c.container) == "webm") recipe.streamTags = {{"alpha_mode", "1"}};
+    const auto decoder = OpenDecoder(MakeClip(recipe));
     ASSERT_TRUE(decoder);
     EXPECT_EQ(1, kivtest::InfoOf(decoder).hasAlpha);
     for (const int number : {7, 2}) {
@@ -205,17 +205,17 @@ TEST(Alpha, SurvivesWhereTheCodecHasIt) {
 }
 
 TEST(ColourTags, AreReported) {
-  ClipSpec spec;
-  spec.colourMatrix = "bt709";
-  spec.colourRange = "pc";
-  spec.frames = 3;
-  KivStreamInfo info = kivtest::InfoOf(OpenDecoder(MakeClip(spec)));
+  ClipRecipe recipe;
+  recipe.colourMatrix = "bt709";
+  recipe.colourRange = "pc";
+  recipe.frames = 3;
+  KivStreamInfo info = kivtest::InfoOf(OpenDecoder(MakeClip(recipe)));
   EXPECT_STREQ("bt709", info.colourMatrix);
   EXPECT_STREQ("full", info.colourRange);
-  spec.colourMatrix = "smpte170m";
-  spec.colourRange = "tv";
-  spec.pixelFormat = "yuv420p10le";
-  info = kivtest::InfoOf(OpenDecoder(MakeClip(spec)));
+  recipe.colourMatrix = "smpte170m";
+  recipe.colourRange = "tv";
+  recipe.pixelFormat = "yuv420p10le";
+  info = kivtest::InfoOf(OpenDecoder(MakeClip(recipe)));
   EXPECT_STREQ("bt601", info.colourMatrix);
   EXPECT_STREQ("limited", info.colourRange);
   EXPECT_EQ(10, info.bitDepth);

@@ -11,29 +11,29 @@
 namespace {
 
 using kiv::FrameIndex;
-using kivtest::ClipSpec;
+using kivtest::ClipRecipe;
 using kivtest::MakeClip;
 
 // More packets than are read at a time.
-ClipSpec LongClip(const char* codec, const char* container, int bFrames) {
-  ClipSpec spec;
-  spec.codec = codec;
-  spec.container = container;
-  spec.size = {32, 32};
-  spec.rate = {30000, 1001};
-  spec.frames = 9500;
-  spec.gop = 50;
-  spec.bFrames = bFrames;
-  return spec;
+ClipRecipe LongClip(const char* codec, const char* container, int bFrames) {
+  ClipRecipe recipe;
+  recipe.codec = codec;
+  recipe.container = container;
+  recipe.size = {32, 32};
+  recipe.rate = {30000, 1001};
+  recipe.frames = 9500;
+  recipe.gop = 50;
+  recipe.bFrames = bFrames;
+  return recipe;
 }
 
 // Regular for a while, then no longer.
-ClipSpec TurningIrregular() {
-  ClipSpec spec = LongClip("libx264", "mkv", 0);
-  for (int64_t i = 0; i < spec.frames; ++i) {
-    spec.times.push_back(i * 40 + (i > 7000 ? 13 * (i % 3) : 0));
+ClipRecipe TurningIrregular() {
+  ClipRecipe recipe = LongClip("libx264", "mkv", 0);
+  for (int64_t i = 0; i < recipe.frames; ++i) {
+    recipe.times.push_back(i * 40 + (i > 7000 ? 13 * (i % 3) : 0));
   }
-  return spec;
+  return recipe;
 }
 
 std::shared_ptr<FrameIndex> Open(const std::string& path, int64_t bytesAtOnce) {
@@ -48,9 +48,9 @@ std::shared_ptr<FrameIndex> Open(const std::string& path, int64_t bytesAtOnce) {
 class PartlyReadIndex : public testing::TestWithParam<int> {
  protected:
   void SetUp() override {
-    const ClipSpec specs[] = {LongClip("mpeg4", "mp4", 2), LongClip("mpeg4", "mkv", 0),
-                              LongClip("mpeg4", "avi", 2), TurningIrregular()};
-    path_ = MakeClip(specs[GetParam()]);
+    const ClipRecipe recipes[] = {LongClip("mpeg4", "mp4", 2), LongClip("mpeg4", "mkv", 0),
+                                  LongClip("mpeg4", "avi", 2), TurningIrregular()};
+    path_ = MakeClip(recipes[GetParam()]);
     whole_ = Open(path_, INT64_MAX);
     partly_ = Open(path_, 0);
     ASSERT_TRUE(whole_ && partly_);
@@ -121,10 +121,10 @@ INSTANTIATE_TEST_SUITE_P(Clips, PartlyReadIndex, testing::Values(0, 1, 2, 3), Na
 
 // A raw stream without its beginning: frames are counted as they come out.
 TEST(SequentialStream, LearnsHowManyFramesItHas) {
-  ClipSpec spec;
-  spec.container = "h264";
-  spec.bFrames = 2;
-  const std::vector<uint8_t> whole = kivtest::ReadFile(MakeClip(spec));
+  ClipRecipe recipe;
+  recipe.container = "h264";
+  recipe.bFrames = 2;
+  const std::vector<uint8_t> whole = kivtest::ReadFile(MakeClip(recipe));
   const std::string path = kivtest::TemporaryPath("cut.h264");
   kivtest::WriteFile(path,
                      {whole.begin() + static_cast<std::ptrdiff_t>(whole.size() / 3), whole.end()});

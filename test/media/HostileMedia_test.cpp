@@ -11,7 +11,7 @@
 
 namespace {
 
-using kivtest::ClipSpec;
+using kivtest::ClipRecipe;
 using kivtest::MakeClip;
 using kivtest::TemporaryPath;
 using kivtest::TryOpen;
@@ -38,9 +38,9 @@ TEST(HostileMedia, WhatIsNoRegularFileIsRefused) {
 }
 
 TEST(HostileMedia, ListsThatNameOtherFilesAreRefused) {
-  ClipSpec spec;
-  spec.container = "ts";
-  const std::string clip = MakeClip(spec);
+  ClipRecipe recipe;
+  recipe.container = "ts";
+  const std::string clip = MakeClip(recipe);
   const std::string m3u8 = "#EXTM3U\n#EXT-X-VERSION:3\n#EXT-X-TARGETDURATION:10\n#EXTINF:2.4,\n" +
                            clip + "\n#EXT-X-ENDLIST\n";
   const std::string concat = "ffconcat version 1.0\nfile '" + clip + "'\n";
@@ -126,15 +126,15 @@ void PrintTo(const DamageCase& value, std::ostream* out) { *out << value.name; }
 class DamagedClip : public testing::TestWithParam<DamageCase> {
  protected:
   void SetUp() override {
-    ClipSpec spec;
-    spec.codec = GetParam().codec;
-    spec.container = GetParam().container;
-    spec.size = {96, 64};
-    spec.frames = 24;
-    spec.bFrames = spec.codec == "libvpx-vp9" || spec.codec == "ffv1" ? 0 : 2;
-    if (spec.codec == "gif") spec.pixelFormat = "rgb8";
-    bytes_ = kivtest::ReadFile(MakeClip(spec));
-    path_ = TemporaryPath("damaged." + spec.container);
+    ClipRecipe recipe;
+    recipe.codec = GetParam().codec;
+    recipe.container = GetParam().container;
+    recipe.size = {96, 64};
+    recipe.frames = 24;
+    recipe.bFrames = recipe.codec == "libvpx-vp9" || recipe.codec == "ffv1" ? 0 : 2;
+    if (recipe.codec == "gif") recipe.pixelFormat = "rgb8";
+    bytes_ = kivtest::ReadFile(MakeClip(recipe));
+    path_ = TemporaryPath("damaged." + recipe.container);
     objects_ = kiv::LiveObjectCount();
     start_ = std::chrono::steady_clock::now();
   }

@@ -70,15 +70,15 @@ class Options {
 
 class Encoder {
  public:
-  Encoder(const ClipSpec& spec, const std::string& path) : spec_(spec) {
+  Encoder(const ClipRecipe& recipe, const std::string& path) : spec_(recipe) {
     AVFormatContext* format = nullptr;
     Check(avformat_alloc_output_context2(&format, nullptr, nullptr, path.c_str()), "muxer");
     format_.reset(format);
     OpenVideo();
-    if (!spec.audioCodec.empty()) OpenAudio();
+    if (!recipe.audioCodec.empty()) OpenAudio();
     Check(avio_open(&format_->pb, path.c_str(), AVIO_FLAG_WRITE), "opening " + path);
-    Options options(spec.muxerOptions);
-    if (spec.startMilliseconds < 0) options.Set("avoid_negative_ts", "disabled");
+    Options options(recipe.muxerOptions);
+    if (recipe.startMilliseconds < 0) options.Set("avoid_negative_ts", "disabled");
     Check(avformat_write_header(format_.get(), options.Data()), "header");
   }
 
@@ -264,7 +264,7 @@ class Encoder {
     }
   }
 
-  const ClipSpec& spec_;
+  const ClipRecipe& spec_;
   Held<AVFormatContext> format_;
   Held<AVCodecContext> video_;
   Held<AVCodecContext> audio_;
@@ -276,6 +276,6 @@ class Encoder {
 
 }  // namespace
 
-void EncodeClip(const ClipSpec& spec, const std::string& path) { Encoder(spec, path).Run(); }
+void EncodeClip(const ClipRecipe& recipe, const std::string& path) { Encoder(recipe, path).Run(); }
 
 }  // namespace kivtest

@@ -8,6 +8,6 @@
 namespace kivtest {
 
 // Writes the clip to `path`; throws std::runtime_error with the step that failed.
-void EncodeClip(const ClipSpec& spec, const std::string& path);
+void EncodeClip(const ClipRecipe& recipe, const std::string& path);
 
 }  // namespace kivtest

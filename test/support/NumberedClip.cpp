@@ -73,30 +73,31 @@ void Append(std::string* key, const std::vector<std::pair<std::string, std::stri
   *key += ";";
 }
 
-std::string KeyOf(const ClipSpec& spec) {
-  std::string key = spec.codec + "|" + spec.container + "|" + spec.pixelFormat + "|" +
-                    spec.colourMatrix + "|" + spec.colourRange + "|" + spec.audioCodec;
+std::string KeyOf(const ClipRecipe& recipe) {
+  std::string key = recipe.codec + "|" + recipe.container + "|" + recipe.pixelFormat + "|" +
+                    recipe.colourMatrix + "|" + recipe.colourRange + "|" + recipe.audioCodec;
   for (const int64_t number :
-       {int64_t{spec.size.width}, int64_t{spec.size.height}, spec.rate.numerator,
-        spec.rate.denominator, int64_t{spec.frames}, int64_t{spec.gop}, int64_t{spec.bFrames},
-        int64_t{spec.openGop}, spec.startMilliseconds, int64_t{spec.rotation}}) {
+       {int64_t{recipe.size.width}, int64_t{recipe.size.height}, recipe.rate.numerator,
+        recipe.rate.denominator, int64_t{recipe.frames}, int64_t{recipe.gop},
+        int64_t{recipe.bFrames}, int64_t{recipe.openGop}, recipe.startMilliseconds,
+        int64_t{recipe.rotation}}) {
     key += "|" + std::to_string(number);
   }
-  for (const int64_t time : spec.times) key += "," + std::to_string(time);
-  Append(&key, spec.codecOptions);
-  Append(&key, spec.muxerOptions);
-  Append(&key, spec.streamTags);
+  for (const int64_t time : recipe.times) key += "," + std::to_string(time);
+  Append(&key, recipe.codecOptions);
+  Append(&key, recipe.muxerOptions);
+  Append(&key, recipe.streamTags);
   return key;
 }
 
 }  // namespace
 
-std::string MakeClip(const ClipSpec& spec) {
+std::string MakeClip(const ClipRecipe& recipe) {
   ClipFolder& folder = ClipFolder::Shared();
-  std::string& path = folder.clips[KeyOf(spec)];
+  std::string& path = folder.clips[KeyOf(recipe)];
   if (!path.empty()) return path;
-  const std::string name = std::to_string(folder.clips.size()) + "." + spec.container;
-  EncodeClip(spec, folder.PathOf(name));
+  const std::string name = std::to_string(folder.clips.size()) + "." + recipe.container;
+  EncodeClip(recipe, folder.PathOf(name));
   return path = folder.PathOf(name);
 }
 

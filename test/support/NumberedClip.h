@@ -12,7 +12,7 @@
 
 namespace kivtest {
 
-struct ClipSpec {
+struct ClipRecipe {
   std::string codec = "libx264";  // an encoder's name
   std::string container = "mp4";  // a file name's ending, or a muxer's name for raw streams
   KivSize size{192, 112};
@@ -36,7 +36,7 @@ struct ClipSpec {
 };
 
 // The path of the clip, UTF-8. The same clip is made once in a process; all go when it ends.
-std::string MakeClip(const ClipSpec& spec);
+std::string MakeClip(const ClipRecipe& recipe);
 // A path in the same temporary folder.
 std::string TemporaryPath(const std::string& name);
 void WriteFile(const std::string& path, const std::vector<uint8_t>& bytes);
