@@ -21,15 +21,16 @@ constexpr int64_t kPixelsInThreads = int64_t{128} << 20;
 // Packets tried at the beginning of a stream that was cut out of a longer one.
 constexpr int kStartPackets = 400;
 
-// One more than there are processors: the caller converts a picture while the threads decode. Every
-// thread holds a picture, so there are fewer for very large ones.
+// Two more than there are processors: the caller converts a picture while the threads decode, and a
+// thread that waits for its neighbour's rows leaves no processor idle. Every thread holds a picture,
+// so there are fewer for very large ones.
 int ThreadsFor(const DecoderSettings& settings, const AVCodecParameters& parameters) {
   const int64_t pixels = std::max(int64_t{1}, int64_t{parameters.width} * parameters.height);
   const int most =
       static_cast<int>(std::clamp(kPixelsInThreads / pixels, int64_t{1}, kMostThreads));
   if (settings.threads > 0) return std::min(settings.threads, most);
   const int processors = static_cast<int>(std::thread::hardware_concurrency());
-  return std::clamp(processors + 1, 1, most);
+  return std::clamp(processors + 2, 1, most);
 }
 
 const AVCodec* FindDecoder(AVCodecID codec, const std::string& name) {

@@ -58,6 +58,14 @@ TEST_F(RenderThreads, TheTransformRunsUnderTheLock) {
 
 TEST_F(RenderThreads, FramesAndCommandsFromManyThreadsStayWhole) {
   std::atomic<int> wrong{0};
+  std::atomic<int> inside{0};
+  for (const char* call : {"GetCurrentFrame", "Skip 1", "Command 0x9C8", "Initialize"}) {
+    nodes.Tail().log.On(call, [&] {
+      if (++inside != 1) ++wrong;
+      std::this_thread::yield();
+      --inside;
+    });
+  }
   const auto pull = [&] {
     for (int i = 0; i < 500; ++i) {
       KivComPtr<IKivFrame> frame;

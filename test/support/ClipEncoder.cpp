@@ -16,6 +16,13 @@ extern "C" {
 extern "C" __attribute__((visibility("default"))) const char* __lsan_default_suppressions();
 const char* __lsan_default_suppressions() { return "leak:libx265\n"; }
 
+// And so does the thread sanitizer. Libraries built without it synchronize unseen.
+extern "C" __attribute__((visibility("default"))) const char* __tsan_default_suppressions();
+const char* __tsan_default_suppressions() {
+  return "called_from_lib:libavutil\ncalled_from_lib:libavcodec\ncalled_from_lib:libavformat\n"
+         "called_from_lib:libx264\ncalled_from_lib:libx265\ncalled_from_lib:libvpx\n";
+}
+
 namespace kivtest {
 namespace {
 
