@@ -6,27 +6,21 @@
 
 extern "C" {
 #include <libavutil/frame.h>
-#include <libavutil/opt.h>
-#include <libswscale/swscale.h>
 }
 
 namespace kiv {
 namespace {
 
 constexpr size_t kBytesPerPixel = 4;
-constexpr int kLinesOfHd = 720;
-constexpr int kColumnsOfHd = 1280;
-constexpr int kUnity = 1 << 16;  // libswscale's 1.0
-// libswscale counts chroma positions in 1/256 of a luma sample.
-constexpr int kOnLeftColumn = 0;
-constexpr int kBetweenRows = 128;
+constexpr int32_t kLinesOfHd = 720;
+constexpr int32_t kColumnsOfHd = 1280;
 
-size_t RowBytes(KivSize size) { return static_cast<size_t>(size.width) * kBytesPerPixel; }
+size_t Unsigned(int32_t value) { return static_cast<size_t>(value); }
 
-bool IsOpaque(const uint8_t* bgra, size_t pixels) {
-  uint8_t all = 255;
-  for (size_t i = 0; i < pixels; ++i) all &= bgra[i * kBytesPerPixel + 3];
-  return all == 255;
+size_t RowBytes(KivSize size) { return Unsigned(size.width) * kBytesPerPixel; }
+
+uint8_t* PlaneRow(AVFrame* planes, int plane, int32_t y) {
+  return planes->data[plane] + ptrdiff_t{y} * planes->linesize[plane];
 }
 
 // Straight alpha over black.
@@ -40,32 +34,6 @@ void FlattenRow(uint8_t* row, size_t bytes) {
   }
 }
 
-SwsContext* MakeScaler(KivSize size, ChromaSampling chroma, MatrixKind matrix) {
-  SwsContext* scaler = sws_alloc_context();
-  if (scaler == nullptr) return nullptr;
-  const bool halved = chroma == ChromaSampling::k420;
-  av_opt_set_int(scaler, "srcw", size.width, 0);
-  av_opt_set_int(scaler, "srch", size.height, 0);
-  av_opt_set_int(scaler, "dstw", size.width, 0);
-  av_opt_set_int(scaler, "dsth", size.height, 0);
-  av_opt_set_int(scaler, "src_format", AV_PIX_FMT_BGR0, 0);
-  av_opt_set_int(scaler, "dst_format", halved ? AV_PIX_FMT_YUV420P : AV_PIX_FMT_YUV444P, 0);
-  av_opt_set_int(scaler, "sws_flags",
-                 SWS_BILINEAR | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INP | SWS_BITEXACT, 0);
-  if (halved) {
-    av_opt_set_int(scaler, "dst_h_chr_pos", kOnLeftColumn, 0);
-    av_opt_set_int(scaler, "dst_v_chr_pos", kBetweenRows, 0);
-  }
-  const int* coefficients =
-      sws_getCoefficients(matrix == MatrixKind::kBt709 ? SWS_CS_ITU709 : SWS_CS_ITU601);
-  if (sws_init_context(scaler, nullptr, nullptr) < 0 ||
-      sws_setColorspaceDetails(scaler, coefficients, 1, coefficients, 0, 0, kUnity, kUnity) < 0) {
-    sws_freeContext(scaler);
-    return nullptr;
-  }
-  return scaler;
-}
-
 }  // namespace
 
 MatrixKind OutputMatrix(KivSize size) {
@@ -73,50 +41,68 @@ MatrixKind OutputMatrix(KivSize size) {
                                                                  : MatrixKind::kBt601;
 }
 
-WriterConvert::WriterConvert() = default;
-WriterConvert::~WriterConvert() { sws_freeContext(scaler_); }
-
-HRESULT WriterConvert::Open(KivSize size, ChromaSampling chroma) {
+HRESULT WriterConvert::Open(KivSize size, ChromaSampling chroma) try {
   size_ = size;
   padded_ = size;
+  chroma_ = chroma;
   if (chroma == ChromaSampling::k420) {
     padded_ = {size.width + size.width % 2, size.height + size.height % 2};
   }
-  sws_freeContext(scaler_);
-  scaler_ = MakeScaler(padded_, chroma, OutputMatrix(size));
-  return scaler_ != nullptr ? S_OK : E_OUTOFMEMORY;
-}
-
-HRESULT WriterConvert::Convert(const uint8_t* bgra, AVFrame* planes) try {
-  const uint8_t* const source[] = {Prepare(bgra)};
-  const int stride[] = {static_cast<int>(RowBytes(padded_))};
-  const int rows =
-      sws_scale(scaler_, source, stride, 0, padded_.height, planes->data, planes->linesize);
-  return rows == padded_.height ? S_OK : E_FAIL;
+  factors_ = YuvFactorsOf(OutputMatrix(size));
+  upper_.resize(RowBytes(padded_));
+  lower_.resize(RowBytes(padded_));
+  cb_.resize(Unsigned(padded_.width) + 1);
+  cr_.resize(Unsigned(padded_.width) + 1);
+  return S_OK;
 } catch (const std::bad_alloc&) {
   return E_OUTOFMEMORY;
 }
 
-// The picture itself when it can be converted as it is, else a padded and flattened copy.
-const uint8_t* WriterConvert::Prepare(const uint8_t* bgra) {
-  const size_t pixels = static_cast<size_t>(size_.width) * static_cast<size_t>(size_.height);
-  const bool opaque = IsOpaque(bgra, pixels);
-  if (opaque && padded_ == size_) return bgra;
-  CopyPadded(bgra);
-  if (!opaque) FlattenRow(scratch_.data(), scratch_.size());
-  return scratch_.data();
+void WriterConvert::Convert(const uint8_t* bgra, AVFrame* planes) {
+  if (chroma_ == ChromaSampling::k444) {
+    for (int32_t y = 0; y < size_.height; ++y) ConvertRow(bgra, y, planes);
+  } else {
+    for (int32_t y = 0; y < size_.height; y += 2) ConvertRowPair(bgra, y, planes);
+  }
 }
 
-void WriterConvert::CopyPadded(const uint8_t* bgra) {
-  const size_t from = RowBytes(size_), to = RowBytes(padded_);
-  const auto rows = static_cast<size_t>(padded_.height);
-  scratch_.resize(to * rows);
-  for (size_t y = 0; y < rows; ++y) {
-    const size_t sourceRow = std::min(y, static_cast<size_t>(size_.height) - 1);
-    uint8_t* row = scratch_.data() + y * to;
-    std::memcpy(row, bgra + sourceRow * from, from);
-    if (to > from) std::memcpy(row + from, row + from - kBytesPerPixel, kBytesPerPixel);
+void WriterConvert::ConvertRow(const uint8_t* bgra, int32_t y, AVFrame* planes) {
+  const uint8_t* const row = PrepareRow(bgra, y, &upper_);
+  const size_t width = Unsigned(size_.width);
+  BgraToLumaRow(row, width, factors_, PlaneRow(planes, 0, y));
+  BgraToChromaRow(row, width, factors_, PlaneRow(planes, 1, y), PlaneRow(planes, 2, y));
+}
+
+void WriterConvert::ConvertRowPair(const uint8_t* bgra, int32_t y, AVFrame* planes) {
+  const uint8_t* const upper = PrepareRow(bgra, y, &upper_);
+  const uint8_t* const lower = PrepareRow(bgra, y + 1, &lower_);
+  // Encoders are given planes of the picture's own width where they take it.
+  const size_t lumaWidth = Unsigned(std::min(planes->width, padded_.width));
+  BgraToLumaRow(upper, lumaWidth, factors_, PlaneRow(planes, 0, y));
+  if (y + 1 < planes->height) BgraToLumaRow(lower, lumaWidth, factors_, PlaneRow(planes, 0, y + 1));
+  const size_t width = Unsigned(padded_.width);
+  BgraToChromaSums(upper, lower, width, factors_, cb_.data() + 1, cr_.data() + 1);
+  cb_[0] = cb_[1];
+  cr_[0] = cr_[1];
+  HalveChromaRow(cb_.data() + 1, width / 2, PlaneRow(planes, 1, y / 2));
+  HalveChromaRow(cr_.data() + 1, width / 2, PlaneRow(planes, 2, y / 2));
+}
+
+// The row itself when it can be converted as it is, else a padded and flattened copy. Rows beyond the
+// last repeat it.
+const uint8_t* WriterConvert::PrepareRow(const uint8_t* bgra, int32_t y,
+                                         std::vector<uint8_t>* scratch) const {
+  const size_t bytes = RowBytes(size_);
+  const uint8_t* const row = bgra + Unsigned(std::min(y, size_.height - 1)) * bytes;
+  const bool opaque = IsOpaqueRow(row, Unsigned(size_.width));
+  if (opaque && padded_.width == size_.width) return row;
+  uint8_t* const copy = scratch->data();
+  std::memcpy(copy, row, bytes);
+  if (scratch->size() > bytes) {
+    std::memcpy(copy + bytes, copy + bytes - kBytesPerPixel, kBytesPerPixel);
   }
+  if (!opaque) FlattenRow(copy, scratch->size());
+  return copy;
 }
 
 }  // namespace kiv

@@ -1,51 +1,49 @@
-// Turns BGRA pictures into limited-range YUV planes.
+// Turns BGRA pictures into limited-range YUV planes, every code within 0.55 of the exact value.
 //
 // 4:2:0 chroma lies between the rows and on the left columns, as H.264 and VP9 have it. Pictures
-// with an odd side are padded by repeating the last column or row before they are converted.
-// Owns:     its scratch memory, reused between pictures.
+// with an odd side are padded by repeating the last column or row. Straight alpha is laid over
+// black.
+// Owns:     its scratch memory, a few rows.
 // Threads:  one caller at a time.
-// Errors:   E_OUTOFMEMORY; a failed conversion gives E_FAIL.
+// Errors:   E_OUTOFMEMORY.
 #pragma once
 
 #include <cstdint>
-#include <memory>
 #include <vector>
 
-#include "engine/media/ColourMatrix.h"
 #include "engine/media/Writer.h"
+#include "engine/media/WriterKernel.h"
 #include "kiv/values/ResultCodes.h"
 #include "kiv/values/ValueTypes.h"
 
 struct AVFrame;
-struct SwsContext;
 
 namespace kiv {
 
 // What written YUV is in: BT.709 from 720 lines or 1280 columns on, else BT.601, as readers take
 // pictures without tags.
-KIV_ENGINE_API MatrixKind OutputMatrix(KivSize size);
+MatrixKind OutputMatrix(KivSize size);
 
-class KIV_ENGINE_API WriterConvert {
+class WriterConvert {
  public:
-  WriterConvert();
-  ~WriterConvert();
-  WriterConvert(const WriterConvert&) = delete;
-  WriterConvert& operator=(const WriterConvert&) = delete;
-
   HRESULT Open(KivSize size, ChromaSampling chroma);
   // Sides rounded up to whole chroma samples.
   KivSize PaddedSize() const { return padded_; }
-  // `planes` has the padded size and the format of the sampling; its rows are writable.
-  HRESULT Convert(const uint8_t* bgra, AVFrame* planes);
+  // `planes` has the format of the sampling, its rows are writable. Its size is the picture's or
+  // the padded one; what lies beyond the padded size stays as it is.
+  void Convert(const uint8_t* bgra, AVFrame* planes);
 
  private:
-  const uint8_t* Prepare(const uint8_t* bgra);
-  void CopyPadded(const uint8_t* bgra);
+  void ConvertRow(const uint8_t* bgra, int32_t y, AVFrame* planes);
+  void ConvertRowPair(const uint8_t* bgra, int32_t y, AVFrame* planes);
+  const uint8_t* PrepareRow(const uint8_t* bgra, int32_t y, std::vector<uint8_t>* scratch) const;
 
-  SwsContext* scaler_ = nullptr;
   KivSize size_;
   KivSize padded_;
-  std::vector<uint8_t> scratch_;
+  ChromaSampling chroma_ = ChromaSampling::k420;
+  YuvFactors factors_{};
+  std::vector<uint8_t> upper_, lower_;
+  std::vector<int16_t> cb_, cr_;  // one sum ahead of the first column
 };
 
 }  // namespace kiv

@@ -6,13 +6,13 @@
 #include <fmt/format.h>
 #include <libyuv/planar_functions.h>
 
-#include <cmath>
 #include <cstdio>
 
 #include "engine/media/WriterConvert.h"
 #include "engine/media/WriterEncoder.h"
 #include "engine/media/WriterFile.h"
 #include "engine/media/WriterKinds.h"
+#include "kiv/values/Saturate.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -30,7 +30,7 @@ constexpr double kH264WorstCrf = 40, kH264BestCrf = 10;
 constexpr double kVp9WorstCrf = 60, kVp9BestCrf = 10;
 
 std::string CrfText(double worst, double best, int32_t quality) {
-  return fmt::format("{}", std::lround(worst + (best - worst) * quality / kQualityBest));
+  return std::to_string(SaturateToInt32(worst + (best - worst) * quality / kQualityBest + 0.5));
 }
 
 const char* EncoderName(OutputCodec codec) {
@@ -97,7 +97,7 @@ class EncodedWriter : public Writer {
   // What the file itself reported, else libavformat's reason.
   WriteError Explain(int code) const;
   WriteError Because(const std::string& reason) const;
-  bool FillFrame(const uint8_t* bgra, AVFrame* frame);
+  void FillFrame(const uint8_t* bgra, AVFrame* frame);
 
   WriterSetup setup_;
   WriterFile file_;
@@ -209,18 +209,17 @@ WriteError EncodedWriter::AddStream() {
   return code < 0 ? Because(AvErrorText(code)) : std::nullopt;
 }
 
-bool EncodedWriter::FillFrame(const uint8_t* bgra, AVFrame* frame) {
-  if (!IsBgra()) return Succeeded(converter_.Convert(bgra, frame));
+void EncodedWriter::FillFrame(const uint8_t* bgra, AVFrame* frame) {
+  if (!IsBgra()) return converter_.Convert(bgra, frame);
   const KivSize size = setup_.series.size;
   libyuv::CopyPlane(bgra, size.width * kBytesPerPixel, frame->data[0], frame->linesize[0],
                     size.width * kBytesPerPixel, size.height);
-  return true;
 }
 
 WriteError EncodedWriter::Write(const uint8_t* bgra) {
   AVFrame* frame = encoder_.WritableFrame();
   if (frame == nullptr) return Because(AvErrorText(AVERROR(ENOMEM)));
-  if (!FillFrame(bgra, frame)) return Because("a picture could not be converted");
+  FillFrame(bgra, frame);
   return encoder_.Encode(pictures_++, [this](AVPacket& packet) { return WritePacket(packet); });
 }
 

