@@ -39,7 +39,7 @@ KivComPtr<IKivFrame> CopyOf(IKivFrame& frame) {
 }
 
 // A frame that a writer may read: rows without gaps.
-KivComPtr<IKivFrame> Straight(KivComPtr<IKivFrame> frame) {
+KivComPtr<IKivFrame> Straight(const KivComPtr<IKivFrame>& frame) {
   KivFrameDescription description;
   frame->GetDescription(&description);
   return description.pixelLayout == KivPixelLayout::kPadded ? CopyOf(*frame) : frame;
@@ -118,7 +118,7 @@ void RenderRun::Write(KivComPtr<IKivFrame> frame) {
             size_.height);
   }
   if (!queue_) return;
-  queue_->Push(clip_.FramesStay() ? Straight(std::move(frame)) : CopyOf(*frame));
+  queue_->Push(clip_.FramesStay() ? Straight(frame) : CopyOf(*frame));
 }
 
 void RenderRun::Finish() {
