@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # playback.sh CLIP [RUNS]: whole-process rate and peak memory of rendering CLIP to nothing, in turn with
 # FFmpeg's own program on the same file. Prints the median of each and the ratio to FFmpeg with BGRA.
+# Needs the packages ffmpeg and time.
 set -euo pipefail
 clip=$1 runs=${2:-5}
 kivclip=$(dirname "${BASH_SOURCE[0]}")/../build/release/bin/kivclip

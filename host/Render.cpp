@@ -39,7 +39,7 @@ KivComPtr<IKivFrame> CopyOf(IKivFrame& frame) {
 }
 
 // A frame that a writer may read: rows without gaps.
-KivComPtr<IKivFrame> Straight(KivComPtr<IKivFrame> frame) {
+KivComPtr<IKivFrame> Straight(const KivComPtr<IKivFrame>& frame) {
   KivFrameDescription description;
   frame->GetDescription(&description);
   return description.pixelLayout == KivPixelLayout::kPadded ? CopyOf(*frame) : frame;
@@ -59,7 +59,7 @@ class RenderRun {
  private:
   KivComPtr<IKivFrame> PullNext(int32_t number);
   void OpenOutput(IKivFrame& first);
-  void Write(KivComPtr<IKivFrame> frame);
+  void Write(const KivComPtr<IKivFrame>& frame);
   void Finish();
 
   const Options& options_;
@@ -78,9 +78,9 @@ void RenderRun::Run() {
   Progress progress(options_.progress, range_.end - range_.start + 1);
   for (int32_t number = range_.start; number <= range_.end; ++number) {
     ThrowIfInterrupted();
-    auto frame = PullNext(number);
+    const auto frame = PullNext(number);
     if (number == range_.start) OpenOutput(*frame);
-    Write(std::move(frame));
+    Write(frame);
     progress.Update(number - range_.start + 1);
   }
   Finish();
@@ -111,14 +111,14 @@ void RenderRun::OpenOutput(IKivFrame& first) {
   queue_ = std::make_unique<WriterQueue>(std::move(writer), &cancelled_);
 }
 
-void RenderRun::Write(KivComPtr<IKivFrame> frame) {
+void RenderRun::Write(const KivComPtr<IKivFrame>& frame) {
   const KivSize size = SizeOf(*frame);
   if (size != size_) {
     FailRun("a frame of {}x{} came after frames of {}x{}", size.width, size.height, size_.width,
             size_.height);
   }
   if (!queue_) return;
-  queue_->Push(clip_.FramesStay() ? Straight(std::move(frame)) : CopyOf(*frame));
+  queue_->Push(clip_.FramesStay() ? Straight(frame) : CopyOf(*frame));
 }
 
 void RenderRun::Finish() {

@@ -55,7 +55,7 @@ Layout LayOut(KivRange range, KivSize frame) {
   layout.first = range.start;
   layout.step = (count + kMostTiles - 1) / kMostTiles;
   layout.tiles = (count + layout.step - 1) / layout.step;
-  layout.columns = kiv::SaturateToInt32(std::ceil(std::sqrt(layout.tiles)));
+  layout.columns = std::max(1, kiv::SaturateToInt32(std::ceil(std::sqrt(layout.tiles))));
   layout.rows = (layout.tiles + layout.columns - 1) / layout.columns;
   layout.tile.width = std::clamp(kSheetWidth / layout.columns, kNarrowestTile, kWidestTile);
   const double height = static_cast<double>(layout.tile.width) * frame.height / frame.width;
