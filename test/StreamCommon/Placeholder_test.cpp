@@ -1,38 +1,42 @@
-#include <gtest/gtest.h>
-
-#include "kiv/StreamCommon/VideoStreamer.h"
-#include "test/StreamCommon/MissingMediaFixture.h"
-#include "test/support/FakeDecoder.h"
-#include "test/support/Frames.h"
+#include "test/StreamCommon/StreamFixture.h"
 #include "test/support/LogCapture.h"
-#include "test/support/NodeOnFake.h"
 
 namespace {
 
 using test::Calls;
 using test::NumberIn;
-using test::Send;
 using test::SizeOf;
 
-class Placeholder : public test::MissingMediaFixture {
- protected:
-  void Attach() { Send(*node_, CommandId::SetDecoder, decoder_->AsUnknown()); }
-  void UseSize(const KivSize& size) { Send(*node_, CommandId::SetOutputSize, &size); }
-  void UseScale(const KivRational& scale) { Send(*node_, CommandId::SetDecodeScale, &scale); }
-  KivComPtr<IKivFrame> Pull() {
-    status_ = 77;
-    return node_->GetCurrentFrame(&status_);
-  }
+struct MissingMedia : test::MissingMediaFixture {};
 
-  KivComPtr<test::FakeDecoder> decoder_ = test::FakeDecoder::Make();
-  KivComPtr<CVideoStreamer> node_{new CVideoStreamer(nullptr)};
-  int32_t status_ = 77;
-};
+TEST_F(MissingMedia, AFailedLookupIsFinal) {
+  EXPECT_FALSE(MissingMediaImage());
+  HavePicture();
+  paths->log.Take();
+  EXPECT_FALSE(MissingMediaImage());
+  EXPECT_EQ(Calls{}, paths->log.Take());
+  ForgetMissingMediaImage();
+  EXPECT_EQ((KivSize{2, 1}), SizeOf(MissingMediaImage()));
+}
+
+TEST_F(MissingMedia, TakesStillPicturesThatExistOnly) {
+  HavePicture("picture.mov");
+  EXPECT_FALSE(MissingMediaImage());
+  for (const std::wstring& path : {std::wstring(L"color://red"), (folder / "no.ppm").wstring()}) {
+    ForgetMissingMediaImage();
+    paths->value = path;
+    EXPECT_FALSE(MissingMediaImage());
+  }
+  ForgetMissingMediaImage();
+  const test::SwappedClass none(kPathServiceClassId, nullptr);
+  EXPECT_FALSE(MissingMediaImage());
+}
+
+struct Placeholder : test::MissingMediaFixture {};
 
 TEST_F(Placeholder, IsATransparentFrameOfTheClipsSizeStampedWithIndexAndTime) {
-  const KivRational rate{30000, 1001};
-  Send(*node_, CommandId::SetSourceFrameRate, &rate);
-  node_->Seek(30, nullptr, 0);
+  UseRate({30000, 1001});
+  node->Seek(30, nullptr, 0);
   const KivComPtr<IKivFrame> frame = Pull();
   EXPECT_EQ((KivSize{1280, 720}), SizeOf(frame));
   EXPECT_EQ(0, NumberIn(frame));
@@ -41,139 +45,105 @@ TEST_F(Placeholder, IsATransparentFrameOfTheClipsSizeStampedWithIndexAndTime) {
   frame->GetTime(&time, &duration);
   EXPECT_EQ(10'010'000, time);
   EXPECT_EQ(333'666, duration);
-  EXPECT_EQ(E_FAIL, status_);
+  EXPECT_EQ(E_FAIL, status);
 }
 
 TEST_F(Placeholder, IsOneFrameRestampedAndClearedEachTime) {
   const KivComPtr<IKivFrame> first = Pull();
   first->GetBitmap()->Fill(9);
-  node_->Seek(4, nullptr, 0);
+  node->Seek(4, nullptr, 0);
   EXPECT_EQ(first, Pull());
   EXPECT_EQ(4, test::IndexOf(first));
   EXPECT_EQ(0, NumberIn(first));
+  node->Flush();
+  EXPECT_NE(first, Pull());
 }
 
 TEST_F(Placeholder, TellsWhyThereIsNoPicture) {
   Attach();
-  decoder_->makesFrames = false;
-  decoder_->readResult = S_FALSE;
-  EXPECT_TRUE(Pull());
-  EXPECT_EQ(S_FALSE, status_);
-  decoder_->frame = test::MakeEmptyFrame();
-  decoder_->readResult = S_OK;
+  decoder->frame = nullptr;
+  decoder->readResult = S_FALSE;
   EXPECT_EQ(0, NumberIn(Pull()));
-  EXPECT_EQ(0, status_);
-  decoder_->readResult = E_UNSUPPORTED;
+  EXPECT_EQ(S_FALSE, status);
+  decoder->frame = test::MakeEmptyFrame();
+  decoder->readResult = S_OK;
   EXPECT_EQ(0, NumberIn(Pull()));
-  EXPECT_EQ(1, status_);
-  EXPECT_TRUE(node_->GetCurrentFrame(nullptr));
+  EXPECT_EQ(0, status);
+  test::LogCapture log;
+  decoder->readResult = E_UNSUPPORTED;
+  EXPECT_EQ(0, NumberIn(Pull()));
+  EXPECT_EQ(1, status);
+  ASSERT_EQ(1u, log.lines.size());
+  EXPECT_EQ(LogLevel::kFailure, log.lines[0].first);
+  EXPECT_NE(std::string::npos,
+            log.lines[0].second.find("CStreamer::GetCurrentFrame: hr 80060003  [Streamer.cpp, "));
 }
 
-TEST_F(Placeholder, GoesWithAFlush) {
-  const KivComPtr<IKivFrame> first = Pull();
-  node_->Flush();
-  EXPECT_NE(first, Pull());
-}
-
-TEST_F(Placeholder, FollowsTheScaleOfAnAttachedDecoder) {
-  Attach();
-  decoder_->readResult = E_FAIL;
-  const KivComPtr<IKivFrame> first = Pull();
-  UseScale({1, 2});
-  const KivComPtr<IKivFrame> second = Pull();
-  EXPECT_EQ((KivSize{640, 360}), SizeOf(second));
-  EXPECT_NE(first, second);
-}
-
-TEST_F(Placeholder, CannotBeMadeWithoutASize) {
+TEST_F(Placeholder, CannotBeMadeWithoutASizeOrWithAHugeOne) {
   test::LogCapture log;
   UseSize({0, 720});
   EXPECT_FALSE(Pull());
-  EXPECT_EQ(77, status_);
+  EXPECT_EQ(77, status);
   UseSize({1280, -1});
   EXPECT_FALSE(Pull());
-  EXPECT_TRUE(log.Lines().empty());
-}
-
-TEST_F(Placeholder, LogsTheUnscaledSizeOfAFrameThatCannotBeMade) {
-  test::LogCapture log;
+  EXPECT_TRUE(log.lines.empty());
+  UseSize({INT32_MAX, INT32_MAX});
+  EXPECT_FALSE(Pull());
+  // The log names the unscaled size.
   UseSize({1, 2});
   UseScale({1, 100});
   EXPECT_FALSE(Pull());
-  EXPECT_EQ(77, status_);
-  ASSERT_EQ(1u, log.Lines().size());
-  EXPECT_EQ(LogLevel::kCreation, log.Lines()[0].level);
+  ASSERT_EQ(2u, log.lines.size());
+  EXPECT_EQ(LogLevel::kCreation, log.lines[1].first);
   EXPECT_NE(std::string::npos,
-            log.Lines()[0].text.find(
+            log.lines[1].second.find(
                 "Failed to create transparent frame,  size(1, 2)  [VideoStreamer.cpp, "));
 }
 
-TEST_F(Placeholder, HugeSizesGiveNoFrameAndNoMemory) {
-  UseSize({INT32_MAX, INT32_MAX});
-  UseScale({INT64_MAX, 1});
-  EXPECT_FALSE(Pull());
-}
-
 TEST_F(Placeholder, IsTheMissingMediaPictureResizedByTheFilter) {
-  paths_->value = WritePicture();
+  HavePicture();
   UseSize({64, 36});
   UseScale({1, 2});
-  node_->Seek(3, nullptr, 0);
+  node->Seek(3, nullptr, 0);
   const KivComPtr<IKivFrame> frame = Pull();
   EXPECT_EQ((KivSize{32, 18}), SizeOf(frame));
   EXPECT_EQ(4321, NumberIn(frame));
   EXPECT_EQ(3, test::IndexOf(frame));
-  EXPECT_EQ(E_FAIL, status_);
-  EXPECT_EQ(Calls{"CreateFilter 2C6E0B5D-7F43-4A91-8D0A-3B5E94F1C6D2"}, manager_->log.Calls());
-  EXPECT_EQ((Calls{"SetRects", "SetRunMode 0", "SetInputCount 1", "SetFirstInput",
-                   "SetSecondInput null", "Run 32x18", "ReadOutput"}),
-            filter_->log.Calls());
+  EXPECT_EQ(E_FAIL, status);
+  EXPECT_EQ(Calls{"CreateFilter 2C6E0B5D-7F43-4A91-8D0A-3B5E94F1C6D2"}, manager->log.Take());
+  const std::string first = "SetFirstInput " + std::to_string(NumberIn(MissingMediaImage()));
+  EXPECT_EQ((Calls{"SetRects", "SetRunMode 0", "SetInputCount 1", first, "SetSecondInput null",
+                   "Run 32x18", "ReadOutput"}),
+            filter->log.Take());
   const KivRectF whole{0, 0, 1, 1};
-  EXPECT_EQ(whole, filter_->firstRect);
-  EXPECT_EQ(whole, filter_->secondRect);
-  EXPECT_EQ(NumberIn(MissingMediaImage()), filter_->firstInputNumber);
+  EXPECT_EQ(whole, filter->firstRect);
+  EXPECT_EQ(whole, filter->secondRect);
 }
 
-TEST_F(Placeholder, TheMissingMediaPictureIsMadeOnceAndSurvivesANewSize) {
-  paths_->value = WritePicture();
+TEST_F(Placeholder, TheMissingMediaPictureSurvivesANewSizeAndFollowsTheScaleOfADecoder) {
+  HavePicture();
   const KivComPtr<IKivFrame> first = Pull();
   UseSize({10, 10});
-  EXPECT_EQ(first, Pull());
   UseScale({1, 2});  // no decoder: the placeholder stays
   EXPECT_EQ(first, Pull());
-  EXPECT_EQ(1u, manager_->log.Calls().size());
-  node_->Flush();
+  EXPECT_EQ(1u, manager->log.Take().size());
+  node->Flush();
   EXPECT_EQ((KivSize{5, 5}), SizeOf(Pull()));
-}
-
-TEST_F(Placeholder, TheMissingMediaPictureFollowsTheScaleOfAnAttachedDecoder) {
-  paths_->value = WritePicture();
   Attach();
-  decoder_->readResult = E_FAIL;
-  EXPECT_EQ((KivSize{1280, 720}), SizeOf(Pull()));
-  UseScale({1, 2});
-  EXPECT_EQ((KivSize{640, 360}), SizeOf(Pull()));
+  decoder->readResult = E_FAIL;
+  UseScale({1, 1});
+  EXPECT_EQ((KivSize{10, 10}), SizeOf(Pull()));
 }
 
-struct FilterFault {
-  const char* name;
-  void (*cause)(test::FakeFilter& filter, test::FakeFilterManager& manager);
-};
-class PlaceholderFault : public Placeholder, public testing::WithParamInterface<FilterFault> {};
-
-TEST_P(PlaceholderFault, FallsBackToTheTransparentFrame) {
-  paths_->value = WritePicture();
-  GetParam().cause(*filter_, *manager_);
-  const KivComPtr<IKivFrame> frame = Pull();
-  EXPECT_EQ((KivSize{1280, 720}), SizeOf(frame));
-  EXPECT_EQ(0, NumberIn(frame));
+TEST_F(Placeholder, FallsBackToTheTransparentFrameWhenTheFilterFails) {
+  HavePicture();
+  filter->readResult = E_FAIL;
+  EXPECT_EQ(0, NumberIn(Pull()));
+  filter->readResult = S_OK;
+  filter->runResult = E_FAIL;
+  EXPECT_EQ(0, NumberIn(Pull()));
+  manager->filter.Reset();
+  EXPECT_EQ(0, NumberIn(Pull()));
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Faults, PlaceholderFault,
-    testing::Values(FilterFault{"noFilter", [](auto&, auto& m) { m.filter.Reset(); }},
-                    FilterFault{"failedRun", [](auto& f, auto&) { f.runResult = E_FAIL; }},
-                    FilterFault{"failedRead", [](auto& f, auto&) { f.readResult = E_FAIL; }}),
-    [](const auto& c) { return std::string(c.param.name); });
 
 }  // namespace

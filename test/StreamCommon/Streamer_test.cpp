@@ -1,25 +1,18 @@
-#include "kiv/StreamCommon/Streamer.h"
-
-#include <gtest/gtest.h>
-
 #include <climits>
 
-#include "kiv/StreamCommon/VideoStreamer.h"
-#include "test/support/FakeDecoder.h"
-#include "test/support/Frames.h"
-#include "test/support/LogCapture.h"
-#include "test/support/NodeOnFake.h"
+#include "test/StreamCommon/StreamFixture.h"
 
 namespace {
 
 using test::Calls;
 using test::Send;
 
-struct Streamer : testing::Test {
-  void Attach() { Send(*node, CommandId::SetDecoder, decoder->AsUnknown()); }
-
-  KivComPtr<test::FakeDecoder> decoder = test::FakeDecoder::Make();
-  KivComPtr<CStreamer> node{new CStreamer(nullptr)};
+struct Streamer : test::StreamFixture {
+  KivSize ScaledSize() {
+    KivSize size{-1, -1};
+    EXPECT_EQ(S_OK, Send(*node, CommandId::GetScaledSize, &size));
+    return size;
+  }
 };
 
 TEST_F(Streamer, WorksOnThePositionAloneWithoutADecoder) {
@@ -29,17 +22,16 @@ TEST_F(Streamer, WorksOnThePositionAloneWithoutADecoder) {
   int32_t value = 0;
   EXPECT_EQ(S_OK, node->Skip(3, &value));
   EXPECT_EQ(3, value);
+  EXPECT_EQ(3, node->GetPosition(nullptr));
   EXPECT_EQ(S_OK, node->Seek(50, &value, 1));
   EXPECT_EQ(50, value);
   EXPECT_EQ(50, node->GetPosition(&time));
   EXPECT_EQ(20'000'000, time);
-  int32_t status = 77;
-  EXPECT_FALSE(node->GetCurrentFrame(&status));
-  EXPECT_EQ(77, status);
 }
 
 TEST_F(Streamer, SeeksTheDecoderInTimeAndOnlyWhenItMoves) {
   Attach();
+  decoder->log.Take();
   node->Seek(0, nullptr, 0);
   node->Seek(5, nullptr, 1);
   decoder->seekResult = E_FAIL;
@@ -47,11 +39,17 @@ TEST_F(Streamer, SeeksTheDecoderInTimeAndOnlyWhenItMoves) {
   EXPECT_EQ(S_OK, node->Seek(6, nullptr, 7));
   EXPECT_EQ(6, node->GetPosition(nullptr));
   EXPECT_EQ((Calls{"Seek 0 mode 0", "Seek 2000000 mode 1", "Seek 2400000 mode 7"}),
-            decoder->log.Calls());
+            decoder->log.Take());
+  node->Flush();
+  EXPECT_EQ(0, node->GetPosition(nullptr));
+  EXPECT_EQ(Calls{}, decoder->log.Take());
+  node->Seek(0, nullptr, 0);
+  EXPECT_EQ(Calls{"Seek 0 mode 0"}, decoder->log.Take());
 }
 
 TEST_F(Streamer, SkipsTheDecoderAndAdvancesWhateverItAnswers) {
   Attach();
+  decoder->log.Take();
   int32_t moved = 0;
   decoder->skipResult = E_FAIL;
   EXPECT_EQ(S_OK, node->Skip(3, &moved));
@@ -59,112 +57,125 @@ TEST_F(Streamer, SkipsTheDecoderAndAdvancesWhateverItAnswers) {
   decoder->skipResult = S_FALSE;
   EXPECT_EQ(S_FALSE, node->Skip(2, nullptr));
   EXPECT_EQ(5, node->GetPosition(nullptr));
-  EXPECT_EQ((Calls{"Skip 3", "Skip 2"}), decoder->log.Calls());
+  EXPECT_EQ((Calls{"Skip 3", "Skip 2"}), decoder->log.Take());
   node->Skip(INT_MAX, nullptr);
   EXPECT_EQ(INT_MAX, node->GetPosition(nullptr));
 }
 
 TEST_F(Streamer, AsksTheDecoderForTheTimeOnlyWhenItIsWanted) {
   Attach();
+  decoder->log.Take();
   decoder->time = 123456;
   int64_t time = 0;
   node->GetPosition(nullptr);
-  EXPECT_EQ(Calls{}, decoder->log.Calls());
+  EXPECT_EQ(Calls{}, decoder->log.Take());
   EXPECT_EQ(0, node->GetPosition(&time));
   EXPECT_EQ(123456, time);
 }
 
 TEST_F(Streamer, WritesTheIndexIntoEveryFrame) {
   Attach();
-  int32_t status = 77;
-  KivComPtr<IKivFrame> frame = node->GetCurrentFrame(&status);
-  EXPECT_EQ(0, test::IndexOf(frame));
-  EXPECT_EQ(0, status);
+  EXPECT_EQ(0, test::IndexOf(Pull()));
+  decoder->readResult = S_FALSE;
   node->Seek(12, nullptr, 0);
-  frame = node->GetCurrentFrame(nullptr);
+  const KivComPtr<IKivFrame> frame = Pull();
   EXPECT_EQ(12, test::IndexOf(frame));
   EXPECT_EQ(12, test::NumberIn(frame));
-}
-
-TEST_F(Streamer, PassesFramesOnThatHaveNoIndex) {
-  Attach();
-  const auto plain = KivComPtr<IKivFrame>::Adopt(new test::PlainFrame);
-  decoder->frame = plain;
-  EXPECT_EQ(plain, node->GetCurrentFrame(nullptr));
-  decoder->frame.Reset();
-  decoder->makesFrames = false;
-  decoder->readResult = S_FALSE;
-  int32_t status = 77;
-  EXPECT_FALSE(node->GetCurrentFrame(&status));
-  EXPECT_EQ(S_FALSE, status);
-}
-
-TEST_F(Streamer, LogsAFailedReadAndReportsStatusOne) {
-  Attach();
-  decoder->readResult = E_UNSUPPORTED;
-  test::LogCapture log;
-  int32_t status = 77;
-  EXPECT_FALSE(node->GetCurrentFrame(&status));
-  EXPECT_EQ(1, status);
-  ASSERT_EQ(1u, log.Lines().size());
-  EXPECT_EQ(LogLevel::kFailure, log.Lines()[0].level);
-  EXPECT_NE(std::string::npos,
-            log.Lines()[0].text.find("CStreamer::GetCurrentFrame: hr 80060003  [Streamer.cpp, "));
-}
-
-TEST_F(Streamer, FlushForgetsThePositionAndLeavesTheDecoder) {
-  Attach();
-  node->Seek(5, nullptr, 0);
-  decoder->log.Take();
-  EXPECT_EQ(S_OK, node->Flush());
-  EXPECT_EQ(0, node->GetPosition(nullptr));
-  EXPECT_EQ(Calls{}, decoder->log.Take());
-  node->Seek(0, nullptr, 0);
-  EXPECT_EQ((Calls{"Seek 0 mode 0"}), decoder->log.Calls());
+  EXPECT_EQ(0, status);
 }
 
 TEST_F(Streamer, HoldsOneDecoderAndGivesItBack) {
   Attach();
   EXPECT_EQ(2u, decoder->References());
-  const auto second = test::FakeDecoder::Make();
-  EXPECT_EQ(S_OK, Send(*node, CommandId::SetDecoder, second->AsUnknown()));
-  EXPECT_EQ(1u, decoder->References());
-  EXPECT_EQ(2u, second->References());
   EXPECT_EQ(S_OK, Send(*node, CommandId::SetDecoder));
-  EXPECT_EQ(1u, second->References());
-  Attach();
-  node.Reset();
   EXPECT_EQ(1u, decoder->References());
-}
-
-TEST_F(Streamer, AnObjectThatIsNoDecoderDetaches) {
   Attach();
   const auto other = test::FakeNode::Make();
   EXPECT_EQ(E_NOINTERFACE, Send(*node, CommandId::SetDecoder, static_cast<IUnknown*>(other.Get())));
   EXPECT_EQ(1u, decoder->References());
   EXPECT_EQ(1u, other->References());
+  Attach();
+  node.Reset();
+  EXPECT_EQ(1u, decoder->References());
 }
 
-struct TimeCase {
-  KivRational rate;
-  int32_t index;
-  int64_t time;
-};
-struct StreamerTime : testing::TestWithParam<TimeCase> {};
-
-TEST_P(StreamerTime, IsTheTruncatedStartOfTheFrame) {
-  const KivComPtr<CVideoStreamer> node(new CVideoStreamer(nullptr));
-  Send(*node, CommandId::SetSourceFrameRate, &GetParam().rate);
-  EXPECT_EQ(GetParam().time, node->FrameToTime(GetParam().index));
+TEST_F(Streamer, FrameTimesAreTheTruncatedStart) {
+  const struct {
+    KivRational rate;
+    int32_t index;
+    int64_t time;
+  } kCases[] = {{{25, 1}, -5, -2'000'000},
+                {{30000, 1001}, 1, 333'666},
+                {{30000, 1001}, 30, 10'010'000},
+                {{24000, 1001}, 1, 417'083},
+                {{0, 1}, 1, INT64_MAX},
+                {{0, 1}, -1, INT64_MIN},
+                {{0, 1}, 0, 0},
+                {{25, 0}, 7, 0},
+                {{1, INT64_MAX}, INT_MAX, INT64_MAX}};
+  for (const auto& c : kCases) {
+    UseRate(c.rate);
+    EXPECT_EQ(c.time, node->FrameToTime(c.index)) << c.rate.ToDouble();
+  }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Rates, StreamerTime,
-    testing::Values(TimeCase{{25, 1}, 1, 400'000}, TimeCase{{30000, 1001}, 1, 333'666},
-                    TimeCase{{30000, 1001}, 30, 10'010'000}, TimeCase{{24000, 1001}, 1, 417'083},
-                    TimeCase{{120, 1}, 1, 83'333}, TimeCase{{25, 1}, -5, -2'000'000},
-                    TimeCase{{0, 1}, 1, INT64_MAX}, TimeCase{{0, 1}, -1, INT64_MIN},
-                    TimeCase{{0, 1}, 0, 0}, TimeCase{{0, 0}, 7, 0}, TimeCase{{25, 0}, 7, 0},
-                    TimeCase{{1, INT64_MAX}, INT_MAX, INT64_MAX}));
+TEST_F(Streamer, TellsANewDecoderPathSwitchAndSizeInThisOrder) {
+  UseSize({1920, 1080});
+  UseScale({1, 2});
+  Attach();
+  EXPECT_EQ((Calls{"SetProxyOff 1", "SetOutputSize 960x540"}), decoder->log.Take());
+  Send(*node, CommandId::SetProxyPath, L"/p.mov");
+  Send(*node, CommandId::SetProxyEnabled, 1);
+  decoder->log.Take();
+  Attach();
+  EXPECT_EQ((Calls{"SetProxyPath /p.mov", "SetProxyOff 0", "SetOutputSize 960x540"}),
+            decoder->log.Take());
+  decoder->answersSize = false;
+  Attach();
+  EXPECT_EQ((Calls{"SetProxyPath /p.mov", "SetProxyOff 0"}), decoder->log.Take());
+}
+
+TEST_F(Streamer, ANewScaleReachesTheDecoderAndANewSizeOrAnEqualScaleDoesNot) {
+  Attach();
+  decoder->log.Take();
+  UseScale({1, 2});
+  UseScale({2, 4});
+  UseScale({1, 3});
+  EXPECT_EQ((Calls{"SetOutputSize 640x360", "SetOutputSize 427x240"}), decoder->log.Take());
+  UseSize({300, 30});
+  EXPECT_EQ((KivSize{100, 10}), ScaledSize());
+  EXPECT_EQ(Calls{}, decoder->log.Take());
+}
+
+TEST_F(Streamer, SizesAreRoundedAndSaturated) {
+  const struct {
+    KivSize size;
+    KivRational scale;
+    KivSize scaled;
+  } kCases[] = {
+      {{1280, 720}, {0, 0}, {1280, 720}},  // 0/0 equals every scale: nothing changes
+      {{1921, 3}, {1, 2}, {961, 2}},      {{1, -3}, {1, 3}, {0, 0}},
+      {{-3, 0}, {1, 1}, {-2, 0}},  // truncation rounds these upwards
+      {{1280, 0}, {1, 0}, {INT_MAX, 0}},  {{1280, -1}, {INT64_MAX, 1}, {INT_MAX, INT_MIN}},
+      {{1280, 720}, {0, 1}, {0, 0}}};
+  for (const auto& c : kCases) {
+    UseSize(c.size);
+    UseScale(c.scale);
+    EXPECT_EQ(c.scaled, ScaledSize()) << c.size.width << " " << c.scale.ToDouble();
+  }
+}
+
+TEST_F(Streamer, NullRecordsAreRefusedAndChangeNothing) {
+  for (const CommandId id :
+       {CommandId::SetProxyPath, CommandId::GetProxyPath, CommandId::GetProxyEnabled,
+        CommandId::GetScaledSize, CommandId::SetOutputSize, CommandId::SetDecodeScale}) {
+    EXPECT_EQ(E_POINTER, Send(*node, id, static_cast<void*>(nullptr), 10));
+  }
+  // A command that travels on answers with the upstream's result.
+  EXPECT_EQ(S_OK, Send(*node, CommandId::SetSourceFrameRate));
+  EXPECT_EQ(E_POINTER, node->SaveSettings(nullptr));
+  EXPECT_EQ(E_POINTER, node->LoadSettings(nullptr));
+  EXPECT_EQ((KivSize{1280, 720}), ScaledSize());
+}
 
 }  // namespace

@@ -3,11 +3,9 @@
 #include <stdexcept>
 
 #include "test/chain/RenderFixture.h"
-#include "test/support/Frames.h"
 
 namespace {
 
-using test::Calls;
 using test::MakeFrame;
 using test::NumberIn;
 
@@ -19,11 +17,6 @@ struct GetFrameEx : test::RenderFixture {
   }
   KivComPtr<IKivFrame> frame;
 };
-
-TEST_F(GetFrameEx, AnEmptyTransformLeavesTheFrame) {
-  EXPECT_EQ(S_OK, render->GetFrameEx(&frame, nullptr, nullptr));
-  EXPECT_EQ(5, NumberIn(frame));
-}
 
 TEST_F(GetFrameEx, TheTransformSeesFrameArgumentAndSlot) {
   const auto argument = test::FakeNode::Make();
@@ -42,64 +35,45 @@ TEST_F(GetFrameEx, TheTransformSeesFrameArgumentAndSlot) {
 }
 
 TEST_F(GetFrameEx, AReplacementIsHandedOutAndKept) {
-  const auto replace = [](auto, auto, KivComPtr<IKivFrame>& cached) {
-    cached = MakeFrame(77);
+  const auto add = [](auto, auto, KivComPtr<IKivFrame>& cached) {
+    cached = MakeFrame(NumberIn(cached) + 1);
     return S_OK;
   };
-  EXPECT_EQ(S_OK, render->GetFrameEx(&frame, nullptr, replace));
-  EXPECT_EQ(77, NumberIn(frame));
-  EXPECT_EQ(S_OK, render->GetLastFrame(&frame));
-  EXPECT_EQ(77, NumberIn(frame));
+  EXPECT_EQ(S_OK, render->GetFrameEx(&frame, nullptr, add));
+  EXPECT_EQ(6, NumberIn(frame));
+  EXPECT_EQ(S_OK, render->GetLastFrameEx(&frame, nullptr, add));
+  EXPECT_EQ(7, NumberIn(frame));
+  EXPECT_EQ(S_OK, render->GetLastFrameEx(&frame, nullptr, nullptr));
+  EXPECT_EQ(7, NumberIn(frame));
+  EXPECT_EQ(test::Calls{"GetCurrentFrame"}, nodes.Tail().log.Take());
 }
 
-struct Replacement {
-  const char* name;
-  KivComPtr<IKivFrame> (*make)();
-};
-struct GetFrameExWorthless : GetFrameEx, testing::WithParamInterface<Replacement> {};
-
-TEST_P(GetFrameExWorthless, AReplacementWithoutPictureFails) {
-  const auto replace = [](auto, auto, KivComPtr<IKivFrame>& cached) {
-    cached = GetParam().make();
-    return S_OK;
-  };
-  frame = MakeFrame(3);
-  EXPECT_EQ(E_FAIL, render->GetFrameEx(&frame, nullptr, replace));
-  EXPECT_EQ(-1, NumberIn(frame));
-  EXPECT_EQ(E_FAIL, render->GetLastFrame(&frame));
+TEST_F(GetFrameEx, AReplacementWithoutPictureFails) {
+  for (const auto& worthless : {KivComPtr<IKivFrame>(), test::MakeEmptyFrame()}) {
+    const auto replace = [&](auto, auto, KivComPtr<IKivFrame>& cached) {
+      cached = worthless;
+      return S_OK;
+    };
+    frame = MakeFrame(3);
+    EXPECT_EQ(E_FAIL, render->GetFrameEx(&frame, nullptr, replace));
+    EXPECT_EQ(worthless, frame);
+    EXPECT_EQ(E_FAIL, render->GetLastFrame(&frame));
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(Kinds, GetFrameExWorthless,
-                         testing::Values(Replacement{"none", [] { return KivComPtr<IKivFrame>(); }},
-                                         Replacement{"empty", &test::MakeEmptyFrame}),
-                         [](const auto& c) { return std::string(c.param.name); });
 
 TEST_F(GetFrameEx, WithoutAPictureTheTransformIsNotCalled) {
-  nodes.Tail().makesFrames = false;
+  nodes.Tail().frame = test::MakeEmptyFrame();
   int called = 0;
   const auto count = [&](auto, auto, auto&) { return ++called; };
   EXPECT_EQ(E_FAIL, render->GetFrameEx(&frame, nullptr, count));
   EXPECT_EQ(0, called);
-}
-
-TEST_F(GetFrameEx, OfTheLastFrameTransformsWithoutAPull) {
-  render->GetFrame(&frame);
-  nodes.Tail().log.Take();
-  const auto replace = [](auto, auto, KivComPtr<IKivFrame>& cached) {
-    cached = MakeFrame(NumberIn(cached) + 1);
-    return S_OK;
-  };
-  EXPECT_EQ(S_OK, render->GetLastFrameEx(&frame, nullptr, replace));
-  EXPECT_EQ(S_OK, render->GetLastFrameEx(&frame, nullptr, replace));
-  EXPECT_EQ(7, NumberIn(frame));
-  EXPECT_EQ(Calls{}, nodes.Tail().log.Calls());
+  EXPECT_EQ(nodes.Tail().frame, frame);
 }
 
 TEST_F(GetFrameEx, AThrowingTransformFailsAndKeepsTheFrame) {
   const auto refuse = [](auto, auto, auto&) -> int32_t { throw std::runtime_error("host"); };
   EXPECT_EQ(E_FAIL, render->GetFrameEx(&frame, nullptr, refuse));
   EXPECT_EQ(5, NumberIn(frame));
-  EXPECT_EQ(S_OK, render->GetLastFrame(&frame));
 }
 
 TEST_F(GetFrameEx, TheTransformMayCallTheRenderAgain) {

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "kiv/chain/VideoClipRender.h"
-#include "test/support/FakeNodes.h"
+#include "test/support/FakeNode.h"
 
 namespace test {
 

@@ -11,16 +11,11 @@ namespace {
 
 using Pixels = std::vector<uint32_t>;
 
-constexpr uint32_t Grey(uint32_t value) { return 0xFF000000 | value * 0x010101; }
-
-struct ScaleCase {
-  const char* name;
-  ScaleFilter filter;
-  Pixels source;  // one row
-  Pixels expected;
-};
-
-class Scale : public testing::TestWithParam<ScaleCase> {};
+Pixels Greys(const Pixels& values) {
+  Pixels pixels;
+  for (const uint32_t value : values) pixels.push_back(0xFF000000 | value * 0x010101);
+  return pixels;
+}
 
 HRESULT ScaleTo(const Pixels& source, int32_t width, int32_t height, Pixels& target,
                 int32_t targetWidth, int32_t targetHeight, ScaleFilter filter) {
@@ -31,59 +26,36 @@ HRESULT ScaleTo(const Pixels& source, int32_t width, int32_t height, Pixels& tar
                       filter);
 }
 
-// A row and the same pixels as a column: both directions have to agree.
-TEST_P(Scale, GivesTheSameAcrossAndDown) {
-  const ScaleCase& c = GetParam();
-  const auto from = static_cast<int32_t>(c.source.size());
-  const auto to = static_cast<int32_t>(c.expected.size());
-  Pixels across(c.expected.size()), down(c.expected.size());
-  ASSERT_EQ(S_OK, ScaleTo(c.source, from, 1, across, to, 1, c.filter));
-  ASSERT_EQ(S_OK, ScaleTo(c.source, 1, from, down, 1, to, c.filter));
-  EXPECT_EQ(c.expected, across);
-  EXPECT_EQ(c.expected, down);
-}
+struct ScaleCase {
+  ScaleFilter filter;
+  Pixels source, expected;  // one row
+};
 
-INSTANTIATE_TEST_SUITE_P(
-    Rows, Scale,
-    testing::Values(
-        ScaleCase{"AreaHalves",
-                  ScaleFilter::kArea,
-                  {Grey(0), Grey(100), Grey(200), Grey(250)},
-                  {Grey(50), Grey(225)}},
-        // 3 to 2: a pixel covers one whole and one half.
-        ScaleCase{"AreaSharesAPixel",
-                  ScaleFilter::kArea,
-                  {Grey(0), Grey(90), Grey(240)},
-                  {Grey(30), Grey(190)}},
-        ScaleCase{"AreaEnlargesLinearly",
-                  ScaleFilter::kArea,
-                  {Grey(0), Grey(200)},
-                  {Grey(0), Grey(50), Grey(150), Grey(200)}},
-        ScaleCase{"LinearTakesTheMiddle",
-                  ScaleFilter::kLinear,
-                  {Grey(10), Grey(20), Grey(30), Grey(40), Grey(50), Grey(60)},
-                  {Grey(20), Grey(50)}},
-        ScaleCase{"NearestRepeats",
-                  ScaleFilter::kNearest,
-                  {Grey(1), Grey(2)},
-                  {Grey(1), Grey(1), Grey(2), Grey(2)}},
-        ScaleCase{"NearestSkips",
-                  ScaleFilter::kNearest,
-                  {Grey(1), Grey(2), Grey(3), Grey(4)},
-                  {Grey(2), Grey(4)}},
-        ScaleCase{"TransparentColourDoesNotBleed",
-                  ScaleFilter::kArea,
-                  {0x00FFFFFF, 0xFF102030},
-                  {0x80102030}},
-        ScaleCase{
-            "CoverageWeighsColour", ScaleFilter::kArea, {0xC0000000, 0x400000C8}, {0x80000032}},
-        ScaleCase{
-            "FaintColourStaysExact", ScaleFilter::kArea, {0x03C86432, 0x03C86432}, {0x03C86432}},
-        ScaleCase{"SameSizeIsACopy",
-                  ScaleFilter::kArea,
-                  {0x00123456, 0x01FFEEDD},
-                  {0x00123456, 0x01FFEEDD}}),
-    [](const auto& test) { return test.param.name; });
+// A row and the same pixels as a column: both directions have to agree.
+TEST(ScalePicture, GivesTheSameAcrossAndDown) {
+  const ScaleCase kCases[] = {
+      {ScaleFilter::kArea, Greys({0, 100, 200, 250}), Greys({50, 225})},
+      // 3 to 2: a pixel covers one whole and one half.
+      {ScaleFilter::kArea, Greys({0, 90, 240}), Greys({30, 190})},
+      {ScaleFilter::kArea, Greys({0, 200}), Greys({0, 50, 150, 200})},
+      {ScaleFilter::kLinear, Greys({10, 20, 30, 40, 50, 60}), Greys({20, 50})},
+      {ScaleFilter::kNearest, Greys({1, 2}), Greys({1, 1, 2, 2})},
+      {ScaleFilter::kNearest, Greys({1, 2, 3, 4}), Greys({2, 4})},
+      // Coverage weighs colour: what is transparent does not bleed, what is faint stays exact.
+      {ScaleFilter::kArea, {0x00FFFFFF, 0xFF102030}, {0x80102030}},
+      {ScaleFilter::kArea, {0xC0000000, 0x400000C8}, {0x80000032}},
+      {ScaleFilter::kArea, {0x03C86432, 0x03C86432}, {0x03C86432}},
+      {ScaleFilter::kArea, {0x00123456, 0x01FFEEDD}, {0x00123456, 0x01FFEEDD}}};
+  for (const ScaleCase& test : kCases) {
+    const auto from = static_cast<int32_t>(test.source.size());
+    const auto to = static_cast<int32_t>(test.expected.size());
+    Pixels across(test.expected.size()), down(test.expected.size());
+    ASSERT_EQ(S_OK, ScaleTo(test.source, from, 1, across, to, 1, test.filter));
+    ASSERT_EQ(S_OK, ScaleTo(test.source, 1, from, down, 1, to, test.filter));
+    EXPECT_EQ(test.expected, across);
+    EXPECT_EQ(test.expected, down);
+  }
+}
 
 TEST(ScalePicture, AFlatPictureStaysFlatAtEveryRatio) {
   const Pixels source(37 * 23, 0xFF4B96C8);
@@ -94,13 +66,6 @@ TEST(ScalePicture, AFlatPictureStaysFlatAtEveryRatio) {
   }
 }
 
-TEST(ScalePicture, RefusesEmptyPictures) {
-  Pixels pixels(4);
-  EXPECT_EQ(E_INVALIDARG, ScaleTo(pixels, 0, 1, pixels, 2, 2, ScaleFilter::kArea));
-  EXPECT_EQ(E_INVALIDARG, ScaleTo(pixels, 2, 2, pixels, 2, -1, ScaleFilter::kArea));
-  EXPECT_EQ(E_INVALIDARG, ScalePicture({}, {}, ScaleFilter::kArea));
-}
-
 TEST(ResizeImage, FillsTheWholeTarget) {
   const auto source = KivCommon::ImageFunc::InitBitmap(8, 6);
   const auto target = KivCommon::ImageFunc::InitBitmap(3, 5);
@@ -108,8 +73,7 @@ TEST(ResizeImage, FillsTheWholeTarget) {
   ASSERT_EQ(S_OK, KivCommon::ImageFunc::ResizeImage(nullptr, source.Get(), target.Get(), 0));
   const auto* const pixels = static_cast<const uint32_t*>(target->GetPixels());
   EXPECT_EQ(Pixels(15, 0x80102030), Pixels(pixels, pixels + 15));
-  EXPECT_EQ(E_INVALIDARG, KivCommon::ImageFunc::ResizeImage(nullptr, nullptr, target.Get(), 0));
-  EXPECT_EQ(E_INVALIDARG, KivCommon::ImageFunc::ResizeImage(nullptr, source.Get(), nullptr, 0));
+  EXPECT_EQ(E_INVALIDARG, ScalePicture({}, {}, ScaleFilter::kArea));
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// A facade over fake nodes.
+// Facades over fake nodes and over the real ones.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -6,10 +6,15 @@
 #include <initializer_list>
 #include <vector>
 
+#include "kiv/chain/IKivRender.h"
+#include "kiv/component/NodeTable.h"
 #include "kiv/component/VideoStreamProcess.h"
-#include "test/support/FakeNodes.h"
+#include "test/support/FakeDecoder.h"
+#include "test/support/FakeNode.h"
 
 namespace test {
+
+using FacadePtr = KivComPtr<IKivVideoStreamProcessInternal>;
 
 inline HRESULT Build(IKivVideoStreamProcessInternal& facade, std::initializer_list<int32_t> ids) {
   const std::vector<int32_t> list(ids);
@@ -18,14 +23,16 @@ inline HRESULT Build(IKivVideoStreamProcessInternal& facade, std::initializer_li
 
 struct FacadeFixture : testing::Test {
   FakeNodes nodes;
-  KivComPtr<IKivVideoStreamProcessInternal> facade{
-      new CKivVideoStreamProcess(nullptr, nodes.Table())};
+  FacadePtr facade{new CKivVideoStreamProcess(nullptr, nodes.Table())};
 };
 
-// The count a host would see: taken and given back.
-inline uint32_t CountOf(IUnknown* object) {
-  object->AddRef();
-  return object->Release();
-}
+// One source, attached to nothing yet.
+struct ClipFixture : testing::Test {
+  void SetUp() override { Build(*facade, {0}); }
+  FacadePtr facade{new CKivVideoStreamProcess(nullptr, ComponentNodes())};
+  KivComPtr<IKivRenderEx> render = facade.As<IKivRenderEx>();
+  KivComPtr<FakeDecoder> decoder = FakeDecoder::Make();
+  KivComPtr<IKivFrame> frame;
+};
 
 }  // namespace test

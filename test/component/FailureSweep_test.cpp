@@ -1,18 +1,10 @@
 // Lets the n-th allocation fail, for every n, until the operation succeeds.
-#include <gtest/gtest.h>
-
-#include <atomic>
 #include <cstdlib>
 #include <functional>
 #include <new>
 
-#include "kiv/chain/IKivRender.h"
 #include "kiv/component/Factory.h"
-#include "kiv/component/NodeTable.h"
-#include "kiv/platform/KivCommon.h"
 #include "test/component/FacadeFixture.h"
-#include "test/support/FakeDecoder.h"
-#include "test/support/Frames.h"
 
 namespace {
 
@@ -66,14 +58,10 @@ int FailuresOf(const std::function<HRESULT()>& operation) {
   return kMost;
 }
 
-struct FailureSweep : testing::Test {
-  KivComPtr<IKivVideoStreamProcessInternal> facade{
-      new CKivVideoStreamProcess(nullptr, ComponentNodes())};
-};
+struct FailureSweep : test::ClipFixture {};
 
 TEST_F(FailureSweep, MakingAComponent) {
-  const ClassEntry& entry = ComponentClasses().front();
-  const auto factory = KivComPtr<IClassFactory>::Adopt(new CFactory(entry));
+  const auto factory = KivComPtr<IClassFactory>::Adopt(new CFactory(ComponentClasses().front()));
   EXPECT_LT(0, FailuresOf([&] {
               KivComPtr<IUnknown> made;
               const HRESULT hr = factory->CreateInstance(nullptr, IUnknown::kIid, made.PutVoid());
@@ -83,7 +71,6 @@ TEST_F(FailureSweep, MakingAComponent) {
 }
 
 TEST_F(FailureSweep, BuildingAChain) {
-  test::Build(*facade, {0});
   KivComPtr<IKivSourceBase> before, after;
   facade->GetTailNode(&before);
   const int32_t ids[] = {0, 0, 0};
@@ -93,16 +80,11 @@ TEST_F(FailureSweep, BuildingAChain) {
               EXPECT_EQ(Failed(hr), before == after);
               return hr;
             }));
-  before.Reset();
-  after.Reset();
 }
 
 TEST_F(FailureSweep, InitializingAndPullingAPlaceholder) {
-  test::Build(*facade, {0});
-  const auto render = facade.As<IKivRenderEx>();
   const KivSize size{16, 9};
   facade->SetOutputSize(&size);
-  KivComPtr<IKivFrame> frame;
   EXPECT_LT(0, FailuresOf([&] {
               render->Cleanup();
               frame.Reset();
@@ -113,24 +95,15 @@ TEST_F(FailureSweep, InitializingAndPullingAPlaceholder) {
   EXPECT_EQ(0, test::NumberIn(frame));
 }
 
-TEST_F(FailureSweep, SettingAProxyPath) {
-  test::Build(*facade, {0});
+TEST_F(FailureSweep, SettingSavingAndLoadingAProxyPath) {
   const std::wstring longPath(300, L'p');
-  wchar_t path[512] = {};
-  FailuresOf([&] { return facade->SetProxyPath(longPath.c_str()); });
-  facade->GetProxyPath(path, 512);
-  EXPECT_EQ(longPath, path);
-}
-
-TEST_F(FailureSweep, SavingAndLoadingSettings) {
-  test::Build(*facade, {0});
-  facade->SetProxyPath(std::wstring(300, L'p').c_str());
   const KivPropDecorator bag = KivCommon::CreateProperties();
+  FailuresOf([&] { return facade->SetProxyPath(longPath.c_str()); });
   FailuresOf([&] { return facade->SaveSettings(bag.Get()); });
   FailuresOf([&] { return facade->LoadSettings(bag.Get()); });
   wchar_t path[512] = {};
   facade->GetProxyPath(path, 512);
-  EXPECT_EQ(std::wstring(300, L'p'), path);
+  EXPECT_EQ(longPath, path);
 }
 
 }  // namespace

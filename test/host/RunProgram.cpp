@@ -3,82 +3,49 @@
 #include <fcntl.h>
 #include <sched.h>
 #include <signal.h>
-#include <spawn.h>
 #include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
+#include <cstdlib>
+#include <regex>
 #include <stdexcept>
-
-#include "test/media/WriterReadBack.h"
-
-extern char** environ;
 
 namespace {
 
-class FileActions {
- public:
-  FileActions() { posix_spawn_file_actions_init(&actions_); }
-  ~FileActions() { posix_spawn_file_actions_destroy(&actions_); }
-  FileActions(const FileActions&) = delete;
-  FileActions& operator=(const FileActions&) = delete;
-
-  void ToFile(int descriptor, const std::string& path) {
-    posix_spawn_file_actions_addopen(&actions_, descriptor, path.c_str(), O_WRONLY | O_CREAT, 0600);
-  }
-  void ToDescriptor(int descriptor, int target) {
-    posix_spawn_file_actions_adddup2(&actions_, target, descriptor);
-  }
-  const posix_spawn_file_actions_t* Get() const { return &actions_; }
-
- private:
-  posix_spawn_file_actions_t actions_;
-};
-
-pid_t Spawn(const std::vector<std::string>& arguments, const FileActions& actions) {
-  std::vector<std::string> texts{KIVCLIP_PROGRAM};
-  texts.insert(texts.end(), arguments.begin(), arguments.end());
-  std::vector<char*> pointers;
-  for (std::string& text : texts) pointers.push_back(text.data());
-  pointers.push_back(nullptr);
-  pid_t process = -1;
-  if (posix_spawn(&process, KIVCLIP_PROGRAM, actions.Get(), nullptr, pointers.data(), environ) !=
-      0) {
-    throw std::runtime_error("kivclip cannot be started");
-  }
-  return process;
+std::string ShellLine(const TestFolder& folder, const std::string& line) {
+  return "exec " KIVCLIP_PROGRAM " " + std::regex_replace(line, std::regex("@"), folder.Path(""));
 }
 
-int WaitFor(pid_t process) {
-  int status = 0;
-  waitpid(process, &status, 0);
-  return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+int StatusOf(int waited) {
+  return WIFSIGNALED(waited) ? 128 + WTERMSIG(waited) : WEXITSTATUS(waited);
 }
 
 }  // namespace
 
-ProgramResult RunKivclip(const std::vector<std::string>& arguments, const std::string& outputFile) {
-  const TestFolder folder;
-  FileActions actions;
-  actions.ToFile(STDOUT_FILENO, outputFile.empty() ? folder.Path("out") : outputFile);
-  actions.ToFile(STDERR_FILENO, folder.Path("err"));
-  ProgramResult result;
-  result.status = WaitFor(Spawn(arguments, actions));
-  result.out = ReadBytes(folder.Path("out"));
-  result.err = ReadBytes(folder.Path("err"));
-  return result;
+ProgramResult RunKivclip(const TestFolder& folder, const std::string& line,
+                         const std::string& outputFile) {
+  const TestFolder streams;
+  const std::string output = outputFile.empty() ? streams.Path("out") : outputFile;
+  const std::string shell = ShellLine(folder, line) + " >" + output + " 2>" + streams.Path("err");
+  const int status = StatusOf(std::system(shell.c_str()));
+  return {status, ReadBytes(streams.Path("out")), ReadBytes(streams.Path("err"))};
 }
 
-RunningKivclip::RunningKivclip(const std::vector<std::string>& arguments) {
+RunningKivclip::RunningKivclip(const TestFolder& folder, const std::string& line) {
   std::array<int, 2> output{}, errors{};
   if (pipe2(output.data(), O_CLOEXEC) != 0 || pipe2(errors.data(), O_CLOEXEC) != 0) {
     throw std::runtime_error("no pipe");
   }
-  FileActions actions;
-  actions.ToDescriptor(STDOUT_FILENO, output[1]);
-  actions.ToDescriptor(STDERR_FILENO, errors[1]);
-  process_ = Spawn(arguments, actions);
+  const std::string shell = ShellLine(folder, line);
+  process_ = fork();
+  if (process_ == 0) {
+    dup2(output[1], STDOUT_FILENO);
+    dup2(errors[1], STDERR_FILENO);
+    execl("/bin/sh", "sh", "-c", shell.c_str(), nullptr);
+    _exit(127);
+  }
   close(output[1]);
   close(errors[1]);
   output_ = output[0];
@@ -88,7 +55,7 @@ RunningKivclip::RunningKivclip(const std::vector<std::string>& arguments) {
 RunningKivclip::~RunningKivclip() {
   if (process_ > 0) {
     kill(process_, SIGKILL);
-    WaitFor(process_);
+    waitpid(process_, nullptr, 0);
   }
   CloseOutput();
   close(errors_);
@@ -119,7 +86,9 @@ void RunningKivclip::Signal(int number) { kill(process_, number); }
 
 ProgramResult RunningKivclip::Wait() {
   ProgramResult result;
-  result.status = WaitFor(process_);
+  int status = 0;
+  waitpid(process_, &status, 0);
+  result.status = StatusOf(status);
   process_ = -1;
   for (std::string text = ReadSomeErrors(); !text.empty(); text = ReadSomeErrors()) {
     result.err += text;

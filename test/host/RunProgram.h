@@ -4,7 +4,8 @@
 #include <sys/types.h>
 
 #include <string>
-#include <vector>
+
+#include "test/support/TestFolder.h"
 
 struct ProgramResult {
   int status = -1;  // 128 + number when a signal ended it
@@ -12,14 +13,15 @@ struct ProgramResult {
   std::string err;
 };
 
+// Runs it with a line as a shell reads it, in which every @ stands for the folder.
 // Standard output goes into `out`, or to the file `outputFile` when one is named.
-ProgramResult RunKivclip(const std::vector<std::string>& arguments,
+ProgramResult RunKivclip(const TestFolder& folder, const std::string& line,
                          const std::string& outputFile = {});
 
 // A kivclip that runs while the test does something else.
 class RunningKivclip {
  public:
-  explicit RunningKivclip(const std::vector<std::string>& arguments);
+  RunningKivclip(const TestFolder& folder, const std::string& line);
   ~RunningKivclip();
   RunningKivclip(const RunningKivclip&) = delete;
   RunningKivclip& operator=(const RunningKivclip&) = delete;

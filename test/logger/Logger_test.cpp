@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "engine/common/ClassRegistry.h"
+#include "engine/logger/LineLimiter.h"
 
 extern "C" {
 #include <libavutil/log.h>
@@ -33,14 +34,12 @@ class Logger : public testing::Test {
   Lines lines_;
 };
 
-TEST_F(Logger, TheCallbackReceivesLevelAndUtf8Text) {
+TEST_F(Logger, TheCallbackReceivesLevelTextFileAndLine) {
   KivGetDefaultLogger()->Write(LogLevel::kFilter, L"%ls is %d, %.1f", L"gr\u00FCn", 42, 0.5);
-  EXPECT_EQ((Lines{{LogLevel::kFilter, "gr\xC3\xBCn is 42, 0.5"}}), lines_);
-}
-
-TEST_F(Logger, TheMacroAddsFileAndLine) {
   KIV_LOG_AT(LogLevel::kCreation, 101, L"hr %08x", 0x80004005U);
-  EXPECT_EQ((Lines{{LogLevel::kCreation, "hr 80004005  [Logger_test.cpp, 101]"}}), lines_);
+  EXPECT_EQ((Lines{{LogLevel::kFilter, "gr\xC3\xBCn is 42, 0.5"},
+                   {LogLevel::kCreation, "hr 80004005  [Logger_test.cpp, 101]"}}),
+            lines_);
 }
 
 TEST_F(Logger, LevelsBelowTheThresholdAreOff) {
@@ -55,32 +54,15 @@ TEST_F(Logger, LevelsBelowTheThresholdAreOff) {
   EXPECT_TRUE(lines_.empty());
 }
 
-struct TextCase {
-  const wchar_t* text;
-  const char* expected;
-};
-
-class LogText : public Logger, public testing::WithParamInterface<TextCase> {};
-
-TEST_P(LogText, IsOneLineThatCannotSteerATerminal) {
-  KivGetDefaultLogger()->Write(LogLevel::kFailure, L"%ls", GetParam().text);
-  ASSERT_EQ(1U, lines_.size());
-  EXPECT_EQ(GetParam().expected, lines_[0].second);
-}
-
-INSTANTIATE_TEST_SUITE_P(Texts, LogText,
-                         testing::Values(TextCase{L"a\nb\r\tc\n", "a b  c"},
-                                         TextCase{L"\x1B[31mred", " [31mred"},
-                                         TextCase{L"\x9B"
-                                                  L"31m{}%n",
-                                                  " 31m{}%n"},
-                                         TextCase{L"", ""}));
-
-TEST_F(Logger, ALongMessageIsCut) {
-  const std::wstring text(100000, L'x');
-  KivGetDefaultLogger()->Write(LogLevel::kFailure, L"%ls", text.c_str());
-  ASSERT_EQ(1U, lines_.size());
-  EXPECT_EQ(4096U, lines_[0].second.size());
+TEST_F(Logger, ATextIsOneShortLineThatCannotSteerATerminal) {
+  const std::wstring endless(100000, L'x');
+  for (const wchar_t* text : {L"a\nb\r\tc\n", L"\x1B[31mred", L"\x9B{}%n", L"", endless.c_str()}) {
+    KivGetDefaultLogger()->Write(LogLevel::kFailure, L"%ls", text);
+  }
+  const auto line = [](const std::string& text) { return std::pair(LogLevel::kFailure, text); };
+  EXPECT_EQ((Lines{line("a b  c"), line(" [31mred"), line(" {}%n"), line(""),
+                   line(std::string(4096, 'x'))}),
+            lines_);
 }
 
 TEST_F(Logger, ACallbackMayLogThrowAndReplaceItself) {
@@ -118,18 +100,14 @@ TEST_F(Logger, ARemovedCallbackIsNotCalledAnyMore) {
   EXPECT_EQ(0, late);
 }
 
-TEST_F(Logger, FfmpegSpeaksThroughIt) {
+TEST_F(Logger, FfmpegSpeaksThroughItAndCannotFlood) {
   ClassRegistry::Shared();
   av_log(nullptr, AV_LOG_ERROR, "broken ");
   av_log(nullptr, AV_LOG_ERROR, "stream\x1B 7\n");
   av_log(nullptr, AV_LOG_INFO, "small talk\n");
   EXPECT_EQ((Lines{{LogLevel::kFailure, "FFmpeg: broken stream  7"}}), lines_);
-}
-
-TEST_F(Logger, FfmpegCannotFlood) {
-  ClassRegistry::Shared();
   for (int i = 0; i < 10000; ++i) av_log(nullptr, AV_LOG_ERROR, "bad reference %d\n", i);
-  EXPECT_EQ(3U, lines_.size());
+  EXPECT_EQ(4U, lines_.size());
 }
 
 TEST(DefaultSink, IsStandardErrorAndNeverStandardOutput) {
@@ -138,6 +116,30 @@ TEST(DefaultSink, IsStandardErrorAndNeverStandardOutput) {
   KivGetDefaultLogger()->Write(LogLevel::kFilter, L"trouble");
   EXPECT_EQ("kiv error: trouble\n", testing::internal::GetCapturedStderr());
   EXPECT_EQ("", testing::internal::GetCapturedStdout());
+}
+
+// How many of the lines are written; `make` gives each its text.
+template <typename Make>
+int WrittenOf(LineLimiter& limiter, int64_t now, Make make) {
+  int written = 0;
+  for (int i = 0; i < 1000; ++i) written += limiter.Judge(make(i), now).write;
+  return written;
+}
+
+TEST(LineLimiter, OneComplaintIsWrittenThreeTimesAWindow) {
+  LineLimiter limiter;
+  const auto numbered = [](int i) { return "error at MB " + std::to_string(i); };
+  EXPECT_EQ(3, WrittenOf(limiter, 0, numbered)) << "numbers do not make it new";
+  EXPECT_FALSE(limiter.Judge("error at MB 7", 9999).write);
+  EXPECT_TRUE(limiter.Judge("another error", 9999).write);
+  EXPECT_EQ(3, WrittenOf(limiter, 10000, numbered));
+  EXPECT_EQ(997, limiter.Judge("another error", 20000).leftOut);
+  EXPECT_EQ(0, limiter.Judge("another error", 20000).leftOut) << "told once";
+}
+
+TEST(LineLimiter, ManyDifferentComplaintsAreBoundedTogether) {
+  LineLimiter limiter;
+  EXPECT_EQ(30, WrittenOf(limiter, 5, [](int i) { return std::string(size_t(i), 'x'); }));
 }
 
 }  // namespace

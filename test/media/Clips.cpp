@@ -1,37 +1,47 @@
 #include "test/media/Clips.h"
 
+#include <stdexcept>
+
 namespace kivtest {
-namespace {
 
-HRESULT Open(const std::string& path, int threads, KivComPtr<IKivMediaSource>* source) {
+KivComPtr<IKivMediaDecoder> OpenDecoder(const std::string& path, int threads, HRESULT* error) {
   const KivComPtr<IKivFactory> factory = KivCommon::GetFactory(nullptr);
-  if (!factory) return E_FAIL;
   const KivPropDecorator options = KivCommon::CreateProperties();
-  if (options && threads > 0) options->SetInt(L"Codec.Threads", threads);
-  return factory->OpenMediaFile(source->Put(), KivCommon::Char2WChar(path.c_str()).c_str(),
-                                options.Get());
-}
-
-}  // namespace
-
-KivComPtr<IKivMediaDecoder> OpenDecoder(const std::string& path, int threads) {
+  if (threads > 0) options->SetInt(L"Codec.Threads", threads);
   KivComPtr<IKivMediaSource> source;
   KivComPtr<IKivMediaDecoder> decoder;
-  if (Succeeded(Open(path, threads, &source))) source->GetVideoStream(0, decoder.Put());
+  HRESULT result = factory->OpenMediaFile(source.Put(), KivCommon::Char2WChar(path.c_str()).c_str(),
+                                          options.Get());
+  if (Succeeded(result)) result = source->GetVideoStream(0, decoder.Put());
+  if (error) *error = result;
   return decoder;
 }
 
-HRESULT TryOpen(const std::string& path) {
-  KivComPtr<IKivMediaSource> source;
-  return Open(path, 0, &source);
+KivComPtr<IKivMediaDecoder> OpenClip(const ClipRecipe& recipe, int threads) {
+  auto decoder = OpenDecoder(MakeClip(recipe), threads);
+  if (!decoder) throw std::runtime_error("a clip cannot be opened");
+  return decoder;
 }
 
-int CurrentNumber(IKivMediaDecoder* decoder) {
+KivComPtr<IKivFrame> CurrentFrame(const KivComPtr<IKivMediaDecoder>& decoder) {
   KivComPtr<IKivFrame> frame;
-  if (Failed(decoder->ReadCurrentFrame(&frame)) || !frame) return -2;
+  return Succeeded(decoder->ReadCurrentFrame(&frame)) ? frame : nullptr;
+}
+
+int NumberOf(const KivComPtr<IKivFrame>& frame) {
+  if (!frame) return -2;
   IKivBitmap* const bitmap = frame->GetBitmap();
   return ReadNumber(static_cast<const uint8_t*>(frame->GetPixels()), bitmap->GetWidth(),
                     bitmap->GetHeight());
+}
+
+int CurrentNumber(const KivComPtr<IKivMediaDecoder>& decoder) {
+  return NumberOf(CurrentFrame(decoder));
+}
+
+int NumberAt(const KivComPtr<IKivMediaDecoder>& decoder, int64_t time) {
+  decoder->Seek(time, 0);
+  return CurrentNumber(decoder);
 }
 
 KivStreamInfo InfoOf(const KivComPtr<IKivMediaDecoder>& decoder) {
@@ -44,12 +54,6 @@ KivDecoderStats StatsOf(const KivComPtr<IKivMediaDecoder>& decoder) {
   KivDecoderStats stats;
   decoder.As<IKivStreamInfo>()->GetStats(&stats);
   return stats;
-}
-
-int64_t FrameTime(int64_t index, KivRational rate) {
-  const double perSecond =
-      static_cast<double>(rate.numerator) / static_cast<double>(rate.denominator);
-  return static_cast<int64_t>(static_cast<double>(index * 10'000'000) / perSecond);
 }
 
 }  // namespace kivtest

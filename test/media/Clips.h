@@ -10,15 +10,18 @@
 
 namespace kivtest {
 
-// Null when the factory refuses the file or it has no such stream.
-KivComPtr<IKivMediaDecoder> OpenDecoder(const std::string& path, int threads = 0);
-HRESULT TryOpen(const std::string& path);
-// The number of the current frame; -1 for an unreadable one, -2 when reading failed.
-int CurrentNumber(IKivMediaDecoder* decoder);
+// Null, with the reason in `error`, when the file is refused. 0 threads: as many as it likes.
+KivComPtr<IKivMediaDecoder> OpenDecoder(const std::string& path, int threads = 0,
+                                        HRESULT* error = nullptr);
+// Throws std::runtime_error when the clip is refused.
+KivComPtr<IKivMediaDecoder> OpenClip(const ClipRecipe& recipe, int threads = 0);
+// Null when reading failed.
+KivComPtr<IKivFrame> CurrentFrame(const KivComPtr<IKivMediaDecoder>& decoder);
+// The number a frame carries; -1 for an unreadable one, -2 for none.
+int NumberOf(const KivComPtr<IKivFrame>& frame);
+int CurrentNumber(const KivComPtr<IKivMediaDecoder>& decoder);
+int NumberAt(const KivComPtr<IKivMediaDecoder>& decoder, int64_t time);
 KivStreamInfo InfoOf(const KivComPtr<IKivMediaDecoder>& decoder);
 KivDecoderStats StatsOf(const KivComPtr<IKivMediaDecoder>& decoder);
-
-// trunc(index x 10^7 / rate), as a chain's source asks for a frame.
-int64_t FrameTime(int64_t index, KivRational rate);
 
 }  // namespace kivtest

@@ -28,64 +28,17 @@ PacketTable OpenGroups() {
   return table;
 }
 
-TEST(PacketTable, NumbersFramesInTheOrderOfDisplay) {
+TEST(PacketTable, NumbersFramesInTheOrderOfDisplayAndFindsTheirKeys) {
   PacketTable table = OpenGroups();
   table.Settle(PacketTable::Extent::kComplete);
   const int32_t packets[] = {0, 2, 3, 1, 5, 6, 4, 7};
+  const int32_t keys[] = {0, 0, 0, 0, 4, 0, 0, 4};  // by packet: leading pictures need the first
   ASSERT_EQ(8, table.FrameCount());
   for (int32_t frame = 0; frame < 8; ++frame) {
     EXPECT_EQ(packets[frame], table.PacketOf(frame));
     EXPECT_EQ(frame, table.FrameOf(packets[frame]));
+    EXPECT_EQ(keys[frame], table.KeyFor(frame));
   }
-}
-
-TEST(PacketTable, HoldsBackFramesThatALaterPacketMayPrecede) {
-  PacketTable table = OpenGroups();
-  table.Settle(PacketTable::Extent::kMoreFollow);
-  EXPECT_EQ(7, table.FrameCount()) << "frame 7 is shown after the last time of decoding";
-  table.Append(Packet(9, 7));
-  table.Append(Packet(8, 8));
-  table.Settle(PacketTable::Extent::kComplete);
-  EXPECT_EQ(10, table.FrameCount());
-  EXPECT_EQ(9, table.PacketOf(8));
-}
-
-TEST(PacketTable, LeadingPicturesAreDecodedFromTheGroupBefore) {
-  PacketTable table = OpenGroups();
-  table.Settle(PacketTable::Extent::kComplete);
-  const int32_t keys[] = {0, 0, 0, 0, 4, 0, 0, 4};  // by packet
-  for (int32_t packet = 0; packet < 8; ++packet) EXPECT_EQ(keys[packet], table.KeyFor(packet));
-  EXPECT_EQ(0, table.KeyBefore(4));
-  EXPECT_EQ(4, table.KeyBefore(7));
-  EXPECT_EQ(0, table.KeyBefore(0));
-}
-
-TEST(PacketTable, HiddenPacketsHaveNoNumber) {
-  PacketTable table;
-  FramePacket hidden = Packet(0, 0, true);
-  hidden.hidden = true;
-  table.Append(hidden);
-  table.Append(Packet(1, 1));
-  table.Append(Packet(2, 2));
-  table.Settle(PacketTable::Extent::kComplete);
-  EXPECT_EQ(2, table.FrameCount());
-  EXPECT_EQ(-1, table.FrameOf(0));
-  EXPECT_EQ(0, table.KeyFor(table.PacketOf(0)));
-}
-
-TEST(PacketTable, HidesWhatComesBeforeTheFirstDecodablePicture) {
-  PacketTable table;
-  for (const FramePacket& packet : {Packet(2, 0, true), Packet(0, 1), Packet(1, 2), Packet(3, 3)}) {
-    table.Append(packet);
-  }
-  table.Settle(PacketTable::Extent::kComplete);
-  EXPECT_TRUE(table.StartsInsideGroup());
-  table.HideBefore(0);
-  EXPECT_FALSE(table.StartsInsideGroup());
-  ASSERT_EQ(2, table.FrameCount());
-  EXPECT_EQ(0, table.PacketOf(0));
-  EXPECT_EQ(3, table.PacketOf(1));
-  EXPECT_EQ(-1, table.FrameOf(1));
 }
 
 TEST(PacketTable, FindsPacketsByWhereTheyLieAndHowLongTheyAre) {

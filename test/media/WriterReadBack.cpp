@@ -1,11 +1,7 @@
 #include "test/media/WriterReadBack.h"
 
-#include <stdlib.h>
-
-#include <algorithm>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
+#include <memory>
+#include <stdexcept>
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -33,7 +29,6 @@ class VideoReader {
     decoder_ = avcodec_alloc_context3(codec);
     avcodec_parameters_to_context(decoder_, parameters);
     if (avcodec_open2(decoder_, codec, nullptr) < 0) return;
-    out->opened = true;
     while (av_read_frame(file_, packet_) >= 0) {
       avcodec_send_packet(decoder_, packet_);
       av_packet_unref(packet_);
@@ -46,20 +41,14 @@ class VideoReader {
 
  private:
   void Describe(ReadBack* out) {
-    const AVStream* stream = file_->streams[0];
-    out->width = decoder_->width;
-    out->height = decoder_->height;
-    out->codec = avcodec_get_name(decoder_->codec_id);
-    out->rateNumerator = stream->avg_frame_rate.num;
-    out->rateDenominator = stream->avg_frame_rate.den;
+    const AVRational rate = file_->streams[0]->avg_frame_rate;
     const AVRational aspect = av_guess_sample_aspect_ratio(file_, file_->streams[0], nullptr);
-    out->aspectNumerator = aspect.num;
-    out->aspectDenominator = aspect.den;
-    out->matrix = decoder_->colorspace;
-    out->primaries = decoder_->color_primaries;
-    out->transfer = decoder_->color_trc;
-    out->range = decoder_->color_range;
-    out->pixelFormat = decoder_->pix_fmt;
+    out->size = {decoder_->width, decoder_->height};
+    out->codec = avcodec_get_name(decoder_->codec_id);
+    out->rate = {rate.num, rate.den};
+    out->aspect = {aspect.num, aspect.den};
+    out->colours = {decoder_->colorspace, decoder_->color_primaries, decoder_->color_trc,
+                    decoder_->color_range};
   }
 
   void ReceiveAll(ReadBack* out) {
@@ -95,26 +84,29 @@ ReadBack ReadVideo(const std::string& path) {
   return result;
 }
 
-std::string ReadBytes(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
-
-TestFolder::TestFolder() {
-  std::string name = (std::filesystem::temp_directory_path() / "kiv-test-XXXXXX").string();
-  if (mkdtemp(name.data()) != nullptr) folder_ = name;
-}
-
-TestFolder::~TestFolder() {
-  std::error_code ignored;
-  if (!folder_.empty()) std::filesystem::remove_all(folder_, ignored);
-}
-
-std::vector<std::string> TestFolder::Names() const {
-  std::vector<std::string> names;
-  for (const auto& entry : std::filesystem::directory_iterator(folder_)) {
-    names.push_back(entry.path().filename().string());
+std::vector<uint8_t> Flat(KivSize size, Bgra colour) {
+  std::vector<uint8_t> bgra;
+  for (int i = 0; i < size.width * size.height; ++i) {
+    bgra.insert(bgra.end(), {colour.b, colour.g, colour.r, colour.a});
   }
-  std::sort(names.begin(), names.end());
-  return names;
+  return bgra;
+}
+
+kiv::WriteError WriteGreys(const kiv::OutputPlan& plan, const kiv::PictureSeries& series, int count,
+                           int brighter) {
+  std::unique_ptr<kiv::Writer> writer;
+  if (auto error = kiv::OpenWriter(plan, series, nullptr, &writer)) return error;
+  for (int i = 0; i < count; ++i) {
+    const auto grey = static_cast<uint8_t>(GreyOf(i) + brighter);
+    if (auto error = writer->Write(Flat(series.size, {grey, grey, grey, 255}).data())) return error;
+  }
+  return writer->Finish();
+}
+
+void WriteGreyClip(const std::string& path, const kiv::PictureSeries& series, int count,
+                   int brighter) {
+  kiv::OutputPlan plan;
+  auto error = kiv::PlanOutput({path, "", path.ends_with(".mkv") ? "ffv1" : ""}, &plan);
+  if (!error) error = WriteGreys(plan, series, count, brighter);
+  if (error) throw std::runtime_error(*error);
 }

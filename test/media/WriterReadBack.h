@@ -1,38 +1,37 @@
-// Reads written files back with libavformat alone, so a fault of our own decoder cannot hide one of
-// the writers.
+// Writes grey pictures, and reads written files back with libavformat alone, so a fault of our own
+// decoder cannot hide one of the writers.
 #pragma once
 
 #include <cstdint>
 #include <string>
 #include <vector>
 
+#include "engine/media/Writer.h"
+#include "test/support/TestFolder.h"
+
 struct ReadBack {
-  bool opened = false;
-  int width = 0, height = 0;
+  KivSize size;
   std::string codec;
-  int64_t rateNumerator = 0, rateDenominator = 0;
-  int64_t aspectNumerator = 0, aspectDenominator = 0;
-  int matrix = 0, primaries = 0, transfer = 0, range = 0;
-  int pixelFormat = -1;
+  KivRational rate, aspect;
+  std::vector<int> colours;                  // matrix, primaries, transfer, range
   std::vector<double> times;                 // seconds, in display order
   std::vector<std::vector<uint8_t>> pixels;  // BGRA rows of each picture
 };
 
 ReadBack ReadVideo(const std::string& path);
-std::string ReadBytes(const std::string& path);
 
-// A folder of its own that goes away with the test.
-class TestFolder {
- public:
-  TestFolder();
-  ~TestFolder();
-  TestFolder(const TestFolder&) = delete;
-  TestFolder& operator=(const TestFolder&) = delete;
-
-  std::string Path(const std::string& name) const { return folder_ + "/" + name; }
-  // Names in the folder, hidden ones included, in order.
-  std::vector<std::string> Names() const;
-
- private:
-  std::string folder_;
+struct Bgra {
+  uint8_t b, g, r, a;
 };
+
+std::vector<uint8_t> Flat(KivSize size, Bgra colour);
+
+// The grey level that tells the number of a picture.
+inline uint8_t GreyOf(int number) { return static_cast<uint8_t>(20 + number % 20 * 10); }
+
+kiv::WriteError WriteGreys(const kiv::OutputPlan& plan, const kiv::PictureSeries& series, int count,
+                           int brighter = 0);
+
+// Lossless where the name ends in .mkv. Throws std::runtime_error when it cannot be made.
+void WriteGreyClip(const std::string& path, const kiv::PictureSeries& series = {{64, 48}},
+                   int count = 20, int brighter = 0);

@@ -1,7 +1,7 @@
-#include "test/support/ClipEncoder.h"
-
 #include <memory>
 #include <stdexcept>
+
+#include "test/support/NumberedClip.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -50,40 +50,27 @@ T* Need(T* pointer, const std::string& step) {
   return pointer;
 }
 
-class Options {
- public:
-  explicit Options(const std::vector<std::pair<std::string, std::string>>& pairs) {
-    for (const auto& [name, value] : pairs) Set(name, value);
-  }
-  ~Options() { av_dict_free(&dictionary_); }
-  Options(const Options&) = delete;
-  Options& operator=(const Options&) = delete;
-
-  void Set(const std::string& name, const std::string& value) {
-    av_dict_set(&dictionary_, name.c_str(), value.c_str(), 0);
-  }
-  AVDictionary** Data() { return &dictionary_; }
-
- private:
-  AVDictionary* dictionary_ = nullptr;
-};
+void Set(void* object, const char* name, const std::string& value) {
+  if (!value.empty()) av_opt_set(object, name, value.c_str(), AV_OPT_SEARCH_CHILDREN);
+}
 
 class Encoder {
  public:
-  Encoder(const ClipRecipe& recipe, const std::string& path) : spec_(recipe) {
+  Encoder(const ClipRecipe& recipe, const std::string& path) : recipe_(recipe) {
     AVFormatContext* format = nullptr;
     Check(avformat_alloc_output_context2(&format, nullptr, nullptr, path.c_str()), "muxer");
     format_.reset(format);
     OpenVideo();
     if (!recipe.audioCodec.empty()) OpenAudio();
     Check(avio_open(&format_->pb, path.c_str(), AVIO_FLAG_WRITE), "opening " + path);
-    Options options(recipe.muxerOptions);
-    if (recipe.startMilliseconds < 0) options.Set("avoid_negative_ts", "disabled");
-    Check(avformat_write_header(format_.get(), options.Data()), "header");
+    Set(format, "movflags", recipe.movflags);
+    Set(format, "update", "1");  // of a picture file: it is no pattern
+    if (recipe.startMilliseconds < 0) Set(format, "avoid_negative_ts", "disabled");
+    Check(avformat_write_header(format, nullptr), "header");
   }
 
   void Run() {
-    for (int number = 0; number < spec_.frames; ++number) {
+    for (int number = 0; number < recipe_.frames; ++number) {
       EncodeVideo(number);
       while (audio_ && av_compare_ts(audioSamples_, {1, audio_->sample_rate}, TimeOf(number),
                                      video_->time_base) <= 0) {
@@ -96,141 +83,116 @@ class Encoder {
   }
 
  private:
+  Held<AVCodecContext> NewEncoder(const std::string& name) const {
+    const AVCodec* codec = Need(avcodec_find_encoder_by_name(name.c_str()), name);
+    Held<AVCodecContext> encoder(Need(avcodec_alloc_context3(codec), "memory"));
+    if (format_->oformat->flags & AVFMT_GLOBALHEADER) encoder->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+    return encoder;
+  }
+
+  AVStream* OpenStream(AVCodecContext* encoder) {
+    Check(avcodec_open2(encoder, nullptr, nullptr), "opening an encoder");
+    AVStream* const stream = Need(avformat_new_stream(format_.get(), nullptr), "memory");
+    Check(avcodec_parameters_from_context(stream->codecpar, encoder), "parameters");
+    stream->time_base = encoder->time_base;
+    stream->avg_frame_rate = encoder->framerate;
+    return stream;
+  }
+
+  AVRational FrameLength() const {
+    return {static_cast<int>(recipe_.rate.denominator), static_cast<int>(recipe_.rate.numerator)};
+  }
+
   void OpenVideo() {
-    const AVCodec* codec = Need(avcodec_find_encoder_by_name(spec_.codec.c_str()), spec_.codec);
-    video_.reset(Need(avcodec_alloc_context3(codec), "memory"));
-    video_->width = spec_.size.width;
-    video_->height = spec_.size.height;
-    video_->pix_fmt = av_get_pix_fmt(spec_.pixelFormat.c_str());
-    const AVRational rate{static_cast<int>(spec_.rate.numerator),
-                          static_cast<int>(spec_.rate.denominator)};
-    const bool regular = spec_.times.empty() && spec_.startMilliseconds == 0;
-    video_->time_base = regular ? av_inv_q(rate) : AVRational{1, 90000};
-    if (spec_.times.empty()) video_->framerate = rate;
-    video_->gop_size = spec_.gop;
-    video_->max_b_frames = spec_.bFrames;
+    video_ = NewEncoder(recipe_.codec);
+    video_->width = recipe_.size.width;
+    video_->height = recipe_.size.height;
+    video_->pix_fmt = av_get_pix_fmt(recipe_.pixelFormat.c_str());
+    const bool regular = recipe_.times.empty() && recipe_.startMilliseconds == 0;
+    video_->time_base = regular ? FrameLength() : AVRational{1, 90000};
+    if (recipe_.times.empty()) video_->framerate = av_inv_q(FrameLength());
+    video_->gop_size = recipe_.gop;
+    video_->max_b_frames = recipe_.bFrames;
     video_->thread_count = 1;
-    if (!spec_.openGop) video_->flags |= AV_CODEC_FLAG_CLOSED_GOP;
-    SetQuality();
-    SetColours();
-    if (format_->oformat->flags & AVFMT_GLOBALHEADER) video_->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
-    Options options(spec_.codecOptions);
-    AddCodecOptions(&options);
-    Check(avcodec_open2(video_.get(), codec, options.Data()), "opening " + spec_.codec);
-    AddVideoStream();
-  }
-
-  void SetQuality() {
-    if (spec_.codec.rfind("mpeg", 0) == 0 || spec_.codec == "mjpeg") {
-      video_->flags |= AV_CODEC_FLAG_QSCALE;
-      video_->global_quality = 3 * FF_QP2LAMBDA;
-    } else if (spec_.codec.rfind("libvpx", 0) == 0) {
-      video_->bit_rate = 600'000;
+    if (!recipe_.openGop) video_->flags |= AV_CODEC_FLAG_CLOSED_GOP;
+    SetCodecOptions(video_.get());
+    videoStream_ = OpenStream(video_.get());
+    if (recipe_.pixelFormat == "yuva420p") {
+      av_dict_set(&videoStream_->metadata, "alpha_mode", "1", 0);
     }
-  }
-
-  void SetColours() {
-    if (!spec_.colourMatrix.empty()) {
-      video_->colorspace =
-          static_cast<AVColorSpace>(av_color_space_from_name(spec_.colourMatrix.c_str()));
-    }
-    if (!spec_.colourRange.empty()) {
-      video_->color_range =
-          static_cast<AVColorRange>(av_color_range_from_name(spec_.colourRange.c_str()));
-    }
-  }
-
-  void AddCodecOptions(Options* options) {
-    const std::string keys = "keyint=" + std::to_string(spec_.gop) +
-                             ":min-keyint=" + std::to_string(spec_.gop) + ":scenecut=0";
-    const std::string open = std::string(":open-gop=") + (spec_.openGop ? "1" : "0");
-    if (spec_.codec == "libx264") {
-      options->Set("preset", "veryfast");
-      options->Set("x264-params", keys + open + ":b-adapt=0");
-    } else if (spec_.codec == "libx265") {
-      options->Set("preset", "ultrafast");
-      options->Set("x265-params", keys + open +
-                                      ":b-adapt=0:bframes=" + std::to_string(spec_.bFrames) +
-                                      ":log-level=none:pools=none:frame-threads=1");
-    } else if (spec_.codec.rfind("mpeg", 0) == 0 || spec_.codec == "mjpeg") {
-      options->Set("sc_threshold", "1000000000");  // or closed groups are refused
-    } else if (spec_.codec.rfind("libvpx", 0) == 0) {
-      options->Set("deadline", "realtime");
-      options->Set("cpu-used", "6");
-      options->Set("lag-in-frames", "12");
-      options->Set("auto-alt-ref", spec_.pixelFormat == "yuva420p" ? "0" : "1");
-    }
-  }
-
-  void AddVideoStream() {
-    videoStream_ = Need(avformat_new_stream(format_.get(), nullptr), "memory");
-    Check(avcodec_parameters_from_context(videoStream_->codecpar, video_.get()), "parameters");
-    videoStream_->time_base = video_->time_base;
-    videoStream_->avg_frame_rate = video_->framerate;
-    for (const auto& [name, value] : spec_.streamTags) {
-      av_dict_set(&videoStream_->metadata, name.c_str(), value.c_str(), 0);
-    }
-    if (spec_.rotation == 0) return;
+    if (recipe_.rotation == 0 && !recipe_.mirrored) return;
     auto* const matrix = reinterpret_cast<int32_t*>(
         av_stream_new_side_data(videoStream_, AV_PKT_DATA_DISPLAYMATRIX, 9 * sizeof(int32_t)));
-    av_display_rotation_set(Need(matrix, "memory"), spec_.rotation);
+    av_display_rotation_set(Need(matrix, "memory"), recipe_.rotation);
+    av_display_matrix_flip(matrix, recipe_.mirrored, 0);
+  }
+
+  void SetCodecOptions(AVCodecContext* video) const {
+    const std::string gop = std::to_string(recipe_.gop);
+    const std::string groups = "keyint=" + gop + ":min-keyint=" + gop + ":scenecut=0:b-adapt=0" +
+                               ":open-gop=" + (recipe_.openGop ? "1" : "0");
+    if (recipe_.codec == "libx264") {
+      Set(video, "preset", "veryfast");
+      Set(video, "x264-params", groups);
+    } else if (recipe_.codec == "libx265") {
+      Set(video, "preset", "ultrafast");
+      Set(video, "x265-params",
+          groups + ":bframes=" + std::to_string(recipe_.bFrames) +
+              ":log-level=none:pools=none:frame-threads=1");
+    } else if (recipe_.codec.starts_with("mpeg") || recipe_.codec == "mjpeg") {
+      video->flags |= AV_CODEC_FLAG_QSCALE;
+      video->global_quality = 3 * FF_QP2LAMBDA;
+      Set(video, "sc_threshold", "1000000000");  // or closed groups are refused
+    } else if (recipe_.codec.starts_with("libvpx")) {
+      video->bit_rate = 600'000;
+      Set(video, "deadline", "realtime");
+      Set(video, "cpu-used", "6");
+      Set(video, "lag-in-frames", "12");
+      Set(video, "auto-alt-ref", recipe_.pixelFormat == "yuva420p" ? "0" : "1");
+    }
   }
 
   void OpenAudio() {
-    const AVCodec* codec =
-        Need(avcodec_find_encoder_by_name(spec_.audioCodec.c_str()), spec_.audioCodec);
-    audio_.reset(Need(avcodec_alloc_context3(codec), "memory"));
+    audio_ = NewEncoder(recipe_.audioCodec);
     audio_->sample_rate = 48000;
-    audio_->sample_fmt = codec->sample_fmts[0];
+    audio_->sample_fmt = audio_->codec->sample_fmts[0];
     av_channel_layout_default(&audio_->ch_layout, 1);
     audio_->time_base = {1, audio_->sample_rate};
-    if (format_->oformat->flags & AVFMT_GLOBALHEADER) audio_->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
-    Check(avcodec_open2(audio_.get(), codec, nullptr), "opening " + spec_.audioCodec);
-    audioStream_ = Need(avformat_new_stream(format_.get(), nullptr), "memory");
-    Check(avcodec_parameters_from_context(audioStream_->codecpar, audio_.get()), "parameters");
-    audioStream_->time_base = audio_->time_base;
+    audioStream_ = OpenStream(audio_.get());
   }
 
   int64_t TimeOf(int number) const {
-    if (spec_.times.empty() && spec_.startMilliseconds == 0) return number;
-    if (spec_.times.empty()) {
-      return av_rescale_q(
-                 number,
-                 {static_cast<int>(spec_.rate.denominator), static_cast<int>(spec_.rate.numerator)},
-                 video_->time_base) +
-             spec_.startMilliseconds * 90;
-    }
-    const int last = static_cast<int>(spec_.times.size()) - 1;
-    int64_t time = spec_.times[static_cast<size_t>(std::min(number, last))];
-    if (number > last)
-      time += (number - last) * (time - spec_.times[static_cast<size_t>(last - 1)]);
-    return (time + spec_.startMilliseconds) * 90;
+    const std::vector<int64_t>& times = recipe_.times;
+    const int64_t start = recipe_.startMilliseconds * 90;
+    if (times.empty()) return av_rescale_q(number, FrameLength(), video_->time_base) + start;
+    const size_t last = times.size() - 1;
+    const size_t at = std::min(static_cast<size_t>(number), last);
+    const auto beyond = static_cast<int64_t>(static_cast<size_t>(number) - at);
+    return (times[at] + beyond * (times[last] - times[last - 1])) * 90 + start;
   }
 
   // Until the next frame. A container that is not told cuts the last one off.
   int64_t DurationAt(int64_t time) const {
     int number = 0;
-    while (number < spec_.frames && TimeOf(number) < time) ++number;
+    while (number < recipe_.frames && TimeOf(number) < time) ++number;
     return TimeOf(number + 1) - TimeOf(number);
   }
 
   void EncodeVideo(int number) {
     const AVPixFmtDescriptor* format = av_pix_fmt_desc_get(video_->pix_fmt);
     const bool alpha = (format->flags & AV_PIX_FMT_FLAG_ALPHA) != 0;
-    const std::vector<uint8_t> bgra = DrawNumber(number, spec_.size, alpha);
+    const std::vector<uint8_t> bgra = DrawNumber(number, recipe_.size, alpha);
     Held<AVFrame> frame(Need(av_frame_alloc(), "memory"));
-    frame->width = spec_.size.width;
-    frame->height = spec_.size.height;
+    frame->width = recipe_.size.width;
+    frame->height = recipe_.size.height;
     frame->format = video_->pix_fmt;
     frame->pts = TimeOf(number);
-    frame->colorspace = video_->colorspace;
-    frame->color_range = video_->color_range;
     Check(av_frame_get_buffer(frame.get(), 0), "memory");
     scaler_.reset(
         Need(sws_getCachedContext(scaler_.release(), frame->width, frame->height, AV_PIX_FMT_BGRA,
                                   frame->width, frame->height, video_->pix_fmt, SWS_BILINEAR,
                                   nullptr, nullptr, nullptr),
-             "scaler for " + spec_.pixelFormat));
+             "scaler for " + recipe_.pixelFormat));
     const uint8_t* const planes[] = {bgra.data()};
     const int strides[] = {frame->width * 4};
     sws_scale(scaler_.get(), planes, strides, 0, frame->height, frame->data, frame->linesize);
@@ -264,7 +226,7 @@ class Encoder {
     }
   }
 
-  const ClipRecipe& spec_;
+  const ClipRecipe& recipe_;
   Held<AVFormatContext> format_;
   Held<AVCodecContext> video_;
   Held<AVCodecContext> audio_;

@@ -2,11 +2,12 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
-#include "engine/common/CountedObject.h"
 #include "kiv/platform/Media.h"
 #include "test/support/CallLog.h"
+#include "test/support/Frames.h"
 
 namespace test {
 
@@ -15,33 +16,61 @@ namespace test {
 class FakeDecoder : public kiv::CountedObject<IKivMediaDecoder, IKivDecoderSize> {
  public:
   static KivComPtr<FakeDecoder> Make() { return KivComPtr<FakeDecoder>::Adopt(new FakeDecoder); }
-  FakeDecoder();
 
-  HRESULT QueryInterface(const GUID& iid, void** object) override;
-  int64_t GetCurrentTime() override;
-  HRESULT Seek(int64_t time, int32_t mode) override;
-  HRESULT Skip(int32_t count, int32_t* moved) override;
-  HRESULT SetProxyOff(bool off) override;
-  HRESULT SetProxyPath(const wchar_t* path) override;
-  HRESULT ReadCurrentFrame(KivComPtr<IKivFrame>* out) override;
-  HRESULT SetOutputSize(const KivSize* size) override;
-  HRESULT GetSourceSize(KivSize* size) override;
+  HRESULT QueryInterface(const GUID& iid, void** object) override {
+    const bool hidden = iid == IKivDecoderSize::kIid && !answersSize;
+    return CountedObject::QueryInterface(hidden ? GUID{} : iid, object);
+  }
+  int64_t GetCurrentTime() override {
+    log.Add("GetCurrentTime");
+    return time;
+  }
+  HRESULT Seek(int64_t wanted, int32_t mode) override {
+    log.Add("Seek " + std::to_string(wanted) + " mode " + std::to_string(mode));
+    if (Succeeded(seekResult)) time = wanted;
+    return seekResult;
+  }
+  HRESULT Skip(int32_t count, int32_t* moved) override {
+    log.Add("Skip " + std::to_string(count));
+    if (Failed(skipResult)) return skipResult;
+    time += count * kTicksPerFrame;
+    if (moved) *moved = count;
+    return skipResult;
+  }
+  HRESULT SetProxyOff(bool off) override {
+    return log.Add(off ? "SetProxyOff 1" : "SetProxyOff 0", proxyResult);
+  }
+  HRESULT SetProxyPath(const wchar_t* path) override {
+    return log.Add("SetProxyPath " + KivCommon::WChar2Char(path), proxyResult);
+  }
+  HRESULT ReadCurrentFrame(KivComPtr<IKivFrame>* out) override {
+    log.Add("ReadCurrentFrame");
+    if (Failed(readResult)) return readResult;
+    *out = frame ? *frame : MakeFrame(static_cast<int32_t>(time / kTicksPerFrame));
+    return readResult;
+  }
+  HRESULT SetOutputSize(const KivSize* size) override {
+    const std::string width = std::to_string(size->width);
+    return log.Add("SetOutputSize " + width + "x" + std::to_string(size->height));
+  }
+  HRESULT GetSourceSize(KivSize* size) override {
+    *size = {1920, 1080};
+    return log.Add("GetSourceSize");
+  }
 
   IUnknown* AsUnknown() { return static_cast<IKivMediaDecoder*>(this); }
-  uint32_t References();
+  uint32_t References() { return AddRef(), Release(); }
 
+  static constexpr int64_t kTicksPerFrame = 400000;
   CallLog log;
   HRESULT seekResult = S_OK;
   HRESULT skipResult = S_OK;
   HRESULT readResult = S_OK;
   HRESULT proxyResult = S_OK;
   bool answersSize = true;
-  KivSize sourceSize{1920, 1080};
-  int64_t ticksPerFrame = 400000;
   int64_t time = 0;
-  // Without one, each read makes a frame that shows its number.
-  KivComPtr<IKivFrame> frame;
-  bool makesFrames = true;
+  // Answered, even when it is none, in place of one that shows its number.
+  std::optional<KivComPtr<IKivFrame>> frame;
 };
 
 }  // namespace test

@@ -1,49 +1,78 @@
-// A node that records what it is asked and answers what it was told.
+// A node that records what it is asked, a table of such nodes, and the way to send commands.
 //
-// Threads:  any; the answers are set before other threads call.
+// Threads:  any; what a node answers is set before other threads call.
 #pragma once
 
+#include <array>
 #include <cstdint>
+#include <cstdio>
+#include <utility>
 #include <vector>
 
-#include "engine/common/CountedObject.h"
+#include "kiv/chain/ChainBuilder.h"
 #include "kiv/chain/CommandIds.h"
-#include "kiv/chain/IKivSourceBase.h"
+#include "kiv/values/Saturate.h"
 #include "test/support/CallLog.h"
+#include "test/support/Frames.h"
 
 namespace test {
 
-struct SentCommand {
-  uint32_t id = 0;
-  uintptr_t param = 0;
-  uintptr_t extra = 0;
-  friend bool operator==(const SentCommand&, const SentCommand&) = default;
-};
+// Id, parameter, extra value.
+using SentCommand = std::array<uintptr_t, 3>;
 
 // Calls read "Seek 99", "Skip 3", "GetPosition", "GetCurrentFrame", "Flush", "Command 0x9C6",
 // "Initialize", "Save", "Load". Counts references in the ordinary way.
 class FakeNode : public kiv::CountedObject<IKivSourceBase> {
  public:
   static KivComPtr<FakeNode> Make() { return KivComPtr<FakeNode>::Adopt(new FakeNode); }
-  FakeNode();
 
-  int32_t GetPosition(int64_t* time) override;
-  HRESULT Seek(int32_t frame, int32_t* reached, int32_t mode) override;
-  HRESULT Skip(int32_t count, int32_t* moved) override;
-  KivComPtr<IKivFrame> GetCurrentFrame(int32_t* status) override;
-  HRESULT Flush() override;
-  HRESULT ProcessCommand(uint32_t id, uintptr_t param, uintptr_t extra) override;
-  HRESULT Initialize(KivComPtr<IKivProperties> settings, KivComPtr<IKivProperties> info) override;
-  HRESULT SaveSettings(IKivProperties* bag) override;
-  HRESULT LoadSettings(IKivProperties* bag) override;
-
-  uint32_t References();
+  int32_t GetPosition(int64_t* timeOut) override {
+    log.Add("GetPosition");
+    if (timeOut) *timeOut = time;
+    return position;
+  }
+  HRESULT Seek(int32_t index, int32_t* reached, int32_t mode) override {
+    log.Add("Seek " + std::to_string(index));
+    lastMode = mode;
+    if (Failed(result)) return result;
+    position = index;
+    if (reached) *reached = index;
+    return result;
+  }
+  HRESULT Skip(int32_t count, int32_t* moved) override {
+    log.Add("Skip " + std::to_string(count));
+    if (Failed(result)) return result;
+    position = kiv::ClampToInt32(int64_t{position} + count);
+    if (moved) *moved = count;
+    return result;
+  }
+  KivComPtr<IKivFrame> GetCurrentFrame(int32_t* statusOut) override {
+    log.Add("GetCurrentFrame");
+    if (statusOut) *statusOut = status;
+    if (frame) return frame;
+    KivComPtr<IKivFrame> made = MakeFrame(position);
+    made.As<IKivVideoFrame>()->SetFrameIndex(position);
+    return made;
+  }
+  HRESULT Flush() override { return log.Add("Flush", result); }
+  HRESULT ProcessCommand(uint32_t id, uintptr_t param, uintptr_t extra) override {
+    char text[32];
+    std::snprintf(text, sizeof text, "Command 0x%X", id);
+    commands.push_back({id, param, extra});
+    return log.Add(text, result);
+  }
+  HRESULT Initialize(KivComPtr<IKivProperties> settingsBag,
+                     KivComPtr<IKivProperties> infoBag) override {
+    settings = std::move(settingsBag);
+    info = std::move(infoBag);
+    return log.Add("Initialize", initializeResult);
+  }
+  HRESULT SaveSettings(IKivProperties* /*bag*/) override { return log.Add("Save"); }
+  HRESULT LoadSettings(IKivProperties* /*bag*/) override { return log.Add("Load"); }
+  uint32_t References() { return AddRef(), Release(); }
 
   CallLog log;
-  HRESULT seekResult = S_OK;
-  HRESULT skipResult = S_OK;
-  HRESULT flushResult = S_OK;
-  HRESULT commandResult = S_OK;
+  HRESULT result = S_OK;  // of all but Initialize
   HRESULT initializeResult = S_OK;
   int32_t position = 0;
   int64_t time = 0;
@@ -51,11 +80,69 @@ class FakeNode : public kiv::CountedObject<IKivSourceBase> {
   int32_t status = 0;
   // Without one, each call makes a frame that shows the position.
   KivComPtr<IKivFrame> frame;
-  bool makesFrames = true;
   std::vector<SentCommand> commands;
   // What the last Initialize brought.
   KivComPtr<IKivProperties> settings;
   KivComPtr<IKivProperties> info;
 };
+
+// A row for each of the node types, and a record of what a chain builder asked for. One at a time
+// in a process.
+class FakeNodes {
+ public:
+  struct Made {
+    NodeType type;
+    IUnknown* outer;
+    IKivSourceBase* upstream;
+    KivComPtr<FakeNode> node;
+  };
+
+  FakeNodes() { current = this; }
+  NodeTable Table() const { return kFakes; }
+  // The node made last.
+  FakeNode& Tail() const { return *made.back().node; }
+
+  std::vector<Made> made;
+  // The n-th node from now on (0 is the next) cannot be made; -1 for none.
+  int failAfter = -1;
+
+ private:
+  static inline FakeNodes* current = nullptr;
+
+  template <NodeType kType>
+  static NodeRef MakeFake(IUnknown* outer, const NodeRef& upstream) {
+    if (current->failAfter == 0) return nullptr;
+    if (current->failAfter > 0) --current->failAfter;
+    current->made.push_back({kType, outer, upstream.Get(), FakeNode::Make()});
+    return NodeRef(current->made.back().node);
+  }
+
+  static constexpr NodeClass kFakes[] = {
+#define KIV_FAKE_ROW(id, name, className) {NodeType::k##name, &MakeFake<NodeType::k##name>},
+      KIV_NODE_TYPES(KIV_FAKE_ROW)
+#undef KIV_FAKE_ROW
+  };
+};
+
+// A node over a fake source. It has no outer object: it counts in the ordinary way and ends with
+// this.
+template <typename Node>
+struct NodeOnFake {
+  KivComPtr<FakeNode> source = FakeNode::Make();
+  KivComPtr<Node> node{new Node(nullptr, source)};
+};
+
+// A record or an object.
+template <typename T>
+HRESULT Send(IKivSourceBase& node, CommandId id, T* record, int32_t extra = 0) {
+  return node.ProcessCommand(static_cast<uint32_t>(id), reinterpret_cast<uintptr_t>(record),
+                             static_cast<uintptr_t>(intptr_t{extra}));
+}
+
+// A number, widened with its sign.
+inline HRESULT Send(IKivSourceBase& node, CommandId id, int32_t number = 0) {
+  return node.ProcessCommand(static_cast<uint32_t>(id), static_cast<uintptr_t>(intptr_t{number}),
+                             0);
+}
 
 }  // namespace test

@@ -1,14 +1,28 @@
 // Fails every test that leaves an object alive: the component's, the engine's or a fake.
 //
-// Linked in by every fake; a test that uses none calls UseLedger once.
+// Included by every fake; that alone makes it work.
 #pragma once
 
-#include <cstdint>
+#include <gtest/gtest.h>
+
+#include "engine/common/CountedObject.h"
+#include "kiv/component/object/ModuleCount.h"
 
 namespace test {
 
-// Objects alive now, of all kinds.
-int64_t LiveObjects();
-void UseLedger();
+class LedgerListener : public testing::EmptyTestEventListener {
+  static int64_t Alive() { return scombase::LiveObjects() + kiv::LiveObjectCount(); }
+  void OnTestStart(const testing::TestInfo& /*info*/) override { before_ = Alive(); }
+  void OnTestEnd(const testing::TestInfo& /*info*/) override {
+    EXPECT_EQ(before_, Alive()) << "objects outlive their test";
+  }
+
+  int64_t before_ = 0;
+};
+
+inline const bool kLedgerListens = [] {
+  testing::UnitTest::GetInstance()->listeners().Append(new LedgerListener);
+  return true;
+}();
 
 }  // namespace test

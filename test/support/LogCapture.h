@@ -1,39 +1,22 @@
-// Collects what is logged while it lives.
+// Collects what is logged while it lives, on the thread that made it.
 #pragma once
 
-#include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "engine/logger/Logger.h"
 
 namespace test {
 
-struct LoggedLine {
-  LogLevel level;
-  std::string text;
-};
-
-class LogCapture {
- public:
+struct LogCapture {
   LogCapture() {
-    kiv::SetLogCallback([this](LogLevel level, const char* text) {
-      const std::lock_guard hold(lock_);
-      lines_.push_back({level, text});
-    });
+    kiv::SetLogCallback(
+        [this](LogLevel level, const char* text) { lines.emplace_back(level, text); });
   }
   ~LogCapture() { kiv::SetLogCallback({}); }
-  LogCapture(const LogCapture&) = delete;
-  LogCapture& operator=(const LogCapture&) = delete;
 
-  std::vector<LoggedLine> Lines() const {
-    const std::lock_guard hold(lock_);
-    return lines_;
-  }
-
- private:
-  mutable std::mutex lock_;
-  std::vector<LoggedLine> lines_;
+  std::vector<std::pair<LogLevel, std::string>> lines;
 };
 
 }  // namespace test

@@ -1,15 +1,8 @@
 #include "test/support/NumberedClip.h"
 
-#include <unistd.h>
+#include <algorithm>
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <map>
-#include <stdexcept>
-
-#include "test/support/ClipEncoder.h"
+#include "test/support/TestFolder.h"
 
 namespace kivtest {
 namespace {
@@ -44,75 +37,25 @@ int Brightness(const uint8_t* bgra, int width, int height, int cell) {
   return static_cast<int>(sum / count);
 }
 
-// The clips of the process. Its folder goes with it.
-class ClipFolder {
- public:
-  ClipFolder() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "numbered-XXXXXX").string();
-    if (!mkdtemp(pattern.data())) throw std::runtime_error("no temporary folder");
-    path_ = pattern;
-  }
-  ~ClipFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-  }
-  static ClipFolder& Shared() {
-    static ClipFolder folder;
-    return folder;
-  }
-  std::string PathOf(const std::string& name) const { return (path_ / name).string(); }
-
-  std::map<std::string, std::string> clips;
-
- private:
-  std::filesystem::path path_;
-};
-
-void Append(std::string* key, const std::vector<std::pair<std::string, std::string>>& options) {
-  for (const auto& [name, value] : options) *key += "|" + name + "=" + value;
-  *key += ";";
-}
-
-std::string KeyOf(const ClipRecipe& recipe) {
-  std::string key = recipe.codec + "|" + recipe.container + "|" + recipe.pixelFormat + "|" +
-                    recipe.colourMatrix + "|" + recipe.colourRange + "|" + recipe.audioCodec;
-  for (const int64_t number :
-       {int64_t{recipe.size.width}, int64_t{recipe.size.height}, recipe.rate.numerator,
-        recipe.rate.denominator, int64_t{recipe.frames}, int64_t{recipe.gop},
-        int64_t{recipe.bFrames}, int64_t{recipe.openGop}, recipe.startMilliseconds,
-        int64_t{recipe.rotation}}) {
-    key += "|" + std::to_string(number);
-  }
-  for (const int64_t time : recipe.times) key += "," + std::to_string(time);
-  Append(&key, recipe.codecOptions);
-  Append(&key, recipe.muxerOptions);
-  Append(&key, recipe.streamTags);
-  return key;
+const TestFolder& Folder() {
+  static const TestFolder folder;
+  return folder;
 }
 
 }  // namespace
 
 std::string MakeClip(const ClipRecipe& recipe) {
-  ClipFolder& folder = ClipFolder::Shared();
-  std::string& path = folder.clips[KeyOf(recipe)];
-  if (!path.empty()) return path;
-  const std::string name = std::to_string(folder.clips.size()) + "." + recipe.container;
-  EncodeClip(recipe, folder.PathOf(name));
-  return path = folder.PathOf(name);
+  static std::vector<ClipRecipe> made;
+  const auto known = std::find(made.begin(), made.end(), recipe);
+  const auto number = std::to_string(known - made.begin());
+  const std::string path = TemporaryPath(number + "." + recipe.container);
+  if (known != made.end()) return path;
+  EncodeClip(recipe, path);
+  made.push_back(recipe);
+  return path;
 }
 
-std::string TemporaryPath(const std::string& name) { return ClipFolder::Shared().PathOf(name); }
-
-void WriteFile(const std::string& path, const std::vector<uint8_t>& bytes) {
-  std::ofstream file(path, std::ios::binary);
-  file.write(reinterpret_cast<const char*>(bytes.data()),
-             static_cast<std::streamsize>(bytes.size()));
-}
-
-std::vector<uint8_t> ReadFile(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
+std::string TemporaryPath(const std::string& name) { return Folder().Path(name); }
 
 int ReadNumber(const uint8_t* bgra, int width, int height) {
   bool white[kCells];

@@ -5,7 +5,6 @@
 
 #include <cstdint>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "kiv/values/ValueTypes.h"
@@ -15,32 +14,30 @@ namespace kivtest {
 struct ClipRecipe {
   std::string codec = "libx264";  // an encoder's name
   std::string container = "mp4";  // a file name's ending, or a muxer's name for raw streams
+  std::string pixelFormat = "yuv420p";
   KivSize size{192, 112};
   KivRational rate{25, 1};
   int frames = 60;
   int gop = 12;
   int bFrames = 0;
   bool openGop = false;
-  std::string pixelFormat = "yuv420p";
-  // Frame i is shown at these times in milliseconds; empty goes by the rate. Repeats its last step.
-  std::vector<int64_t> times;
+  std::string audioCodec = {};  // empty: no audio
   // Added to every time. A negative one makes an edit list that hides the frames before 0.
   int64_t startMilliseconds = 0;
+  // Frame i is shown at these times in milliseconds; empty goes by the rate. Repeats its last step.
+  std::vector<int64_t> times = {};
   int rotation = 0;  // degrees clockwise when shown
-  std::string colourMatrix;
-  std::string colourRange;
-  std::string audioCodec;  // empty: no audio
-  std::vector<std::pair<std::string, std::string>> codecOptions;
-  std::vector<std::pair<std::string, std::string>> muxerOptions;
-  std::vector<std::pair<std::string, std::string>> streamTags;
+  bool mirrored = false;
+  std::string movflags = {};
+
+  friend bool operator==(const ClipRecipe&, const ClipRecipe&) = default;
 };
 
 // The path of the clip, UTF-8. The same clip is made once in a process; all go when it ends.
 std::string MakeClip(const ClipRecipe& recipe);
 // A path in the same temporary folder.
 std::string TemporaryPath(const std::string& name);
-void WriteFile(const std::string& path, const std::vector<uint8_t>& bytes);
-std::vector<uint8_t> ReadFile(const std::string& path);
+void EncodeClip(const ClipRecipe& recipe, const std::string& path);
 
 // The number that a picture of any size carries; -1 when it carries none that can be read.
 int ReadNumber(const uint8_t* bgra, int width, int height);
