@@ -70,7 +70,7 @@ struct FilterParams : testing::Test {
 // There is none at place 1.
 TEST_F(FilterParams, TheFirstMatchWithoutRegardToAsciiCaseAnswers) {
   Publish(0, L"strength");
-  const KivPropDecorator mode = Publish(2, L"mode");
+  const KivPropDecorator mode = Publish(2, L"moDe");
   Publish(3, L"MODE");
   for (const wchar_t* name : {L"Mode", L"MODE", L"mode"}) {
     EXPECT_EQ(mode.Reference(), MyHelper::FindFilterParam(bag.Reference(), name));
