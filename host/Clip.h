@@ -11,6 +11,7 @@
 
 #include "host/MeteredDecoder.h"
 #include "host/Options.h"
+#include "host/Playback.h"
 #include "kiv/chain/IKivRender.h"
 #include "kiv/component/IKivVideoStreamProcess.h"
 #include "kiv/platform/KivCommon.h"
@@ -24,13 +25,6 @@ struct OpenedInput {
   KivStreamInfo info;
 };
 OpenedInput OpenInput(const std::string& path);
-
-// How many frames the chain gives for a clip, and at what rate. The one place that knows.
-struct ResultShape {
-  int32_t frameCount = 0;
-  KivRational frameRate;
-};
-ResultShape ResultOf(const ChainOptions& options, const KivStreamInfo& info);
 
 // The sample aspect that shows a picture of `size` in the clip's own shape.
 KivRational OutputSampleAspect(const KivStreamInfo& info, KivSize size);
@@ -54,18 +48,21 @@ class Clip {
   void SaveSettings(const std::string& path);
 
  private:
+  void BuildChain(const std::vector<int32_t>& nodes);
   void SetUpSource(const ChainOptions& options);
   void SetUpRender();
+  void SetUpNodes();
   void LoadSettings(const ChainOptions& options);
   void SetUpProxy(const ChainOptions& options);
 
   OpenedInput input_;
-  ResultShape result_;
   KivComPtr<MeteredDecoder> decoder_;
   KivPropDecorator settings_;
+  Playback playback_;
+  ResultShape result_;
   KivComPtr<IKivVideoStreamProcessInternal> process_;
   KivComPtr<IKivRenderEx> render_;
-  bool framesStay_;
+  bool framesStay_ = false;
 };
 
 }  // namespace host
