@@ -161,10 +161,12 @@ void Clip::SetUpNodes() {
   process_->SetCacheRange(&playback_.used);
 }
 
-KivDecoderStats Clip::DecoderStats() const {
-  KivDecoderStats stats;
-  input_.streamInfo->GetStats(&stats);
-  return stats;
+int64_t Clip::SourceTimeOf(IKivFrame& frame) const {
+  int64_t time = 0;
+  frame.GetTime(&time, nullptr);
+  const auto numbered = KivComPtr<IKivFrame>(&frame).As<IKivVideoFrame>();
+  if (numbered) decoder_->TimeOf(numbered->GetFrameIndex(), &time);
+  return time;
 }
 
 void Clip::Seek(int32_t frame) {

@@ -35,7 +35,7 @@ class Clip {
 
   const KivStreamInfo& Info() const { return input_.info; }
   const ResultShape& Result() const { return result_; }
-  KivDecoderStats DecoderStats() const;
+  KivDecoderStats DecoderStats() const { return decoder_->Stats(); }
   const MeteredDecoder& Decoder() const { return *decoder_; }
   // Whether a frame pulled stays as it is when the next one is pulled.
   bool FramesStay() const { return framesStay_; }
@@ -44,6 +44,9 @@ class Clip {
   void Advance();
   // The frame at the position, straight rows.
   KivComPtr<IKivFrame> Pull();
+
+  // When the clip itself shows what the frame shows. Nodes rewrite a frame's time, not its number.
+  int64_t SourceTimeOf(IKivFrame& frame) const;
 
   void SaveSettings(const std::string& path);
 

@@ -26,7 +26,9 @@ class Stopwatch {
 }  // namespace
 
 MeteredDecoder::MeteredDecoder(KivComPtr<IKivMediaDecoder> decoder)
-    : decoder_(std::move(decoder)), size_(decoder_.As<IKivDecoderSize>()) {}
+    : decoder_(std::move(decoder)),
+      size_(decoder_.As<IKivDecoderSize>()),
+      stream_(decoder_.As<IKivStreamInfo>()) {}
 
 KivComPtr<MeteredDecoder> MeteredDecoder::Make(KivComPtr<IKivMediaDecoder> decoder) {
   return KivComPtr<MeteredDecoder>::Adopt(new MeteredDecoder(std::move(decoder)));
@@ -51,17 +53,47 @@ uint32_t MeteredDecoder::Release() {
   return left;
 }
 
+KivDecoderStats MeteredDecoder::Stats() {
+  KivDecoderStats stats;
+  const std::lock_guard hold(lock_);
+  if (stream_) stream_->GetStats(&stats);
+  return stats;
+}
+
+bool MeteredDecoder::TimeOf(int32_t index, int64_t* time) {
+  const std::lock_guard hold(lock_);
+  return stream_ && Succeeded(stream_->GetFrameTime(index, time, nullptr, nullptr));
+}
+
+int64_t MeteredDecoder::GetCurrentTime() {
+  const std::lock_guard hold(lock_);
+  return decoder_->GetCurrentTime();
+}
+
+HRESULT MeteredDecoder::SetProxyOff(bool off) {
+  const std::lock_guard hold(lock_);
+  return decoder_->SetProxyOff(off);
+}
+
+HRESULT MeteredDecoder::SetProxyPath(const wchar_t* path) {
+  const std::lock_guard hold(lock_);
+  return decoder_->SetProxyPath(path);
+}
+
 HRESULT MeteredDecoder::Seek(int64_t time, int32_t mode) {
+  const std::lock_guard hold(lock_);
   const Stopwatch watch(&nanoseconds_);
   return decoder_->Seek(time, mode);
 }
 
 HRESULT MeteredDecoder::Skip(int32_t count, int32_t* moved) {
+  const std::lock_guard hold(lock_);
   const Stopwatch watch(&nanoseconds_);
   return decoder_->Skip(count, moved);
 }
 
 HRESULT MeteredDecoder::ReadCurrentFrame(KivComPtr<IKivFrame>* frame) {
+  const std::lock_guard hold(lock_);
   const Stopwatch watch(&nanoseconds_);
   const HRESULT hr = decoder_->ReadCurrentFrame(frame);
   if (Failed(hr)) ++unread_;
@@ -69,10 +101,12 @@ HRESULT MeteredDecoder::ReadCurrentFrame(KivComPtr<IKivFrame>* frame) {
 }
 
 HRESULT MeteredDecoder::SetOutputSize(const KivSize* size) {
+  const std::lock_guard hold(lock_);
   return size_ ? size_->SetOutputSize(size) : E_NOTIMPL;
 }
 
 HRESULT MeteredDecoder::GetSourceSize(KivSize* size) {
+  const std::lock_guard hold(lock_);
   return size_ ? size_->GetSourceSize(size) : E_NOTIMPL;
 }
 
