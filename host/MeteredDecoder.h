@@ -1,5 +1,6 @@
 // Stands between the chain and a clip's decoder: takes the time of every call, counts the pictures
-// that could not be read, and lets the host ask about the stream while a node's worker reads.
+// that could not be read, and lets the host ask about the stream while a node's worker reads. In a
+// clip of variable rate it makes seeks count frames, as skips do, whatever times those have.
 //
 // Units:    seconds.
 // Owns:     one reference to the decoder.
@@ -32,6 +33,7 @@ class MeteredDecoder : public IKivMediaDecoder, public IKivDecoderSize {
   uint32_t Release() override;
 
   int64_t GetCurrentTime() override;
+  // `time` lies on the grid of the stream's frame rate.
   HRESULT Seek(int64_t time, int32_t mode) override;
   HRESULT Skip(int32_t count, int32_t* moved) override;
   HRESULT SetProxyOff(bool off) override;
@@ -45,10 +47,13 @@ class MeteredDecoder : public IKivMediaDecoder, public IKivDecoderSize {
   explicit MeteredDecoder(KivComPtr<IKivMediaDecoder> decoder);
   virtual ~MeteredDecoder() = default;
 
+  int64_t OwnTime(int64_t gridTime);
+
   std::atomic<uint32_t> references_{1};
   KivComPtr<IKivMediaDecoder> decoder_;
   KivComPtr<IKivDecoderSize> size_;
   KivComPtr<IKivStreamInfo> stream_;
+  KivStreamInfo info_;
   std::mutex lock_;
   std::atomic<int64_t> nanoseconds_{0};
   std::atomic<int32_t> unread_{0};
