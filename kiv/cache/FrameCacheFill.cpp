@@ -43,7 +43,7 @@ void CFrameCache::FillRange(const CacheSpan& range) {
 void CFrameCache::StoreCurrent(int64_t index) {
   int32_t status = 0;
   const KivComPtr<IKivFrame> frame = upstream_->GetCurrentFrame(&status);
-  if (!frame) return;
+  if (!frame || !frame->GetPixels()) return;
   KivComPtr<IKivFrame> copy;
   GetSpareFrame(&copy, frame.Get());
   if (!copy || Failed(copy->CopyFrom(frame.Get()))) return;
