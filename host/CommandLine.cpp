@@ -7,7 +7,6 @@
 #include "host/HostError.h"
 #include "host/OptionTable.h"
 #include "host/OptionValues.h"
-#include "kiv/chain/NodeTypes.h"
 
 namespace host {
 namespace {
@@ -90,8 +89,7 @@ Parsed Parse(const CommandRow& command, const std::vector<std::string>& argument
 
 ChainOptions ReadChainOptions(const OptionTexts& texts) {
   ChainOptions chain;
-  chain.nodes = texts.chain.empty() ? std::vector<int32_t>{static_cast<int32_t>(NodeType::kSource)}
-                                    : ReadChain("--chain", texts.chain);
+  if (!texts.chain.empty()) chain.nodes = ReadChain("--chain", texts.chain);
   if (!texts.size.empty()) chain.size = ReadSize("--size", texts.size);
   if (!texts.decodeScale.empty()) {
     chain.decodeScale = ReadScale("--decode-scale", texts.decodeScale);
@@ -99,6 +97,11 @@ ChainOptions ReadChainOptions(const OptionTexts& texts) {
   if (!texts.proxy.empty() && texts.noProxy) FailUsage("--proxy and --no-proxy exclude each other");
   chain.proxy = texts.proxy;
   chain.noProxy = texts.noProxy;
+  chain.reverse = texts.reverse;
+  if (!texts.reverseRange.empty()) {
+    if (!texts.reverse) FailUsage("--reverse-range needs --reverse");
+    chain.reverseRange = ReadSpan("--reverse-range", texts.reverseRange);
+  }
   chain.settings = texts.settings;
   chain.saveSettings = texts.saveSettings;
   return chain;

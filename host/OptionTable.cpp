@@ -30,6 +30,9 @@ constexpr OptionRow kOptions[] = {
          "scale of that size, such as 1/2"),
     Text("--proxy", kChainBits, "FILE", &OptionTexts::proxy, "read pictures from FILE instead"),
     Flag("--no-proxy", kChainBits, &OptionTexts::noProxy, "turn a stored proxy off"),
+    Flag("--reverse", kChainBits, &OptionTexts::reverse, "play backwards"),
+    Text("--reverse-range", kChainBits, "A:B", &OptionTexts::reverseRange,
+         "the clip's frames A to B only, B first; with --reverse"),
     Text("--chain", kChainBits, "LIST", &OptionTexts::chain,
          "nodes from the source on: source,alpha,stabilizer,cache,rate,reverse,speed,crop"),
     Text("--settings", kChainBits, "FILE.json", &OptionTexts::settings,
@@ -60,8 +63,7 @@ constexpr CommandRow kCommands[] = {
 constexpr std::string_view kCommandsNotBuilt[] = {"stabilize", "verify", "keyframes"};
 
 constexpr std::string_view kOptionsNotBuilt[] = {
-    "--speed",     "--interpolation", "--reverse",        "--reverse-range", "--fps",
-    "--stabilize", "--crop",          "--crop-keyframes", "--memory"};
+    "--speed", "--interpolation", "--fps", "--stabilize", "--crop", "--crop-keyframes", "--memory"};
 constexpr std::string_view kPrefixNotBuilt = "--alpha-";
 
 }  // namespace
