@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <numeric>
@@ -10,6 +11,7 @@
 #include "host/ComponentLoader.h"
 #include "host/HostError.h"
 #include "host/Settings.h"
+#include "kiv/chain/NodeTypes.h"
 
 namespace host {
 namespace {
@@ -46,6 +48,14 @@ constexpr KivRational kRateOfStills{25, 1};
 KivRational Reduced(int64_t numerator, int64_t denominator) {
   const int64_t divisor = std::gcd(numerator, denominator);
   return {numerator / divisor, denominator / divisor};
+}
+
+// The source makes a frame for each call and the crop node passes it on; others may use one again.
+bool LeavesFramesAlone(const std::vector<int32_t>& nodes) {
+  return std::all_of(nodes.begin(), nodes.end(), [](int32_t node) {
+    return node == static_cast<int32_t>(NodeType::kSource) ||
+           node == static_cast<int32_t>(NodeType::kCrop);
+  });
 }
 
 }  // namespace
@@ -88,7 +98,7 @@ Clip::Clip(const std::string& input, const ChainOptions& options)
     : input_(OpenInput(input)),
       result_(ResultOf(options, input_.info)),
       decoder_(MeteredDecoder::Make(input_.decoder)),
-      framesStay_(options.nodes.size() == 1) {
+      framesStay_(LeavesFramesAlone(options.nodes)) {
   if (!options.proxy.empty()) CheckFile(options.proxy, "the proxy");
   process_ = ComponentLoader::ByClassId().CreateProcess();
   render_ = process_.As<IKivRenderEx>();
@@ -97,6 +107,7 @@ Clip::Clip(const std::string& input, const ChainOptions& options)
   LoadSettings(options);
   SetUpSource(options);
   SetUpRender();
+  crop_.SetUp(options, process_, *render_.Get());
 }
 
 void Clip::LoadSettings(const ChainOptions& options) {
@@ -139,6 +150,7 @@ void Clip::SetUpRender() {
   }
   settings->SetRenderFrameRate(&result_.frameRate);
   settings->SetRenderSize(&size);
+  wholeSize_ = size;
 }
 
 KivDecoderStats Clip::DecoderStats() const {
@@ -167,7 +179,11 @@ KivComPtr<IKivFrame> Clip::Pull() {
     FailRun("frame {} could not be made: result {:08x}", render_->GetPosition(),
             static_cast<uint32_t>(hr));
   }
-  return frame;
+  return crop_.Cut(frame);
+}
+
+KivRational Clip::SampleAspect(KivSize size) const {
+  return OutputSampleAspect(Info(), crop_.IsOn() ? wholeSize_ : size);
 }
 
 void Clip::SaveSettings(const std::string& path) {

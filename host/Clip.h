@@ -9,6 +9,7 @@
 
 #include <string>
 
+#include "host/Crop.h"
 #include "host/MeteredDecoder.h"
 #include "host/Options.h"
 #include "kiv/chain/IKivRender.h"
@@ -46,9 +47,12 @@ class Clip {
   // Whether a frame pulled stays as it is when the next one is pulled.
   bool FramesStay() const { return framesStay_; }
 
+  // The sample aspect that shows a pulled picture of `size` in the clip's own shape.
+  KivRational SampleAspect(KivSize size) const;
+
   void Seek(int32_t frame);
   void Advance();
-  // The frame at the position, straight rows.
+  // The frame at the position, straight rows, cut to its region.
   KivComPtr<IKivFrame> Pull();
 
   void SaveSettings(const std::string& path);
@@ -65,6 +69,8 @@ class Clip {
   KivPropDecorator settings_;
   KivComPtr<IKivVideoStreamProcessInternal> process_;
   KivComPtr<IKivRenderEx> render_;
+  KivSize wholeSize_;  // before the cut
+  Crop crop_;
   bool framesStay_;
 };
 

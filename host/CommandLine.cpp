@@ -88,6 +88,18 @@ Parsed Parse(const CommandRow& command, const std::vector<std::string>& argument
   return Parsed::kCommand;
 }
 
+// The crop node comes last. Settings may hold a region, so it is there for them too; without one it
+// passes every frame on.
+void ReadCrop(const OptionTexts& texts, ChainOptions* chain) {
+  if (!texts.crop.empty()) chain->crop = ReadRegion("--crop", texts.crop);
+  chain->cropKeyframes = texts.cropKeyframes;
+  if (chain->crop && !chain->cropKeyframes.empty()) {
+    FailUsage("--crop and --crop-keyframes exclude each other");
+  }
+  const bool wanted = chain->crop || !chain->cropKeyframes.empty() || !chain->settings.empty();
+  if (texts.chain.empty() && wanted) chain->nodes.push_back(static_cast<int32_t>(NodeType::kCrop));
+}
+
 ChainOptions ReadChainOptions(const OptionTexts& texts) {
   ChainOptions chain;
   chain.nodes = texts.chain.empty() ? std::vector<int32_t>{static_cast<int32_t>(NodeType::kSource)}
@@ -101,6 +113,7 @@ ChainOptions ReadChainOptions(const OptionTexts& texts) {
   chain.noProxy = texts.noProxy;
   chain.settings = texts.settings;
   chain.saveSettings = texts.saveSettings;
+  ReadCrop(texts, &chain);
   return chain;
 }
 
@@ -146,6 +159,15 @@ void ReadSheetOptions(const OptionTexts& texts, Options* options) {
   if (!texts.progress.empty()) options->progress = ReadProgress("--progress", texts.progress);
 }
 
+void ReadKeyframesOptions(const OptionTexts& texts, Options* options) {
+  options->plot = texts.plot;
+  options->output = texts.plot;
+  if (!texts.at.empty()) options->atFrame = ReadFrame("--at", texts.at);
+  OptionTexts picture;
+  picture.output = texts.plot;
+  if (!texts.plot.empty()) PlanThePicture(picture, options);
+}
+
 Options Interpret(const CommandRow& command, const std::string& input, const OptionTexts& texts) {
   Options options;
   options.input = input;
@@ -161,6 +183,9 @@ Options Interpret(const CommandRow& command, const std::string& input, const Opt
   } else if (command.name == "sheet") {
     options.command = Command::kSheet;
     ReadSheetOptions(texts, &options);
+  } else if (command.name == "keyframes") {
+    options.command = Command::kKeyframes;
+    ReadKeyframesOptions(texts, &options);
   } else if (command.name == "register") {
     options.command = Command::kRegister;
   } else if (command.name == "unregister") {

@@ -12,6 +12,7 @@ enum CommandBits : unsigned {
   kFrameBit = 2,
   kInfoBit = 4,
   kSheetBit = 8,
+  kKeyframesBit = 64,
   kChainBits = kRenderBit | kFrameBit | kSheetBit,
   kSpanBits = kRenderBit | kSheetBit,
 };
@@ -20,6 +21,7 @@ enum CommandBits : unsigned {
 struct OptionTexts {
   std::string output, at, frames, size, decodeScale, proxy, settings, saveSettings, chain;
   std::string format, codec, quality, progress, report;
+  std::string crop, cropKeyframes, plot;
   bool json = false, noProxy = false;
 };
 
