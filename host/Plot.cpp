@@ -18,6 +18,8 @@ constexpr uint32_t kGrid = 0xFF3C3C3C;
 constexpr int32_t kTextScale = 2;
 constexpr int32_t kLeft = 110, kRight = 30, kTop = 50, kBottom = 50;
 constexpr double kHalfLine = 1.2;
+// A curve shows as a seam around one that lies on it.
+constexpr double kSeam = 1.3;
 constexpr double kMarkRadius = 4.5;
 constexpr int32_t kGridLines = 8;
 constexpr double kMargin = 0.05;
@@ -128,7 +130,9 @@ class Plot {
 
   std::vector<uint8_t> Draw() {
     DrawGrid();
-    for (const Curve& curve : curves_) DrawCurve(curve);
+    for (size_t i = 0; i < curves_.size(); ++i) {
+      DrawCurve(curves_[i], static_cast<double>(curves_.size() - 1 - i) * kSeam);
+    }
     DrawLegend();
     return canvas_.Take();
   }
@@ -174,15 +178,15 @@ class Plot {
     }
   }
 
-  void DrawCurve(const Curve& curve) {
+  void DrawCurve(const Curve& curve, double seam) {
     for (size_t i = 1; i < curve.points.size(); ++i) {
       if (!IsDrawable(curve.points[i - 1]) || !IsDrawable(curve.points[i])) continue;
-      canvas_.Stroke(PlaceOf(curve.points[i - 1]), PlaceOf(curve.points[i]), kHalfLine,
+      canvas_.Stroke(PlaceOf(curve.points[i - 1]), PlaceOf(curve.points[i]), kHalfLine + seam,
                      curve.colour);
     }
     for (const KivPointF& mark : curve.marks) {
       if (!IsDrawable(mark)) continue;
-      canvas_.Stroke(PlaceOf(mark), PlaceOf(mark), kMarkRadius, curve.colour);
+      canvas_.Stroke(PlaceOf(mark), PlaceOf(mark), kMarkRadius + seam, curve.colour);
     }
   }
 
