@@ -88,15 +88,16 @@ Parsed Parse(const CommandRow& command, const std::vector<std::string>& argument
   return Parsed::kCommand;
 }
 
-// The crop node comes last. Settings may hold a region, so it is there for them too; without one it
-// passes every frame on.
+// The crop node comes last. Settings hold a region as well, so it is there for them too; as long as it
+// is not enabled it passes every frame on.
 void ReadCrop(const OptionTexts& texts, ChainOptions* chain) {
   if (!texts.crop.empty()) chain->crop = ReadRegion("--crop", texts.crop);
   chain->cropKeyframes = texts.cropKeyframes;
   if (chain->crop && !chain->cropKeyframes.empty()) {
     FailUsage("--crop and --crop-keyframes exclude each other");
   }
-  const bool wanted = chain->crop || !chain->cropKeyframes.empty() || !chain->settings.empty();
+  const bool wanted = chain->crop || !chain->cropKeyframes.empty() || !chain->settings.empty() ||
+                      !chain->saveSettings.empty();
   if (texts.chain.empty() && wanted) chain->nodes.push_back(static_cast<int32_t>(NodeType::kCrop));
 }
 

@@ -55,7 +55,19 @@ void Crop::SetUp(const ChainOptions& options,
   if (options.crop || !options.cropKeyframes.empty()) Animate(options);
   int32_t enabled = 0;
   process_->GetCropEnabled(&enabled);
-  if (enabled != 0) size_ = FirstSize(render);
+  if (enabled == 0) return;
+  size_ = FirstSize(render);
+  isFixed_ = IsFixed();
+}
+
+bool Crop::IsFixed() const {
+  const auto keyframes = KeyframesOf(*process_);
+  KeyFrameRectF first, frame;
+  keyframes->GetKeyFrameAt(0, &first);
+  for (int32_t i = 1; keyframes->GetKeyFrameAt(i, &frame); ++i) {
+    if (frame.value != first.value) return false;
+  }
+  return true;
 }
 
 void Crop::Animate(const ChainOptions& options) const {
@@ -94,7 +106,7 @@ KivComPtr<IKivFrame> Crop::Cut(const KivComPtr<IKivFrame>& frame) const {
                        {across.begin, down.begin, across.length, down.length},
                        {static_cast<uint8_t*>(cut->GetPixels()), size_->width, size_->height,
                         static_cast<size_t>(size_->width) * 4},
-                       kiv::ScaleFilter::kCubic);
+                       isFixed_ ? kiv::ScaleFilter::kCubic : kiv::ScaleFilter::kSmooth);
   if (Failed(hr)) {
     FailRun("the crop region {:g},{:g},{:g},{:g} of frame {} leaves no picture", region.left,
             region.top, region.width, region.height, source.frameIndex);

@@ -29,10 +29,12 @@ class Crop {
 
  private:
   void Animate(const ChainOptions& options) const;
+  bool IsFixed() const;
   KivSize FirstSize(IKivRenderEx& render) const;
 
   KivComPtr<IKivVideoStreamProcessInternal> process_;
   std::optional<KivSize> size_;  // of every picture; none when nothing is cut
+  bool isFixed_ = false;         // one region for all frames
 };
 
 }  // namespace host

@@ -63,26 +63,44 @@ void AddLinear(Axis& axis, int32_t size, double centre) {
   if (fraction > 0) axis.Add(fraction);
 }
 
-// The cubic through four points whose slopes are those of their neighbours (Catmull and Rom).
-double CubicWeight(double distance) {
+// A cubic over four points, of the family that keeps ramps straight (B + 2C = 1): `blur` 0 goes through
+// the points with the slopes of their neighbours, 1 is the smoothest.
+double CubicWeight(double distance, double blur) {
   const double x = std::fabs(distance);
+  const double slope = (1 - blur) / 2;
+  if (x < 1) {
+    const double cube = 12 - 9 * blur - 6 * slope;
+    const double square = -18 + 12 * blur + 6 * slope;
+    return ((cube * x + square) * x * x + 6 - 2 * blur) / 6;
+  }
   if (x >= 2) return 0;
-  return x < 1 ? (1.5 * x - 2.5) * x * x + 1 : ((-0.5 * x + 2.5) * x - 4) * x + 2;
+  const double cube = -blur - 6 * slope;
+  const double square = 6 * blur + 30 * slope;
+  const double line = -12 * blur - 48 * slope;
+  return (((cube * x + square) * x + line) * x + 8 * blur + 24 * slope) / 6;
 }
 
-// `scale` source pixels make one: above 1 the curve is stretched over them. What falls beyond the
-// edges counts as the edge pixel.
-void AddCubic(Axis& axis, int32_t size, double centre, double scale) {
-  const double stretch = std::max(scale, 1.0);
+constexpr double kThroughThePoints = 0;
+// Where a hard black and white edge crosses the middle grey, this stays within 0.09 pixel of the true
+// place while the edge moves over the pixels; the curve through the points only within 0.13.
+constexpr double kEvenlySoft = 0.5;
+
+struct Curve {
+  double blur = kThroughThePoints;
+  double stretch = 1;  // source pixels that it is drawn over for each of its own
+};
+
+// What falls beyond the edges counts as the edge pixel.
+void AddCurve(Axis& axis, int32_t size, double centre, const Curve& curve) {
   const double place = centre - 0.5;
-  const int32_t from = SaturateToInt32(std::floor(place - 2 * stretch)) + 1;
-  const int32_t to = SaturateToInt32(std::ceil(place + 2 * stretch)) - 1;
+  const int32_t from = SaturateToInt32(std::floor(place - 2 * curve.stretch)) + 1;
+  const int32_t to = SaturateToInt32(std::ceil(place + 2 * curve.stretch)) - 1;
   const int32_t first = std::clamp(from, 0, size - 1);
   const int32_t last = std::clamp(to, 0, size - 1);
   std::vector<double> weights(static_cast<size_t>(last - first) + 1);
   double sum = 0;
   for (int32_t i = from; i <= to; ++i) {
-    const double weight = CubicWeight((i - place) / stretch);
+    const double weight = CubicWeight((i - place) / curve.stretch, curve.blur);
     weights[static_cast<size_t>(std::clamp(i, first, last) - first)] += weight;
     sum += weight;
   }
@@ -99,7 +117,9 @@ Axis MakeAxis(const Stretch& from, int32_t to, ScaleFilter filter) {
       axis.Begin(std::clamp(SaturateToInt32(centre), 0, from.size - 1));
       axis.Add(1);
     } else if (filter == ScaleFilter::kCubic) {
-      AddCubic(axis, from.size, centre, scale);
+      AddCurve(axis, from.size, centre, {kThroughThePoints, std::max(scale, 1.0)});
+    } else if (filter == ScaleFilter::kSmooth) {
+      AddCurve(axis, from.size, centre, {kEvenlySoft, std::max(scale, 1.0)});
     } else if (filter == ScaleFilter::kArea && scale > 1) {
       AddArea(axis, from.size, from.begin + i * scale, from.begin + (i + 1) * scale);
     } else {
@@ -219,7 +239,8 @@ HRESULT ScaleRegion(const SourcePicture& source, const KivRectF& region,
   if (!IsPictureSize(target.width, target.height)) return E_INVALIDARG;
   if (!IsWithin(region.left, region.width, source.width)) return E_INVALIDARG;
   if (!IsWithin(region.top, region.height, source.height)) return E_INVALIDARG;
-  if (IsWhole(source, region) && source.width == target.width && source.height == target.height) {
+  const bool sameSize = source.width == target.width && source.height == target.height;
+  if (IsWhole(source, region) && sameSize && filter != ScaleFilter::kSmooth) {
     CopyPicture(source, target);
     return S_OK;
   }

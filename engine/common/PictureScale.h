@@ -19,8 +19,11 @@ enum class ScaleFilter : int32_t {
   kNearest = 0,
   kLinear = 1,  // between the two nearest pixels, also when made smaller
   kArea = 2,    // the exact mean of what a pixel covers; as kLinear when made larger
-  kCubic =
-      3,  // a smooth curve through four pixels, of more when made smaller; keeps ramps straight
+  // A curve through four pixels, of more when made smaller; exact where pixels fall on pixels.
+  kCubic = 3,
+  // The same passing beside them: as soft on whole pixels as between them and with hardly any
+  // overshoot, so that edges keep their place and their look while a region moves.
+  kSmooth = 4,
 };
 
 struct SourcePicture {

@@ -84,6 +84,9 @@ TEST(ScaleRegion, BeginsAndEndsBetweenPixels) {
       // The curve swings below and above; what is under 0 or over 255 is cut.
       {ScaleFilter::kCubic, 1.5, 2, Greys({0, 0, 0, 255, 255}), Greys({0, 128})},
       {ScaleFilter::kCubic, 0, 1, Greys({100, 100, 180}), Greys({100, 100, 99, 96})},
+      // 1/12 of each neighbour, also on whole pixels.
+      {ScaleFilter::kSmooth, 0, 4, Greys({0, 0, 240, 240}), Greys({0, 20, 220, 240})},
+      {ScaleFilter::kSmooth, 2.3, 1, kRamp, Greys({33})},
       {ScaleFilter::kLinear, 1.5, 2, kRamp, Greys({25, 35})},
       {ScaleFilter::kArea, 0.5, 3, kRamp, Greys({25})},  // 5, 20, 30 and 20
       {ScaleFilter::kNearest, 3.5, 2, kRamp, Greys({50, 60})}};

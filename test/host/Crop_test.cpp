@@ -12,7 +12,8 @@ namespace {
 
 constexpr int kFrames = 61;
 constexpr KivSize kDrawn{320, 180};
-constexpr int kDark = 40, kLight = 200;
+// What a filter overshoots is cut at both, which moves edges most.
+constexpr int kDark = 0, kLight = 255;
 constexpr double kEdgeX = 130, kEdgeY = 70;
 
 using Drawing = std::function<Bgra(int x, int y)>;
