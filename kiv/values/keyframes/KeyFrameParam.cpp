@@ -15,6 +15,16 @@ template <typename Record>
 constexpr KeyFrameKind kKindOf =
     std::is_same_v<Record, KeyFrameDouble> ? KeyFrameKind::kDouble : KeyFrameKind::kRectF;
 
+// 0 when there is no keyframe, or when it holds a value of another kind.
+template <typename Record>
+int32_t Read(const kiv::KeyFrame* frame, Record* record) {
+  if (!frame || !record) return 0;
+  const auto* const value = std::get_if<decltype(record->value)>(&frame->native);
+  if (!value) return 0;
+  *record = {frame->index, *value};
+  return 1;
+}
+
 }  // namespace
 
 CKivKeyFrameParam::CKivKeyFrameParam(KeyFrameKind kind) : CUnknown(nullptr) {
@@ -90,32 +100,21 @@ bool CKivKeyFrameParam::ValueAt(int32_t frame, T* value) {
 bool CKivKeyFrameParam::GetValueAt(int32_t frame, double* value) { return ValueAt(frame, value); }
 bool CKivKeyFrameParam::GetValueAt(int32_t frame, KivRectF* value) { return ValueAt(frame, value); }
 
-template <typename Record, typename Find>
-int32_t CKivKeyFrameParam::Read(Record* record, Find&& find) {
-  if (!record) return 0;
-  const kiv::KeyFrame* const frame = find();
-  if (!frame) return 0;
-  const auto* const value = std::get_if<decltype(record->value)>(&frame->native);
-  if (!value) return 0;
-  *record = {frame->index, *value};
-  return 1;
-}
-
 int32_t CKivKeyFrameParam::GetKeyFrameAt(int32_t position, KeyFrameDouble* frame) {
   CSimpleMutexLock guard(lock_);
-  return Read(frame, [&]() KIV_REQUIRES(lock_) { return frames_.At(position); });
+  return Read(frames_.At(position), frame);
 }
 int32_t CKivKeyFrameParam::GetKeyFrameAt(int32_t position, KeyFrameRectF* frame) {
   CSimpleMutexLock guard(lock_);
-  return Read(frame, [&]() KIV_REQUIRES(lock_) { return frames_.At(position); });
+  return Read(frames_.At(position), frame);
 }
 int32_t CKivKeyFrameParam::GetKeyFrame(int32_t index, KeyFrameDouble* frame) {
   CSimpleMutexLock guard(lock_);
-  return Read(frame, [&]() KIV_REQUIRES(lock_) { return frames_.Find(index); });
+  return Read(frames_.Find(index), frame);
 }
 int32_t CKivKeyFrameParam::GetKeyFrame(int32_t index, KeyFrameRectF* frame) {
   CSimpleMutexLock guard(lock_);
-  return Read(frame, [&]() KIV_REQUIRES(lock_) { return frames_.Find(index); });
+  return Read(frames_.Find(index), frame);
 }
 
 void CKivKeyFrameParam::SetSpline(const KeyFrameSpline* spline) {

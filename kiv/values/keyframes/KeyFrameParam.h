@@ -60,8 +60,6 @@ class CKivKeyFrameParam final : public scombase::CUnknown, public IKivKeyFramePa
   void Add(const Record* record);
   template <typename T>
   bool ValueAt(int32_t frame, T* value);
-  template <typename Record, typename Find>
-  int32_t Read(Record* record, Find&& find);
 
   SimpleSync::CSimpleMutex lock_;
   kiv::KeyFrameHeader header_ KIV_GUARDED_BY(lock_);
