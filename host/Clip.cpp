@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <numeric>
@@ -10,6 +11,7 @@
 #include "host/ComponentLoader.h"
 #include "host/HostError.h"
 #include "host/Settings.h"
+#include "kiv/chain/NodeTypes.h"
 
 namespace host {
 namespace {
@@ -50,6 +52,14 @@ KivPropDecorator SettingsOf(const ChainOptions& options) {
 KivRational Reduced(int64_t numerator, int64_t denominator) {
   const int64_t divisor = std::gcd(numerator, denominator);
   return {numerator / divisor, denominator / divisor};
+}
+
+// The source makes a frame for each call and the crop node passes it on; others may use one again.
+bool LeavesFramesAlone(const std::vector<int32_t>& nodes) {
+  return std::all_of(nodes.begin(), nodes.end(), [](int32_t node) {
+    return node == static_cast<int32_t>(NodeType::kSource) ||
+           node == static_cast<int32_t>(NodeType::kCrop);
+  });
 }
 
 }  // namespace
@@ -95,6 +105,7 @@ Clip::Clip(const std::string& input, const ChainOptions& options)
   SetUpSource(options);
   SetUpRender();
   SetUpNodes();
+  crop_.SetUp(options, process_, *render_.Get());
 }
 
 void Clip::BuildChain(const std::vector<int32_t>& nodes) {
@@ -102,7 +113,7 @@ void Clip::BuildChain(const std::vector<int32_t>& nodes) {
   render_ = process_.As<IKivRenderEx>();
   if (!render_) FailRun("the component has no render interface");
   process_->BuildChain(nodes.data(), static_cast<int32_t>(nodes.size()));
-  framesStay_ = nodes.size() == 1;
+  framesStay_ = LeavesFramesAlone(nodes);
 }
 
 void Clip::LoadSettings(const ChainOptions& options) {
@@ -144,6 +155,7 @@ void Clip::SetUpRender() {
   }
   settings->SetRenderFrameRate(&result_.frameRate);
   settings->SetRenderSize(&size);
+  wholeSize_ = size;
 }
 
 // The render initializes the chain at its first operation, without knowing the stream. What the
@@ -189,7 +201,11 @@ KivComPtr<IKivFrame> Clip::Pull() {
     FailRun("frame {} could not be made: result {:08x}", render_->GetPosition(),
             static_cast<uint32_t>(hr));
   }
-  return frame;
+  return crop_.Cut(frame);
+}
+
+KivRational Clip::SampleAspect(KivSize size) const {
+  return OutputSampleAspect(Info(), crop_.IsOn() ? wholeSize_ : size);
 }
 
 void Clip::SaveSettings(const std::string& path) {

@@ -12,6 +12,7 @@ enum CommandBits : unsigned {
   kFrameBit = 2,
   kInfoBit = 4,
   kSheetBit = 8,
+  kKeyframesBit = 64,
   kChainBits = kRenderBit | kFrameBit | kSheetBit,
   kSpanBits = kRenderBit | kSheetBit,
 };
@@ -21,6 +22,7 @@ struct OptionTexts {
   std::string output, at, frames, size, decodeScale, proxy, settings, saveSettings, chain;
   std::string reverseRange;
   std::string format, codec, quality, progress, report;
+  std::string crop, cropKeyframes, plot;
   bool json = false, noProxy = false, reverse = false;
 };
 
