@@ -42,8 +42,12 @@ KivComPtr<IKivMediaSource> OpenSource(const std::string& path) {
   return source;
 }
 
-// One picture is no frame rate; it is shown as one at 25 a second.
-constexpr KivRational kRateOfStills{25, 1};
+KivPropDecorator SettingsOf(const ChainOptions& options) {
+  KivPropDecorator settings =
+      options.settings.empty() ? KivCommon::CreateProperties() : ReadSettings(options.settings);
+  if (!settings) FailRun("no memory for the settings");
+  return settings;
+}
 
 KivRational Reduced(int64_t numerator, int64_t denominator) {
   const int64_t divisor = std::gcd(numerator, denominator);
@@ -78,11 +82,6 @@ OpenedInput OpenInput(const std::string& path) {
   return input;
 }
 
-ResultShape ResultOf(const ChainOptions&, const KivStreamInfo& info) {
-  const bool hasRate = info.frameRate.numerator > 0 && info.frameRate.denominator > 0;
-  return {info.frameCount, hasRate ? info.frameRate : kRateOfStills};
-}
-
 KivRational OutputSampleAspect(const KivStreamInfo& info, KivSize size) {
   const KivRational& aspect = info.sampleAspect;
   if (aspect.numerator <= 0 || aspect.denominator <= 0) return {1, 1};
@@ -96,24 +95,33 @@ KivRational OutputSampleAspect(const KivStreamInfo& info, KivSize size) {
 
 Clip::Clip(const std::string& input, const ChainOptions& options)
     : input_(OpenInput(input)),
-      result_(ResultOf(options, input_.info)),
       decoder_(MeteredDecoder::Make(input_.decoder)),
-      framesStay_(LeavesFramesAlone(options.nodes)) {
+      settings_(SettingsOf(options)),
+      playback_(PlaybackOf(options, settings_.Get(), input_.info)),
+      result_(ResultOf(playback_, input_.info)) {
   if (!options.proxy.empty()) CheckFile(options.proxy, "the proxy");
-  process_ = ComponentLoader::ByClassId().CreateProcess();
-  render_ = process_.As<IKivRenderEx>();
-  if (!render_) FailRun("the component has no render interface");
-  process_->BuildChain(options.nodes.data(), static_cast<int32_t>(options.nodes.size()));
+  std::vector<int32_t> nodes = NodesFor(options, playback_);
+  if (options.nodes.empty() && Crop::IsWanted(options, settings_.Get())) {
+    nodes.push_back(static_cast<int32_t>(NodeType::kCrop));
+  }
+  BuildChain(nodes);
   LoadSettings(options);
   SetUpSource(options);
   SetUpRender();
+  SetUpNodes();
   crop_.SetUp(options, process_, *render_.Get());
 }
 
+void Clip::BuildChain(const std::vector<int32_t>& nodes) {
+  process_ = ComponentLoader::ByClassId().CreateProcess();
+  render_ = process_.As<IKivRenderEx>();
+  if (!render_) FailRun("the component has no render interface");
+  process_->BuildChain(nodes.data(), static_cast<int32_t>(nodes.size()));
+  framesStay_ = LeavesFramesAlone(nodes);
+}
+
 void Clip::LoadSettings(const ChainOptions& options) {
-  settings_ =
-      options.settings.empty() ? KivCommon::CreateProperties() : ReadSettings(options.settings);
-  if (!settings_) FailRun("no memory for the settings");
+  StorePlayback(playback_, settings_.Get());
   if (!options.settings.empty()) process_->LoadSettings(settings_.Get());
   SetUpProxy(options);
 }
@@ -128,7 +136,8 @@ void Clip::SetUpProxy(const ChainOptions& options) {
 
 void Clip::SetUpSource(const ChainOptions& options) {
   IUnknown* const decoder = static_cast<IKivMediaDecoder*>(decoder_.Get());
-  process_->SetSourceFrameRate(&result_.frameRate);
+  const KivRational sourceRate = SourceRate(input_.info);
+  process_->SetSourceFrameRate(&sourceRate);
   process_->SetRenderFrameRate(&result_.frameRate);
   if (options.decodeScale) process_->SetDecodeScale(&*options.decodeScale);
   process_->SetDecoder(decoder);
@@ -153,10 +162,27 @@ void Clip::SetUpRender() {
   wholeSize_ = size;
 }
 
-KivDecoderStats Clip::DecoderStats() const {
-  KivDecoderStats stats;
-  input_.streamInfo->GetStats(&stats);
-  return stats;
+// The render initializes the chain at its first operation, without knowing the stream. What the
+// stream is has to come after that.
+void Clip::SetUpNodes() {
+  KivComPtr<IKivFrame> none;
+  render_->GetLastFrame(&none);
+  KivComPtr<IKivSourceBase> tail;
+  process_->GetTailNode(&tail);
+  const InitialBags bags = MakeInitialBags(playback_, input_.info, settings_.Get());
+  const HRESULT hr = tail->Initialize(bags.settings.Reference(), bags.facts.Reference());
+  if (Failed(hr)) {
+    FailRun("the chain cannot be initialized: result {:08x}", static_cast<uint32_t>(hr));
+  }
+  process_->SetCacheRange(&playback_.used);
+}
+
+int64_t Clip::SourceTimeOf(IKivFrame& frame) const {
+  int64_t time = 0;
+  frame.GetTime(&time, nullptr);
+  const auto numbered = KivComPtr<IKivFrame>(&frame).As<IKivVideoFrame>();
+  if (numbered) decoder_->TimeOf(numbered->GetFrameIndex(), &time);
+  return time;
 }
 
 void Clip::Seek(int32_t frame) {

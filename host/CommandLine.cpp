@@ -7,7 +7,6 @@
 #include "host/HostError.h"
 #include "host/OptionTable.h"
 #include "host/OptionValues.h"
-#include "kiv/chain/NodeTypes.h"
 
 namespace host {
 namespace {
@@ -88,23 +87,17 @@ Parsed Parse(const CommandRow& command, const std::vector<std::string>& argument
   return Parsed::kCommand;
 }
 
-// The crop node comes last. Settings hold a region as well, so it is there for them too; as long as it
-// is not enabled it passes every frame on.
 void ReadCrop(const OptionTexts& texts, ChainOptions* chain) {
   if (!texts.crop.empty()) chain->crop = ReadRegion("--crop", texts.crop);
   chain->cropKeyframes = texts.cropKeyframes;
   if (chain->crop && !chain->cropKeyframes.empty()) {
     FailUsage("--crop and --crop-keyframes exclude each other");
   }
-  const bool wanted = chain->crop || !chain->cropKeyframes.empty() || !chain->settings.empty() ||
-                      !chain->saveSettings.empty();
-  if (texts.chain.empty() && wanted) chain->nodes.push_back(static_cast<int32_t>(NodeType::kCrop));
 }
 
 ChainOptions ReadChainOptions(const OptionTexts& texts) {
   ChainOptions chain;
-  chain.nodes = texts.chain.empty() ? std::vector<int32_t>{static_cast<int32_t>(NodeType::kSource)}
-                                    : ReadChain("--chain", texts.chain);
+  if (!texts.chain.empty()) chain.nodes = ReadChain("--chain", texts.chain);
   if (!texts.size.empty()) chain.size = ReadSize("--size", texts.size);
   if (!texts.decodeScale.empty()) {
     chain.decodeScale = ReadScale("--decode-scale", texts.decodeScale);
@@ -112,6 +105,11 @@ ChainOptions ReadChainOptions(const OptionTexts& texts) {
   if (!texts.proxy.empty() && texts.noProxy) FailUsage("--proxy and --no-proxy exclude each other");
   chain.proxy = texts.proxy;
   chain.noProxy = texts.noProxy;
+  chain.reverse = texts.reverse;
+  if (!texts.reverseRange.empty()) {
+    if (!texts.reverse) FailUsage("--reverse-range needs --reverse");
+    chain.reverseRange = ReadSpan("--reverse-range", texts.reverseRange);
+  }
   chain.settings = texts.settings;
   chain.saveSettings = texts.saveSettings;
   ReadCrop(texts, &chain);

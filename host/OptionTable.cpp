@@ -36,6 +36,9 @@ constexpr OptionRow kOptions[] = {
          "cut each frame to its region in a keyframe document, scaled to the first region's size"),
     Text("--plot", kKeyframesBit, "FILE.png", &OptionTexts::plot, "draw the curves"),
     Text("--at", kKeyframesBit, "N", &OptionTexts::at, "print the value at frame N"),
+    Flag("--reverse", kChainBits, &OptionTexts::reverse, "play backwards"),
+    Text("--reverse-range", kChainBits, "A:B", &OptionTexts::reverseRange,
+         "the clip's frames A to B only, B first; with --reverse"),
     Text("--chain", kChainBits, "LIST", &OptionTexts::chain,
          "nodes from the source on: source,alpha,stabilizer,cache,rate,reverse,speed,crop"),
     Text("--settings", kChainBits, "FILE.json", &OptionTexts::settings,
@@ -66,9 +69,8 @@ constexpr CommandRow kCommands[] = {
 
 constexpr std::string_view kCommandsNotBuilt[] = {"stabilize", "verify"};
 
-constexpr std::string_view kOptionsNotBuilt[] = {
-    "--speed", "--interpolation", "--reverse", "--reverse-range",
-    "--fps",   "--stabilize",     "--memory"};
+constexpr std::string_view kOptionsNotBuilt[] = {"--speed", "--interpolation", "--fps",
+                                                 "--stabilize", "--memory"};
 constexpr std::string_view kPrefixNotBuilt = "--alpha-";
 
 }  // namespace

@@ -20,9 +20,10 @@ enum CommandBits : unsigned {
 // Option values as they were typed; empty when the option is not there.
 struct OptionTexts {
   std::string output, at, frames, size, decodeScale, proxy, settings, saveSettings, chain;
+  std::string reverseRange;
   std::string format, codec, quality, progress, report;
   std::string crop, cropKeyframes, plot;
-  bool json = false, noProxy = false;
+  bool json = false, noProxy = false, reverse = false;
 };
 
 enum class Presence { kOptional, kRequired };

@@ -22,11 +22,13 @@ struct FrameSpan {
 
 // How the clip's chain is built and set up.
 struct ChainOptions {
-  std::vector<int32_t> nodes;  // NodeType ids from the source on
+  std::vector<int32_t> nodes;  // NodeType ids from the source on; empty: what the rest needs
   std::optional<KivSize> size;
   std::optional<KivRational> decodeScale;
   std::string proxy;
   bool noProxy = false;
+  bool reverse = false;
+  std::optional<FrameSpan> reverseRange;  // frames of the clip
   std::string settings;
   std::string saveSettings;
   std::optional<KivRectF> crop;  // fractions of the picture

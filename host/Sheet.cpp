@@ -75,14 +75,12 @@ class SheetPicture {
     sheet_->Fill(0xFF202020);
   }
 
-  void Add(int32_t tile, IKivFrame& frame) {
+  void Add(int32_t tile, IKivFrame& frame, int64_t sourceTime) {
     KivCommon::ImageFunc::ResizeImage(nullptr, frame.GetBitmap(), tile_.Get(), 0);
     const KivPoint place = layout_.PlaceOf(tile);
     CopyTile(place);
-    int64_t time = 0;
-    frame.GetTime(&time, nullptr);
     const std::string label = fmt::format("{} {:.3f}s", layout_.first + tile * layout_.step,
-                                          static_cast<double>(time) / kTicksPerSecond);
+                                          static_cast<double>(sourceTime) / kTicksPerSecond);
     DrawLabel(label, {place.x, place.y + layout_.tile.height + 2 * layout_.labelScale},
               layout_.labelScale, Pixels(), size_);
   }
@@ -125,7 +123,7 @@ void RunSheet(const Options& options) {
       for (int32_t i = 0; i < layout.step; ++i) clip.Advance();
       frame = clip.Pull();
     }
-    picture.Add(tile, *frame);
+    picture.Add(tile, *frame, clip.SourceTimeOf(*frame));
     progress.Update(tile + 1);
   }
   WritePicture(options.plan, picture.Size(), picture.Pixels());

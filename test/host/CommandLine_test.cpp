@@ -46,6 +46,12 @@ constexpr std::pair<const char*, const char*> kUsage[] = {
     {"render @clip.mkv -o @x.mp4 --decode-scale 1/999", "no picture"},
     {"render @clip.mkv -o @x.mp4 --frames 5:4", "such as 0:99"},
     {"render @clip.mkv -o @x.mp4 --frames 5:20", "frames 0 to 19"},
+    {"render @clip.mkv -o @x.mp4 --reverse-range 2:3", "needs --reverse"},
+    {"render @clip.mkv -o @x.mp4 --reverse --reverse-range 3:2", "such as 0:99"},
+    {"render @clip.mkv -o @x.mp4 --reverse --reverse-range 3:20",
+     "clip, which has the frames 0 to 19"},
+    {"render @clip.mkv -o @x.mp4 --reverse --reverse-range 3:7 --frames 2:5", "frames 0 to 4"},
+    {"render @clip.mkv -o @x.mp4 --reverse --chain source,cache", "the node 'reverse'"},
     {"render @clip.mkv -o @x.mp4 --chain source,wobble", "'wobble'"},
     {"render @clip.mkv -o @x.mp4 --chain crop,source", "begins with source"},
     {"render @clip.mkv -o @x.mp4 --chain source,source", "only one"},
@@ -75,8 +81,8 @@ constexpr std::pair<const char*, const char*> kFailures[] = {
 };
 
 constexpr const char* kOptionsNotBuilt[] = {
-    "--speed 1/2", "--speed=1/2",   "--interpolation off", "--reverse",      "--reverse-range 1:2",
-    "--fps 30",    "--stabilize=2", "--memory 64",         "--alpha-video a"};
+    "--speed 1/2",   "--speed=1/2", "--interpolation off", "--fps 30",
+    "--stabilize=2", "--memory 64", "--alpha-video a"};
 
 TEST_F(Refused, WithItsStatusAndOneLine) {
   for (const auto& [line, says] : kUsage) Expect(2, line, says);
