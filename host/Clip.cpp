@@ -100,7 +100,11 @@ Clip::Clip(const std::string& input, const ChainOptions& options)
       playback_(PlaybackOf(options, settings_.Get(), input_.info)),
       result_(ResultOf(playback_, input_.info)) {
   if (!options.proxy.empty()) CheckFile(options.proxy, "the proxy");
-  BuildChain(NodesFor(options, playback_));
+  std::vector<int32_t> nodes = NodesFor(options, playback_);
+  if (options.nodes.empty() && Crop::IsWanted(options, settings_.Get())) {
+    nodes.push_back(static_cast<int32_t>(NodeType::kCrop));
+  }
+  BuildChain(nodes);
   LoadSettings(options);
   SetUpSource(options);
   SetUpRender();
