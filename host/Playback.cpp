@@ -39,12 +39,6 @@ void RequireNode(const std::vector<int32_t>& nodes, NodeType type, const char* o
   FailUsage("{} needs the node '{}' in --chain", option, name);
 }
 
-// Settings hold a region as well. As long as it is not enabled the node passes every frame on.
-bool MayCrop(const ChainOptions& options) {
-  return options.crop || !options.cropKeyframes.empty() || !options.settings.empty() ||
-         !options.saveSettings.empty();
-}
-
 }  // namespace
 
 Playback PlaybackOf(const ChainOptions& options, IKivProperties* settings,
@@ -79,7 +73,6 @@ std::vector<int32_t> NodesFor(const ChainOptions& options, const Playback& playb
       nodes.push_back(static_cast<int32_t>(NodeType::kFrameCache));
       nodes.push_back(static_cast<int32_t>(NodeType::kReverse));
     }
-    if (MayCrop(options)) nodes.push_back(static_cast<int32_t>(NodeType::kCrop));
   }
   if (playback.reverse) RequireNode(nodes, NodeType::kReverse, "--reverse", "reverse");
   return nodes;
