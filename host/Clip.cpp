@@ -10,8 +10,10 @@
 
 #include "host/ComponentLoader.h"
 #include "host/HostError.h"
+#include "host/Memory.h"
 #include "host/Settings.h"
 #include "kiv/chain/NodeTypes.h"
+#include "kiv/platform/KeyNames.h"
 
 namespace host {
 namespace {
@@ -100,6 +102,7 @@ Clip::Clip(const std::string& input, const ChainOptions& options)
       playback_(PlaybackOf(options, settings_.Get(), input_.info)),
       result_(ResultOf(playback_, input_.info)) {
   if (!options.proxy.empty()) CheckFile(options.proxy, "the proxy");
+  if (options.memory) SetPictureMemory(*options.memory);
   std::vector<int32_t> nodes = NodesFor(options, playback_);
   if (options.nodes.empty() && Crop::IsWanted(options, settings_.Get())) {
     nodes.push_back(static_cast<int32_t>(NodeType::kCrop));
@@ -170,6 +173,7 @@ void Clip::SetUpNodes() {
   KivComPtr<IKivSourceBase> tail;
   process_->GetTailNode(&tail);
   const InitialBags bags = MakeInitialBags(playback_, input_.info, settings_.Get());
+  bags.facts->SetInt(KivKey::Speed::kReverse_FrameCacheCount, CacheSpanFor(wholeSize_));
   const HRESULT hr = tail->Initialize(bags.settings.Reference(), bags.facts.Reference());
   if (Failed(hr)) {
     FailRun("the chain cannot be initialized: result {:08x}", static_cast<uint32_t>(hr));

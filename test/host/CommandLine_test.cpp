@@ -80,9 +80,8 @@ constexpr std::pair<const char*, const char*> kFailures[] = {
     {"render @clip.mkv -o @x.mp4 --settings @text.json", "text.json"},
 };
 
-constexpr const char* kOptionsNotBuilt[] = {
-    "--speed 1/2",   "--speed=1/2", "--interpolation off", "--fps 30",
-    "--stabilize=2", "--memory 64", "--alpha-video a"};
+constexpr const char* kOptionsNotBuilt[] = {"--speed 1/2", "--speed=1/2",   "--interpolation off",
+                                            "--fps 30",    "--stabilize=2", "--alpha-video a"};
 
 TEST_F(Refused, WithItsStatusAndOneLine) {
   for (const auto& [line, says] : kUsage) Expect(2, line, says);
