@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <numeric>
@@ -9,7 +10,10 @@
 
 #include "host/ComponentLoader.h"
 #include "host/HostError.h"
+#include "host/Memory.h"
 #include "host/Settings.h"
+#include "kiv/chain/NodeTypes.h"
+#include "kiv/platform/KeyNames.h"
 
 namespace host {
 namespace {
@@ -52,6 +56,14 @@ KivRational Reduced(int64_t numerator, int64_t denominator) {
   return {numerator / divisor, denominator / divisor};
 }
 
+// The source makes a frame for each call and the crop node passes it on; others may use one again.
+bool LeavesFramesAlone(const std::vector<int32_t>& nodes) {
+  return std::all_of(nodes.begin(), nodes.end(), [](int32_t node) {
+    return node == static_cast<int32_t>(NodeType::kSource) ||
+           node == static_cast<int32_t>(NodeType::kCrop);
+  });
+}
+
 }  // namespace
 
 OpenedInput OpenInput(const std::string& path) {
@@ -90,11 +102,17 @@ Clip::Clip(const std::string& input, const ChainOptions& options)
       playback_(PlaybackOf(options, settings_.Get(), input_.info)),
       result_(ResultOf(playback_, input_.info)) {
   if (!options.proxy.empty()) CheckFile(options.proxy, "the proxy");
-  BuildChain(NodesFor(options, playback_));
+  if (options.memory) SetPictureMemory(*options.memory);
+  std::vector<int32_t> nodes = NodesFor(options, playback_);
+  if (options.nodes.empty() && Crop::IsWanted(options, settings_.Get())) {
+    nodes.push_back(static_cast<int32_t>(NodeType::kCrop));
+  }
+  BuildChain(nodes);
   LoadSettings(options);
   SetUpSource(options);
   SetUpRender();
   SetUpNodes();
+  crop_.SetUp(options, process_, *render_.Get());
 }
 
 void Clip::BuildChain(const std::vector<int32_t>& nodes) {
@@ -102,7 +120,7 @@ void Clip::BuildChain(const std::vector<int32_t>& nodes) {
   render_ = process_.As<IKivRenderEx>();
   if (!render_) FailRun("the component has no render interface");
   process_->BuildChain(nodes.data(), static_cast<int32_t>(nodes.size()));
-  framesStay_ = nodes.size() == 1;
+  framesStay_ = LeavesFramesAlone(nodes);
 }
 
 void Clip::LoadSettings(const ChainOptions& options) {
@@ -144,6 +162,7 @@ void Clip::SetUpRender() {
   }
   settings->SetRenderFrameRate(&result_.frameRate);
   settings->SetRenderSize(&size);
+  wholeSize_ = size;
 }
 
 // The render initializes the chain at its first operation, without knowing the stream. What the
@@ -154,6 +173,7 @@ void Clip::SetUpNodes() {
   KivComPtr<IKivSourceBase> tail;
   process_->GetTailNode(&tail);
   const InitialBags bags = MakeInitialBags(playback_, input_.info, settings_.Get());
+  bags.facts->SetInt(KivKey::Speed::kReverse_FrameCacheCount, CacheSpanFor(wholeSize_));
   const HRESULT hr = tail->Initialize(bags.settings.Reference(), bags.facts.Reference());
   if (Failed(hr)) {
     FailRun("the chain cannot be initialized: result {:08x}", static_cast<uint32_t>(hr));
@@ -189,7 +209,11 @@ KivComPtr<IKivFrame> Clip::Pull() {
     FailRun("frame {} could not be made: result {:08x}", render_->GetPosition(),
             static_cast<uint32_t>(hr));
   }
-  return frame;
+  return crop_.Cut(frame);
+}
+
+KivRational Clip::SampleAspect(KivSize size) const {
+  return OutputSampleAspect(Info(), crop_.IsOn() ? wholeSize_ : size);
 }
 
 void Clip::SaveSettings(const std::string& path) {

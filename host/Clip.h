@@ -9,6 +9,7 @@
 
 #include <string>
 
+#include "host/Crop.h"
 #include "host/MeteredDecoder.h"
 #include "host/Options.h"
 #include "host/Playback.h"
@@ -40,9 +41,12 @@ class Clip {
   // Whether a frame pulled stays as it is when the next one is pulled.
   bool FramesStay() const { return framesStay_; }
 
+  // The sample aspect that shows a pulled picture of `size` in the clip's own shape.
+  KivRational SampleAspect(KivSize size) const;
+
   void Seek(int32_t frame);
   void Advance();
-  // The frame at the position, straight rows.
+  // The frame at the position, straight rows, cut to its region.
   KivComPtr<IKivFrame> Pull();
 
   // When the clip itself shows what the frame shows. Nodes rewrite a frame's time, not its number.
@@ -65,6 +69,8 @@ class Clip {
   ResultShape result_;
   KivComPtr<IKivVideoStreamProcessInternal> process_;
   KivComPtr<IKivRenderEx> render_;
+  KivSize wholeSize_;  // before the cut
+  Crop crop_;
   bool framesStay_ = false;
 };
 

@@ -87,6 +87,14 @@ Parsed Parse(const CommandRow& command, const std::vector<std::string>& argument
   return Parsed::kCommand;
 }
 
+void ReadCrop(const OptionTexts& texts, ChainOptions* chain) {
+  if (!texts.crop.empty()) chain->crop = ReadRegion("--crop", texts.crop);
+  chain->cropKeyframes = texts.cropKeyframes;
+  if (chain->crop && !chain->cropKeyframes.empty()) {
+    FailUsage("--crop and --crop-keyframes exclude each other");
+  }
+}
+
 ChainOptions ReadChainOptions(const OptionTexts& texts) {
   ChainOptions chain;
   if (!texts.chain.empty()) chain.nodes = ReadChain("--chain", texts.chain);
@@ -102,8 +110,10 @@ ChainOptions ReadChainOptions(const OptionTexts& texts) {
     if (!texts.reverse) FailUsage("--reverse-range needs --reverse");
     chain.reverseRange = ReadSpan("--reverse-range", texts.reverseRange);
   }
+  if (!texts.memory.empty()) chain.memory = ReadMemory("--memory", texts.memory);
   chain.settings = texts.settings;
   chain.saveSettings = texts.saveSettings;
+  ReadCrop(texts, &chain);
   return chain;
 }
 
@@ -149,6 +159,15 @@ void ReadSheetOptions(const OptionTexts& texts, Options* options) {
   if (!texts.progress.empty()) options->progress = ReadProgress("--progress", texts.progress);
 }
 
+void ReadKeyframesOptions(const OptionTexts& texts, Options* options) {
+  options->plot = texts.plot;
+  options->output = texts.plot;
+  if (!texts.at.empty()) options->atFrame = ReadFrame("--at", texts.at);
+  OptionTexts picture;
+  picture.output = texts.plot;
+  if (!texts.plot.empty()) PlanThePicture(picture, options);
+}
+
 Options Interpret(const CommandRow& command, const std::string& input, const OptionTexts& texts) {
   Options options;
   options.input = input;
@@ -164,6 +183,9 @@ Options Interpret(const CommandRow& command, const std::string& input, const Opt
   } else if (command.name == "sheet") {
     options.command = Command::kSheet;
     ReadSheetOptions(texts, &options);
+  } else if (command.name == "keyframes") {
+    options.command = Command::kKeyframes;
+    ReadKeyframesOptions(texts, &options);
   } else if (command.name == "register") {
     options.command = Command::kRegister;
   } else if (command.name == "unregister") {

@@ -4,6 +4,7 @@
 #include <charconv>
 
 #include "host/HostError.h"
+#include "host/KeyframeFile.h"
 #include "kiv/chain/NodeTypes.h"
 
 namespace host {
@@ -11,6 +12,7 @@ namespace {
 
 constexpr int32_t kLargestSide = 1 << 15;
 constexpr int64_t kLargestTerm = 1'000'000;
+constexpr int64_t kMostMemory = int64_t{1} << 20;  // MiB
 
 // The whole text as digits; nothing else is a number here, no sign, no blank.
 template <typename Integer>
@@ -30,6 +32,14 @@ std::optional<Halves> SplitAt(std::string_view text, char mark) {
   const size_t at = text.find(mark);
   if (at == std::string_view::npos) return std::nullopt;
   return Halves{text.substr(0, at), text.substr(at + 1)};
+}
+
+// The whole text as a decimal number.
+std::optional<double> ReadDecimal(std::string_view text) {
+  double value = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
+  return value;
 }
 
 struct ChainName {
@@ -90,6 +100,37 @@ FrameSpan ReadSpan(std::string_view option, std::string_view text) {
   }
   FailUsage("{} {}: expected FIRST:LAST such as 0:99, both included, FIRST not above LAST", option,
             text);
+}
+
+KivRectF ReadRegion(std::string_view option, std::string_view text) {
+  KivRectF region;
+  std::string_view rest = text;
+  for (double* const side : {&region.left, &region.top, &region.width, &region.height}) {
+    const auto halves = SplitAt(rest, ',');
+    const auto value = ReadDecimal(halves ? halves->left : rest);
+    const bool isLast = side == &region.height;
+    if (!value || halves.has_value() == isLast) {
+      FailUsage("{} {}: expected LEFT,TOP,WIDTH,HEIGHT such as 0.25,0.25,0.5,0.5", option, text);
+    }
+    *side = *value;
+    if (halves) rest = halves->right;
+  }
+  if (IsRegion(region)) return region;
+  FailUsage("{} {}: the part does not lie inside the picture, whose edges are 0 and 1", option,
+            text);
+}
+
+int32_t ReadFrame(std::string_view option, std::string_view text) {
+  const bool negative = text.starts_with('-');
+  const auto digits = ReadDigits<int32_t>(negative ? text.substr(1) : text);
+  if (digits) return negative ? -*digits : *digits;
+  FailUsage("{} {}: expected a whole number", option, text);
+}
+
+int64_t ReadMemory(std::string_view option, std::string_view text) {
+  const auto mebibytes = ReadDigits<int64_t>(text);
+  if (mebibytes && *mebibytes <= kMostMemory) return *mebibytes << 20;
+  FailUsage("{} {}: expected a number of MiB from 0 to {}", option, text, kMostMemory);
 }
 
 int32_t ReadIndex(std::string_view option, std::string_view text) {

@@ -14,7 +14,11 @@ namespace host {
 KivSize ReadSize(std::string_view option, std::string_view text);       // 1280x720
 KivRational ReadScale(std::string_view option, std::string_view text);  // 1/2, 0.5 is refused
 FrameSpan ReadSpan(std::string_view option, std::string_view text);     // 10:20, 10:
-int32_t ReadIndex(std::string_view option, std::string_view text);      // 0 and up
+KivRectF ReadRegion(std::string_view option, std::string_view text);    // 0.25,0.25,0.5,0.5
+int32_t ReadFrame(std::string_view option, std::string_view text);      // -3
+// MiB as bytes.
+int64_t ReadMemory(std::string_view option, std::string_view text);
+int32_t ReadIndex(std::string_view option, std::string_view text);               // 0 and up
 std::vector<int32_t> ReadChain(std::string_view option, std::string_view text);  // source,crop
 ProgressForm ReadProgress(std::string_view option, std::string_view text);
 

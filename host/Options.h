@@ -11,7 +11,7 @@
 
 namespace host {
 
-enum class Command { kRender, kInfo, kFrame, kSheet, kRegister, kUnregister };
+enum class Command { kRender, kInfo, kFrame, kSheet, kKeyframes, kRegister, kUnregister };
 enum class ProgressForm { kAutomatic, kNone, kBar, kJson };
 
 // Both included; without an end it runs to the last frame.
@@ -31,6 +31,9 @@ struct ChainOptions {
   std::optional<FrameSpan> reverseRange;  // frames of the clip
   std::string settings;
   std::string saveSettings;
+  std::optional<int64_t> memory;  // bytes for decoded pictures
+  std::optional<KivRectF> crop;   // fractions of the picture
+  std::string cropKeyframes;
 };
 
 struct Options {
@@ -41,6 +44,8 @@ struct Options {
   ChainOptions chain;
   FrameSpan frames;
   int32_t at = 0;
+  std::string plot;                // keyframes
+  std::optional<int32_t> atFrame;  // keyframes
   bool json = false;
   ProgressForm progress = ProgressForm::kAutomatic;
   std::string report;

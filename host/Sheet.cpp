@@ -3,9 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
-#include <memory>
 
-#include "engine/media/Writer.h"
 #include "host/Clip.h"
 #include "host/Commands.h"
 #include "host/HostError.h"
@@ -13,6 +11,7 @@
 #include "host/Interrupt.h"
 #include "host/Label.h"
 #include "host/Messages.h"
+#include "host/PictureFile.h"
 #include "host/Progress.h"
 #include "kiv/values/Saturate.h"
 
@@ -106,15 +105,6 @@ class SheetPicture {
   const KivComPtr<IKivBitmap> tile_;
 };
 
-void WritePicture(const Options& options, const SheetPicture& picture) {
-  std::unique_ptr<kiv::Writer> writer;
-  const kiv::PictureSeries series{picture.Size()};
-  auto error = kiv::OpenWriter(options.plan, series, nullptr, &writer);
-  if (!error) error = writer->Write(picture.Pixels());
-  if (!error) error = writer->Finish();
-  if (error) FailRun("{}", *error);
-}
-
 }  // namespace
 
 void RunSheet(const Options& options) {
@@ -136,7 +126,7 @@ void RunSheet(const Options& options) {
     picture.Add(tile, *frame, clip.SourceTimeOf(*frame));
     progress.Update(tile + 1);
   }
-  WritePicture(options, picture);
+  WritePicture(options.plan, picture.Size(), picture.Pixels());
   if (layout.step > 1) {
     PrintMessage(fmt::format("the sheet shows every {}. frame of {}", layout.step,
                              range.end - range.start + 1));
