@@ -14,7 +14,10 @@
 namespace host {
 namespace {
 
-std::wstring Wide(const std::string& text) { return KivCommon::Char2WChar(text.c_str()); }
+// Products of a frame count and two fractions.
+__extension__ using Wide = __int128;
+
+std::wstring WideText(const std::string& text) { return KivCommon::Char2WChar(text.c_str()); }
 
 // What an editor would say about a file that is not there, before any library is asked.
 void CheckFile(const std::string& path, const char* what) {
@@ -32,7 +35,7 @@ KivComPtr<IKivMediaSource> OpenSource(const std::string& path) {
   const auto factory = KivCommon::GetFactory(nullptr);
   if (!factory) FailRun("cannot open the input '{}': there is no media factory", path);
   KivComPtr<IKivMediaSource> source;
-  const HRESULT hr = factory->OpenMediaFile(source.Put(), Wide(path).c_str(), nullptr);
+  const HRESULT hr = factory->OpenMediaFile(source.Put(), WideText(path).c_str(), nullptr);
   if (Failed(hr) || !source) {
     FailRun("cannot open the input '{}': it is damaged or no media file (result {:08x})", path,
             static_cast<uint32_t>(hr));
@@ -68,9 +71,20 @@ OpenedInput OpenInput(const std::string& path) {
   return input;
 }
 
-ResultShape ResultOf(const ChainOptions&, const KivStreamInfo& info) {
+KivRational SourceRate(const KivStreamInfo& info) {
   const bool hasRate = info.frameRate.numerator > 0 && info.frameRate.denominator > 0;
-  return {info.frameCount, hasRate ? info.frameRate : kRateOfStills};
+  return hasRate ? info.frameRate : kRateOfStills;
+}
+
+ResultShape ResultOf(const ChainOptions& options, const KivStreamInfo& info) {
+  const KivRational from = SourceRate(info);
+  const KivRational to = options.frameRate.value_or(from);
+  const KivRational speed = options.speed.value_or(KivRational{1, 1});
+  const Wide scaled = Wide{info.frameCount} * to.numerator * from.denominator * speed.denominator;
+  const Wide count = scaled / (Wide{to.denominator} * from.numerator * speed.numerator);
+  if (count < 1) FailUsage("the result has no frame: the clip has {}", info.frameCount);
+  if (count >= INT32_MAX) FailUsage("the result has more frames than can be counted");
+  return {static_cast<int32_t>(count), to};
 }
 
 KivRational OutputSampleAspect(const KivStreamInfo& info, KivSize size) {
@@ -86,7 +100,9 @@ KivRational OutputSampleAspect(const KivStreamInfo& info, KivSize size) {
 
 Clip::Clip(const std::string& input, const ChainOptions& options)
     : input_(OpenInput(input)),
+      options_(options),
       result_(ResultOf(options, input_.info)),
+      inBetween_(SetUpInterpolation(options)),
       decoder_(MeteredDecoder::Make(input_.decoder)),
       framesStay_(options.nodes.size() == 1) {
   if (!options.proxy.empty()) CheckFile(options.proxy, "the proxy");
@@ -109,7 +125,7 @@ void Clip::LoadSettings(const ChainOptions& options) {
 
 void Clip::SetUpProxy(const ChainOptions& options) {
   if (!options.proxy.empty()) {
-    process_->SetProxyPath(Wide(options.proxy).c_str());
+    process_->SetProxyPath(WideText(options.proxy).c_str());
     process_->SetProxyEnabled(1);
   }
   if (options.noProxy) process_->SetProxyEnabled(0);
@@ -117,8 +133,13 @@ void Clip::SetUpProxy(const ChainOptions& options) {
 
 void Clip::SetUpSource(const ChainOptions& options) {
   IUnknown* const decoder = static_cast<IKivMediaDecoder*>(decoder_.Get());
-  process_->SetSourceFrameRate(&result_.frameRate);
+  const KivRational sourceRate = SourceRate(input_.info);
+  process_->SetSourceFrameRate(&sourceRate);
   process_->SetRenderFrameRate(&result_.frameRate);
+  if (options.speed) {
+    const SpeedSettings speed{options.speed->numerator, options.speed->denominator};
+    process_->SetSpeedSettings(&speed);
+  }
   if (options.decodeScale) process_->SetDecodeScale(&*options.decodeScale);
   process_->SetDecoder(decoder);
   if (!options.size) return;
@@ -148,7 +169,9 @@ KivDecoderStats Clip::DecoderStats() const {
 }
 
 void Clip::Seek(int32_t frame) {
-  const HRESULT hr = render_->Seek(frame, nullptr, static_cast<int32_t>(KivSeekMode::kReadOnward));
+  const int32_t start = RollInStart(frame, options_, input_.info);
+  HRESULT hr = render_->Seek(start, nullptr, static_cast<int32_t>(KivSeekMode::kReadOnward));
+  if (Succeeded(hr) && start < frame) hr = render_->Skip(frame - start, nullptr);
   if (Failed(hr)) {
     FailRun("cannot go to frame {}: result {:08x}", frame, static_cast<uint32_t>(hr));
   }

@@ -11,6 +11,7 @@
 
 #include "host/MeteredDecoder.h"
 #include "host/Options.h"
+#include "host/Timing.h"
 #include "kiv/chain/IKivRender.h"
 #include "kiv/component/IKivVideoStreamProcess.h"
 #include "kiv/platform/KivCommon.h"
@@ -30,6 +31,8 @@ struct ResultShape {
   int32_t frameCount = 0;
   KivRational frameRate;
 };
+// The rate at which the clip's own frames are numbered.
+KivRational SourceRate(const KivStreamInfo& info);
 ResultShape ResultOf(const ChainOptions& options, const KivStreamInfo& info);
 
 // The sample aspect that shows a picture of `size` in the clip's own shape.
@@ -37,15 +40,18 @@ KivRational OutputSampleAspect(const KivStreamInfo& info, KivSize size);
 
 class Clip {
  public:
+  // `options` outlive it.
   Clip(const std::string& input, const ChainOptions& options);
 
   const KivStreamInfo& Info() const { return input_.info; }
   const ResultShape& Result() const { return result_; }
+  InBetween InBetweenFrames() const { return inBetween_; }
   KivDecoderStats DecoderStats() const;
   const MeteredDecoder& Decoder() const { return *decoder_; }
   // Whether a frame pulled stays as it is when the next one is pulled.
   bool FramesStay() const { return framesStay_; }
 
+  // Shows what playing from the first frame shows there.
   void Seek(int32_t frame);
   void Advance();
   // The frame at the position, straight rows.
@@ -60,7 +66,9 @@ class Clip {
   void SetUpProxy(const ChainOptions& options);
 
   OpenedInput input_;
+  const ChainOptions& options_;
   ResultShape result_;
+  InBetween inBetween_;
   KivComPtr<MeteredDecoder> decoder_;
   KivPropDecorator settings_;
   KivComPtr<IKivVideoStreamProcessInternal> process_;

@@ -88,10 +88,33 @@ Parsed Parse(const CommandRow& command, const std::vector<std::string>& argument
   return Parsed::kCommand;
 }
 
+// The nodes that the options need, in the order in which each can read a time from below.
+std::vector<int32_t> NodesFor(const ChainOptions& chain) {
+  std::vector<int32_t> nodes{static_cast<int32_t>(NodeType::kSource)};
+  if (chain.frameRate) nodes.push_back(static_cast<int32_t>(NodeType::kFrameRate));
+  if (chain.speed) nodes.push_back(static_cast<int32_t>(NodeType::kSpeed));
+  return nodes;
+}
+
+void RequireNode(const ChainOptions& chain, NodeType type, const char* option, const char* name) {
+  if (HasNode(chain, type)) return;
+  FailUsage("{} needs the node {}, which --chain leaves out", option, name);
+}
+
+void ReadTimeOptions(const OptionTexts& texts, ChainOptions* chain) {
+  if (!texts.speed.empty()) chain->speed = ReadSpeed("--speed", texts.speed);
+  if (!texts.fps.empty()) chain->frameRate = ReadRate("--fps", texts.fps);
+  if (!texts.interpolation.empty()) {
+    chain->interpolation = ReadInterpolation("--interpolation", texts.interpolation);
+  }
+}
+
 ChainOptions ReadChainOptions(const OptionTexts& texts) {
   ChainOptions chain;
-  chain.nodes = texts.chain.empty() ? std::vector<int32_t>{static_cast<int32_t>(NodeType::kSource)}
-                                    : ReadChain("--chain", texts.chain);
+  ReadTimeOptions(texts, &chain);
+  chain.nodes = texts.chain.empty() ? NodesFor(chain) : ReadChain("--chain", texts.chain);
+  if (chain.speed) RequireNode(chain, NodeType::kSpeed, "--speed", "speed");
+  if (chain.frameRate) RequireNode(chain, NodeType::kFrameRate, "--fps", "rate");
   if (!texts.size.empty()) chain.size = ReadSize("--size", texts.size);
   if (!texts.decodeScale.empty()) {
     chain.decodeScale = ReadScale("--decode-scale", texts.decodeScale);

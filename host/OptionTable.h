@@ -19,6 +19,7 @@ enum CommandBits : unsigned {
 // Option values as they were typed; empty when the option is not there.
 struct OptionTexts {
   std::string output, at, frames, size, decodeScale, proxy, settings, saveSettings, chain;
+  std::string speed, fps, interpolation;
   std::string format, codec, quality, progress, report;
   bool json = false, noProxy = false;
 };

@@ -1,12 +1,14 @@
 // What a command line asks for, checked as far as that goes without opening the input.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "engine/media/Writer.h"
+#include "kiv/chain/NodeTypes.h"
 #include "kiv/values/ValueTypes.h"
 
 namespace host {
@@ -20,16 +22,26 @@ struct FrameSpan {
   std::optional<int32_t> last;
 };
 
+// What slow motion shows between source frames.
+enum class Interpolation { kFlow, kOff };
+
 // How the clip's chain is built and set up.
 struct ChainOptions {
   std::vector<int32_t> nodes;  // NodeType ids from the source on
   std::optional<KivSize> size;
   std::optional<KivRational> decodeScale;
+  std::optional<KivRational> speed;
+  std::optional<KivRational> frameRate;
+  Interpolation interpolation = Interpolation::kFlow;
   std::string proxy;
   bool noProxy = false;
   std::string settings;
   std::string saveSettings;
 };
+
+inline bool HasNode(const ChainOptions& chain, NodeType type) {
+  return std::count(chain.nodes.begin(), chain.nodes.end(), static_cast<int32_t>(type)) > 0;
+}
 
 struct Options {
   Command command = Command::kInfo;

@@ -39,8 +39,10 @@ HRESULT CVideoSlider::Seek(int32_t frame, int32_t* reached, int32_t mode) {
   const int64_t wanted = kiv::SaturateToInt64(ratio * static_cast<double>(frame) + 0.5);
   int32_t local = 0;
   const HRESULT hr = upstream_ ? upstream_->Seek(kiv::ClampToInt32(wanted), &local, mode) : S_OK;
-  if (Succeeded(hr)) position_ = frame;
   if (reached) *reached = Succeeded(hr) ? frame : 0;
+  if (Failed(hr)) return hr;
+  position_ = frame;
+  beyondEnd_ = 0;
   return hr;
 }
 
@@ -66,21 +68,36 @@ HRESULT CVideoSlider::StepForward(int64_t earliest) {
     hr = upstream_->Skip(1, &local);
     if (Failed(hr)) return hr;
     const int64_t before = std::exchange(time, UpstreamTime(time));
-    if (time <= before) break;  // at its end
+    if (time <= before) {
+      ++beyondEnd_;
+      break;
+    }
+    beyondEnd_ = 0;
   }
   return hr;
 }
 
 HRESULT CVideoSlider::StepBack(int64_t earliest) {
-  HRESULT hr = S_OK;
+  HRESULT hr = StepBackToEnd();
+  int standing = 0;
   // The first frame starts at 0; there is nothing before it.
-  for (int64_t time = UpstreamTime(0); earliest <= time && time > 0;) {
+  for (int64_t time = UpstreamTime(0); Succeeded(hr) && earliest <= time && time > 0;) {
     int32_t local = 0;
     hr = upstream_->Skip(-1, &local);
-    if (Failed(hr)) return hr;
     const int64_t before = std::exchange(time, UpstreamTime(time));
-    if (time >= before) break;  // it does not go further
+    // A seek may have gone one frame beyond the end, so standing still once proves nothing.
+    standing = time < before ? 0 : standing + 1;
+    if (standing > 1) break;
   }
+  return hr;
+}
+
+// Takes back the steps that forward skips made beyond the upstream's last frame.
+HRESULT CVideoSlider::StepBackToEnd() {
+  if (beyondEnd_ == 0) return S_OK;
+  int32_t local = 0;
+  const HRESULT hr = upstream_->Skip(-beyondEnd_, &local);
+  if (Succeeded(hr)) beyondEnd_ = 0;
   return hr;
 }
 

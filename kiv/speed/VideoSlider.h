@@ -33,11 +33,14 @@ class CVideoSlider : public CSourceBase {
   HRESULT OnSetRenderFrameRate(const CommandArgs& args);
 
   void ReadRates(IKivProperties* settings, IKivProperties* info);
-  // Until the upstream's frame is, or no longer is, among those that a skip to `target` may end on.
-  HRESULT StepForward(int64_t target);
-  HRESULT StepBack(int64_t target);
+  // Until the upstream's frame starts at `earliest` or later, or no longer does.
+  HRESULT StepForward(int64_t earliest);
+  HRESULT StepBack(int64_t earliest);
+  HRESULT StepBackToEnd();
   int64_t UpstreamTime(int64_t unknown) const;
 
   KivRational sourceRate_{25, 1};
   KivRational renderRate_{25, 1};
+  // Steps made past the upstream's last frame, whose time stood still.
+  int32_t beyondEnd_ = 0;
 };

@@ -50,7 +50,7 @@ class FakeNode : public kiv::CountedObject<IKivSourceBase> {
   }
   KivComPtr<IKivFrame> GetCurrentFrame(int32_t* statusOut) override {
     log.Add("GetCurrentFrame");
-    const HRESULT answer = Answer();
+    const HRESULT answer = FailsNow() ? E_FAIL : S_OK;
     if (statusOut) *statusOut = Failed(answer) ? answer : status;
     if (Failed(answer)) return nullptr;
     if (frame) return frame;
@@ -99,10 +99,8 @@ class FakeNode : public kiv::CountedObject<IKivSourceBase> {
   KivComPtr<IKivProperties> info;
 
  private:
-  HRESULT Answer() {
-    if (failAfter >= 0 && failAfter-- == 0) return E_FAIL;
-    return result;
-  }
+  bool FailsNow() { return failAfter >= 0 && failAfter-- == 0; }
+  HRESULT Answer() { return FailsNow() ? E_FAIL : result; }
   int64_t TimeOf(int32_t index) const {
     return index * int64_t{10'000'000} * rate->denominator / rate->numerator;
   }
