@@ -97,6 +97,9 @@ TEST(VideoSlider, TheLastFrameRepeatsBeyondTheEndAndIsLeftAgainBackwards) {
   slider.source->log.Take();
   EXPECT_EQ((Frames{3, 3, 3, 3}), test::Play(*slider.node, 4));
   EXPECT_EQ((Frames{3, 3, 3, 2, 2, 1, 1, 0}), test::Play(*slider.node, 8, -1));
+  test::Play(*slider.node, 20);
+  EXPECT_EQ(Frames{1}, test::Play(*slider.node, 1, -18));
+  slider.node->Skip(-2, nullptr);
   slider.source->log.Take();
   EXPECT_EQ(S_OK, slider.node->Skip(100, nullptr));
   EXPECT_EQ((Calls{"Skip 1", "Skip 1", "Skip 1", "Skip 1"}),
