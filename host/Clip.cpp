@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <numeric>
@@ -10,14 +11,12 @@
 #include "host/ComponentLoader.h"
 #include "host/HostError.h"
 #include "host/Settings.h"
+#include "kiv/chain/NodeTypes.h"
 
 namespace host {
 namespace {
 
-// Products of a frame count and two fractions.
-__extension__ using Wide = __int128;
-
-std::wstring WideText(const std::string& text) { return KivCommon::Char2WChar(text.c_str()); }
+std::wstring Wide(const std::string& text) { return KivCommon::Char2WChar(text.c_str()); }
 
 // What an editor would say about a file that is not there, before any library is asked.
 void CheckFile(const std::string& path, const char* what) {
@@ -35,7 +34,7 @@ KivComPtr<IKivMediaSource> OpenSource(const std::string& path) {
   const auto factory = KivCommon::GetFactory(nullptr);
   if (!factory) FailRun("cannot open the input '{}': there is no media factory", path);
   KivComPtr<IKivMediaSource> source;
-  const HRESULT hr = factory->OpenMediaFile(source.Put(), WideText(path).c_str(), nullptr);
+  const HRESULT hr = factory->OpenMediaFile(source.Put(), Wide(path).c_str(), nullptr);
   if (Failed(hr) || !source) {
     FailRun("cannot open the input '{}': it is damaged or no media file (result {:08x})", path,
             static_cast<uint32_t>(hr));
@@ -43,12 +42,25 @@ KivComPtr<IKivMediaSource> OpenSource(const std::string& path) {
   return source;
 }
 
-// One picture is no frame rate; it is shown as one at 25 a second.
-constexpr KivRational kRateOfStills{25, 1};
+KivPropDecorator SettingsOf(const ChainOptions& options) {
+  KivPropDecorator settings =
+      options.settings.empty() ? KivCommon::CreateProperties() : ReadSettings(options.settings);
+  if (!settings) FailRun("no memory for the settings");
+  return settings;
+}
 
 KivRational Reduced(int64_t numerator, int64_t denominator) {
   const int64_t divisor = std::gcd(numerator, denominator);
   return {numerator / divisor, denominator / divisor};
+}
+
+// The source makes a frame for each call; these nodes pass it on, others may use one again.
+bool LeavesFramesAlone(const std::vector<int32_t>& nodes) {
+  return std::all_of(nodes.begin(), nodes.end(), [](int32_t node) {
+    return node == static_cast<int32_t>(NodeType::kSource) ||
+           node == static_cast<int32_t>(NodeType::kFrameRate) ||
+           node == static_cast<int32_t>(NodeType::kCrop);
+  });
 }
 
 }  // namespace
@@ -71,22 +83,6 @@ OpenedInput OpenInput(const std::string& path) {
   return input;
 }
 
-KivRational SourceRate(const KivStreamInfo& info) {
-  const bool hasRate = info.frameRate.numerator > 0 && info.frameRate.denominator > 0;
-  return hasRate ? info.frameRate : kRateOfStills;
-}
-
-ResultShape ResultOf(const ChainOptions& options, const KivStreamInfo& info) {
-  const KivRational from = SourceRate(info);
-  const KivRational to = options.frameRate.value_or(from);
-  const KivRational speed = options.speed.value_or(KivRational{1, 1});
-  const Wide scaled = Wide{info.frameCount} * to.numerator * from.denominator * speed.denominator;
-  const Wide count = scaled / (Wide{to.denominator} * from.numerator * speed.numerator);
-  if (count < 1) FailUsage("the result has no frame: the clip has {}", info.frameCount);
-  if (count >= INT32_MAX) FailUsage("the result has more frames than can be counted");
-  return {static_cast<int32_t>(count), to};
-}
-
 KivRational OutputSampleAspect(const KivStreamInfo& info, KivSize size) {
   const KivRational& aspect = info.sampleAspect;
   if (aspect.numerator <= 0 || aspect.denominator <= 0) return {1, 1};
@@ -100,32 +96,37 @@ KivRational OutputSampleAspect(const KivStreamInfo& info, KivSize size) {
 
 Clip::Clip(const std::string& input, const ChainOptions& options)
     : input_(OpenInput(input)),
-      options_(options),
-      result_(ResultOf(options, input_.info)),
-      inBetween_(SetUpInterpolation(options)),
       decoder_(MeteredDecoder::Make(input_.decoder)),
-      framesStay_(options.nodes.size() == 1) {
+      settings_(SettingsOf(options)),
+      playback_(PlaybackOf(options, settings_.Get(), input_.info)),
+      result_(ResultOf(playback_, input_.info)),
+      inBetween_(SetUpInterpolation(options.interpolation, playback_.speed)) {
   if (!options.proxy.empty()) CheckFile(options.proxy, "the proxy");
-  process_ = ComponentLoader::ByClassId().CreateProcess();
-  render_ = process_.As<IKivRenderEx>();
-  if (!render_) FailRun("the component has no render interface");
-  process_->BuildChain(options.nodes.data(), static_cast<int32_t>(options.nodes.size()));
+  BuildChain(NodesFor(options, playback_));
   LoadSettings(options);
   SetUpSource(options);
   SetUpRender();
+  SetUpNodes();
+  crop_.SetUp(options, process_, *render_.Get());
+}
+
+void Clip::BuildChain(const std::vector<int32_t>& nodes) {
+  process_ = ComponentLoader::ByClassId().CreateProcess();
+  render_ = process_.As<IKivRenderEx>();
+  if (!render_) FailRun("the component has no render interface");
+  process_->BuildChain(nodes.data(), static_cast<int32_t>(nodes.size()));
+  framesStay_ = LeavesFramesAlone(nodes);
 }
 
 void Clip::LoadSettings(const ChainOptions& options) {
-  settings_ =
-      options.settings.empty() ? KivCommon::CreateProperties() : ReadSettings(options.settings);
-  if (!settings_) FailRun("no memory for the settings");
+  StorePlayback(playback_, settings_.Get());
   if (!options.settings.empty()) process_->LoadSettings(settings_.Get());
   SetUpProxy(options);
 }
 
 void Clip::SetUpProxy(const ChainOptions& options) {
   if (!options.proxy.empty()) {
-    process_->SetProxyPath(WideText(options.proxy).c_str());
+    process_->SetProxyPath(Wide(options.proxy).c_str());
     process_->SetProxyEnabled(1);
   }
   if (options.noProxy) process_->SetProxyEnabled(0);
@@ -136,10 +137,6 @@ void Clip::SetUpSource(const ChainOptions& options) {
   const KivRational sourceRate = SourceRate(input_.info);
   process_->SetSourceFrameRate(&sourceRate);
   process_->SetRenderFrameRate(&result_.frameRate);
-  if (options.speed) {
-    const SpeedSettings speed{options.speed->numerator, options.speed->denominator};
-    process_->SetSpeedSettings(&speed);
-  }
   if (options.decodeScale) process_->SetDecodeScale(&*options.decodeScale);
   process_->SetDecoder(decoder);
   if (!options.size) return;
@@ -160,16 +157,34 @@ void Clip::SetUpRender() {
   }
   settings->SetRenderFrameRate(&result_.frameRate);
   settings->SetRenderSize(&size);
+  wholeSize_ = size;
 }
 
-KivDecoderStats Clip::DecoderStats() const {
-  KivDecoderStats stats;
-  input_.streamInfo->GetStats(&stats);
-  return stats;
+// The render initializes the chain at its first operation, without knowing the stream. What the
+// stream is has to come after that.
+void Clip::SetUpNodes() {
+  KivComPtr<IKivFrame> none;
+  render_->GetLastFrame(&none);
+  KivComPtr<IKivSourceBase> tail;
+  process_->GetTailNode(&tail);
+  const InitialBags bags = MakeInitialBags(playback_, input_.info, settings_.Get());
+  const HRESULT hr = tail->Initialize(bags.settings.Reference(), bags.facts.Reference());
+  if (Failed(hr)) {
+    FailRun("the chain cannot be initialized: result {:08x}", static_cast<uint32_t>(hr));
+  }
+  process_->SetCacheRange(&playback_.used);
+}
+
+int64_t Clip::SourceTimeOf(IKivFrame& frame) const {
+  int64_t time = 0;
+  frame.GetTime(&time, nullptr);
+  const auto numbered = KivComPtr<IKivFrame>(&frame).As<IKivVideoFrame>();
+  if (numbered) decoder_->TimeOf(numbered->GetFrameIndex(), &time);
+  return time;
 }
 
 void Clip::Seek(int32_t frame) {
-  const int32_t start = RollInStart(frame, options_, input_.info);
+  const int32_t start = RollInStart(frame, playback_, input_.info);
   HRESULT hr = render_->Seek(start, nullptr, static_cast<int32_t>(KivSeekMode::kReadOnward));
   if (Succeeded(hr) && start < frame) hr = render_->Skip(frame - start, nullptr);
   if (Failed(hr)) {
@@ -190,7 +205,11 @@ KivComPtr<IKivFrame> Clip::Pull() {
     FailRun("frame {} could not be made: result {:08x}", render_->GetPosition(),
             static_cast<uint32_t>(hr));
   }
-  return frame;
+  return crop_.Cut(frame);
+}
+
+KivRational Clip::SampleAspect(KivSize size) const {
+  return OutputSampleAspect(Info(), crop_.IsOn() ? wholeSize_ : size);
 }
 
 void Clip::SaveSettings(const std::string& path) {

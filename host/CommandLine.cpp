@@ -7,7 +7,6 @@
 #include "host/HostError.h"
 #include "host/OptionTable.h"
 #include "host/OptionValues.h"
-#include "kiv/chain/NodeTypes.h"
 
 namespace host {
 namespace {
@@ -88,17 +87,12 @@ Parsed Parse(const CommandRow& command, const std::vector<std::string>& argument
   return Parsed::kCommand;
 }
 
-// The nodes that the options need, in the order in which each can read a time from below.
-std::vector<int32_t> NodesFor(const ChainOptions& chain) {
-  std::vector<int32_t> nodes{static_cast<int32_t>(NodeType::kSource)};
-  if (chain.frameRate) nodes.push_back(static_cast<int32_t>(NodeType::kFrameRate));
-  if (chain.speed) nodes.push_back(static_cast<int32_t>(NodeType::kSpeed));
-  return nodes;
-}
-
-void RequireNode(const ChainOptions& chain, NodeType type, const char* option, const char* name) {
-  if (HasNode(chain, type)) return;
-  FailUsage("{} needs the node {}, which --chain leaves out", option, name);
+void ReadCrop(const OptionTexts& texts, ChainOptions* chain) {
+  if (!texts.crop.empty()) chain->crop = ReadRegion("--crop", texts.crop);
+  chain->cropKeyframes = texts.cropKeyframes;
+  if (chain->crop && !chain->cropKeyframes.empty()) {
+    FailUsage("--crop and --crop-keyframes exclude each other");
+  }
 }
 
 void ReadTimeOptions(const OptionTexts& texts, ChainOptions* chain) {
@@ -111,10 +105,8 @@ void ReadTimeOptions(const OptionTexts& texts, ChainOptions* chain) {
 
 ChainOptions ReadChainOptions(const OptionTexts& texts) {
   ChainOptions chain;
+  if (!texts.chain.empty()) chain.nodes = ReadChain("--chain", texts.chain);
   ReadTimeOptions(texts, &chain);
-  chain.nodes = texts.chain.empty() ? NodesFor(chain) : ReadChain("--chain", texts.chain);
-  if (chain.speed) RequireNode(chain, NodeType::kSpeed, "--speed", "speed");
-  if (chain.frameRate) RequireNode(chain, NodeType::kFrameRate, "--fps", "rate");
   if (!texts.size.empty()) chain.size = ReadSize("--size", texts.size);
   if (!texts.decodeScale.empty()) {
     chain.decodeScale = ReadScale("--decode-scale", texts.decodeScale);
@@ -122,8 +114,14 @@ ChainOptions ReadChainOptions(const OptionTexts& texts) {
   if (!texts.proxy.empty() && texts.noProxy) FailUsage("--proxy and --no-proxy exclude each other");
   chain.proxy = texts.proxy;
   chain.noProxy = texts.noProxy;
+  chain.reverse = texts.reverse;
+  if (!texts.reverseRange.empty()) {
+    if (!texts.reverse) FailUsage("--reverse-range needs --reverse");
+    chain.reverseRange = ReadSpan("--reverse-range", texts.reverseRange);
+  }
   chain.settings = texts.settings;
   chain.saveSettings = texts.saveSettings;
+  ReadCrop(texts, &chain);
   return chain;
 }
 
@@ -169,6 +167,15 @@ void ReadSheetOptions(const OptionTexts& texts, Options* options) {
   if (!texts.progress.empty()) options->progress = ReadProgress("--progress", texts.progress);
 }
 
+void ReadKeyframesOptions(const OptionTexts& texts, Options* options) {
+  options->plot = texts.plot;
+  options->output = texts.plot;
+  if (!texts.at.empty()) options->atFrame = ReadFrame("--at", texts.at);
+  OptionTexts picture;
+  picture.output = texts.plot;
+  if (!texts.plot.empty()) PlanThePicture(picture, options);
+}
+
 Options Interpret(const CommandRow& command, const std::string& input, const OptionTexts& texts) {
   Options options;
   options.input = input;
@@ -184,6 +191,9 @@ Options Interpret(const CommandRow& command, const std::string& input, const Opt
   } else if (command.name == "sheet") {
     options.command = Command::kSheet;
     ReadSheetOptions(texts, &options);
+  } else if (command.name == "keyframes") {
+    options.command = Command::kKeyframes;
+    ReadKeyframesOptions(texts, &options);
   } else if (command.name == "register") {
     options.command = Command::kRegister;
   } else if (command.name == "unregister") {

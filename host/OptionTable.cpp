@@ -36,6 +36,15 @@ constexpr OptionRow kOptions[] = {
          "scale of that size, such as 1/2"),
     Text("--proxy", kChainBits, "FILE", &OptionTexts::proxy, "read pictures from FILE instead"),
     Flag("--no-proxy", kChainBits, &OptionTexts::noProxy, "turn a stored proxy off"),
+    Flag("--reverse", kChainBits, &OptionTexts::reverse, "play backwards"),
+    Text("--reverse-range", kChainBits, "A:B", &OptionTexts::reverseRange,
+         "the clip's frames A to B only, B first; with --reverse"),
+    Text("--crop", kChainBits, "L,T,W,H", &OptionTexts::crop,
+         "cut to this part, in fractions of the picture"),
+    Text("--crop-keyframes", kChainBits, "FILE.json", &OptionTexts::cropKeyframes,
+         "cut each frame to its region in a keyframe document, scaled to the first region's size"),
+    Text("--plot", kKeyframesBit, "FILE.png", &OptionTexts::plot, "draw the curves"),
+    Text("--at", kKeyframesBit, "N", &OptionTexts::at, "print the value at frame N"),
     Text("--chain", kChainBits, "LIST", &OptionTexts::chain,
          "nodes from the source on: source,alpha,stabilizer,cache,rate,reverse,speed,crop"),
     Text("--settings", kChainBits, "FILE.json", &OptionTexts::settings,
@@ -58,15 +67,15 @@ constexpr CommandRow kCommands[] = {
     {"render", kRenderBit, true, "Renders a clip through its chain into a file or stream"},
     {"frame", kFrameBit, true, "Writes one frame of the chain as a picture"},
     {"sheet", kSheetBit, true, "Writes a contact sheet: every frame with its number and time"},
+    {"keyframes", kKeyframesBit, true, "Lists, evaluates or draws a keyframe document"},
     {"info", kInfoBit, true, "Shows what a clip's video stream is"},
     {"register", 0, false, "Enters the component into the registry"},
     {"unregister", 0, false, "Takes the component out of the registry"},
 };
 
-constexpr std::string_view kCommandsNotBuilt[] = {"stabilize", "verify", "keyframes"};
+constexpr std::string_view kCommandsNotBuilt[] = {"stabilize", "verify"};
 
-constexpr std::string_view kOptionsNotBuilt[] = {"--reverse", "--reverse-range",  "--stabilize",
-                                                 "--crop",    "--crop-keyframes", "--memory"};
+constexpr std::string_view kOptionsNotBuilt[] = {"--stabilize", "--memory"};
 constexpr std::string_view kPrefixNotBuilt = "--alpha-";
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <numeric>
 
 #include "host/HostError.h"
+#include "host/KeyframeFile.h"
 #include "kiv/chain/NodeTypes.h"
 
 namespace host {
@@ -34,6 +35,14 @@ std::optional<Halves> SplitAt(std::string_view text, char mark) {
   return Halves{text.substr(0, at), text.substr(at + 1)};
 }
 
+// The whole text as a decimal number.
+std::optional<double> ReadDecimal(std::string_view text) {
+  double value = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
+  return value;
+}
+
 bool IsTerm(const std::optional<int64_t>& value) {
   return value && *value > 0 && *value <= kLargestTerm;
 }
@@ -48,7 +57,7 @@ std::optional<KivRational> ReadFraction(std::string_view text) {
 }
 
 // Exactly: 0.4 is 2/5.
-std::optional<KivRational> ReadDecimal(std::string_view text) {
+std::optional<KivRational> ReadExactDecimal(std::string_view text) {
   const auto halves = SplitAt(text, '.');
   const std::string_view places = halves ? halves->right : std::string_view();
   const auto whole = ReadDigits<int64_t>(halves ? halves->left : text);
@@ -98,8 +107,13 @@ KivSize ReadSize(std::string_view option, std::string_view text) {
             kLargestSide);
 }
 
+bool IsSpeed(const KivRational& speed) {
+  return IsTerm(speed.numerator) && IsTerm(speed.denominator);
+}
+
 KivRational ReadSpeed(std::string_view option, std::string_view text) {
-  if (const auto speed = text.find('/') == text.npos ? ReadDecimal(text) : ReadFraction(text)) {
+  if (const auto speed =
+          text.find('/') == text.npos ? ReadExactDecimal(text) : ReadFraction(text)) {
     return *speed;
   }
   FailUsage("{} {}: expected a fraction such as 1/2 or a decimal such as 0.4, terms from 1 to {}",
@@ -136,6 +150,31 @@ FrameSpan ReadSpan(std::string_view option, std::string_view text) {
   }
   FailUsage("{} {}: expected FIRST:LAST such as 0:99, both included, FIRST not above LAST", option,
             text);
+}
+
+KivRectF ReadRegion(std::string_view option, std::string_view text) {
+  KivRectF region;
+  std::string_view rest = text;
+  for (double* const side : {&region.left, &region.top, &region.width, &region.height}) {
+    const auto halves = SplitAt(rest, ',');
+    const auto value = ReadDecimal(halves ? halves->left : rest);
+    const bool isLast = side == &region.height;
+    if (!value || halves.has_value() == isLast) {
+      FailUsage("{} {}: expected LEFT,TOP,WIDTH,HEIGHT such as 0.25,0.25,0.5,0.5", option, text);
+    }
+    *side = *value;
+    if (halves) rest = halves->right;
+  }
+  if (IsRegion(region)) return region;
+  FailUsage("{} {}: the part does not lie inside the picture, whose edges are 0 and 1", option,
+            text);
+}
+
+int32_t ReadFrame(std::string_view option, std::string_view text) {
+  const bool negative = text.starts_with('-');
+  const auto digits = ReadDigits<int32_t>(negative ? text.substr(1) : text);
+  if (digits) return negative ? -*digits : *digits;
+  FailUsage("{} {}: expected a whole number", option, text);
 }
 
 int32_t ReadIndex(std::string_view option, std::string_view text) {

@@ -1,19 +1,17 @@
 // What a command line asks for, checked as far as that goes without opening the input.
 #pragma once
 
-#include <algorithm>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "engine/media/Writer.h"
-#include "kiv/chain/NodeTypes.h"
 #include "kiv/values/ValueTypes.h"
 
 namespace host {
 
-enum class Command { kRender, kInfo, kFrame, kSheet, kRegister, kUnregister };
+enum class Command { kRender, kInfo, kFrame, kSheet, kKeyframes, kRegister, kUnregister };
 enum class ProgressForm { kAutomatic, kNone, kBar, kJson };
 
 // Both included; without an end it runs to the last frame.
@@ -27,7 +25,7 @@ enum class Interpolation { kFlow, kOff };
 
 // How the clip's chain is built and set up.
 struct ChainOptions {
-  std::vector<int32_t> nodes;  // NodeType ids from the source on
+  std::vector<int32_t> nodes;  // NodeType ids from the source on; empty: what the rest needs
   std::optional<KivSize> size;
   std::optional<KivRational> decodeScale;
   std::optional<KivRational> speed;
@@ -35,13 +33,13 @@ struct ChainOptions {
   Interpolation interpolation = Interpolation::kFlow;
   std::string proxy;
   bool noProxy = false;
+  bool reverse = false;
+  std::optional<FrameSpan> reverseRange;  // frames of the clip
   std::string settings;
   std::string saveSettings;
+  std::optional<KivRectF> crop;  // fractions of the picture
+  std::string cropKeyframes;
 };
-
-inline bool HasNode(const ChainOptions& chain, NodeType type) {
-  return std::count(chain.nodes.begin(), chain.nodes.end(), static_cast<int32_t>(type)) > 0;
-}
 
 struct Options {
   Command command = Command::kInfo;
@@ -51,6 +49,8 @@ struct Options {
   ChainOptions chain;
   FrameSpan frames;
   int32_t at = 0;
+  std::string plot;                // keyframes
+  std::optional<int32_t> atFrame;  // keyframes
   bool json = false;
   ProgressForm progress = ProgressForm::kAutomatic;
   std::string report;

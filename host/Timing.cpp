@@ -10,8 +10,6 @@ namespace {
 
 __extension__ using Wide = __int128;
 
-constexpr KivRational kUnitSpeed{1, 1};
-
 Wide FloorOf(Wide numerator, Wide denominator) {
   const Wide quotient = numerator / denominator;
   return numerator % denominator < 0 ? quotient - 1 : quotient;
@@ -24,13 +22,12 @@ bool NeedsInBetweens(const KivRational& speed) {
 
 }  // namespace
 
-int32_t RollInStart(int32_t frame, const ChainOptions& options, const KivStreamInfo& info) {
-  const bool rated = HasNode(options, NodeType::kFrameRate);
-  if (!rated && !HasNode(options, NodeType::kSpeed)) return frame;
+int32_t RollInStart(int32_t frame, const Playback& playback, const KivStreamInfo& info) {
+  if (!playback.rated && !playback.IsShifted()) return frame;
   // A seek goes by numbers and a step by times: where those have no fixed relation, only the start
   // is common to both.
-  if (rated && info.constantRate == 0) return 0;
-  const KivRational speed = options.speed.value_or(kUnitSpeed);
+  if (playback.rated && info.constantRate == 0) return 0;
+  const KivRational& speed = playback.speed;
   // The pair of source frames around the wanted one comes by steps, the one before it may be sought;
   // one more for what the node's arithmetic rounds off.
   constexpr int kSourceFrames = 3;
@@ -39,12 +36,12 @@ int32_t RollInStart(int32_t frame, const ChainOptions& options, const KivStreamI
   return static_cast<int32_t>(std::clamp<Wide>(start, 0, std::max(frame - 1, 0)));
 }
 
-InBetween SetUpInterpolation(const ChainOptions& options) {
-  if (options.interpolation == Interpolation::kOff) {
+InBetween SetUpInterpolation(Interpolation wanted, const KivRational& speed) {
+  if (wanted == Interpolation::kOff) {
     kiv::AlgorithmModules::Shared().Withdraw(kTweenModuleName);
   }
-  if (!options.speed || !NeedsInBetweens(*options.speed)) return InBetween::kNotNeeded;
-  if (options.interpolation == Interpolation::kOff) return InBetween::kOff;
+  if (!NeedsInBetweens(speed)) return InBetween::kNotNeeded;
+  if (wanted == Interpolation::kOff) return InBetween::kOff;
   std::string why;
   if (kiv::AlgorithmModules::Shared().Find(kTweenModuleName, &why)) return InBetween::kGenerated;
   PrintMessage("source frames repeat, there is no interpolation: " + why);

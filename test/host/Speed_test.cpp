@@ -61,6 +61,11 @@ const struct {
     {"--fps 30000/1001 --frames 3:9", {30000, 1001}, {3, 3, 4, 5, 6, 7, 8}},
     {"--fps 60 --speed 1/2 --frames 0:11", {60, 1}, {0, 1, 1, 1, 1, 2, 2, 2, 2, 2, 2, 3}},
     {"--fps 24 --speed 3", {24, 1}, {0, 3, 6, 9, 12, 16}},
+    {"--reverse --speed 1/2 --frames 0:7", {25, 1}, {19, 18, 18, 17, 17, 16, 16, 15}},
+    {"--reverse --reverse-range 3:8 --speed 3/2", {25, 1}, {8, 7, 5, 4}},
+    {"--reverse --reverse-range 3:8 --fps 50", {50, 1}, {8, 8, 7, 7, 6, 6, 5, 5, 4, 4, 3, 3}},
+    {"--reverse --reverse-range 3:8 --fps 12", {12, 1}, {8, 6, 4}},
+    {"--reverse --fps 60 --speed 4", {60, 1}, {19, 18, 17, 15, 13, 12, 10, 8, 7, 5, 3, 2}},
     {"--fps 30 --speed 3/2 --frames 4:11", {30, 1}, {5, 6, 8, 8, 10, 11, 13, 13}}};
 
 TEST_F(Speed, ShowsTheSourceFramesOfEachResultFrame) {
@@ -77,7 +82,8 @@ TEST_F(Speed, AFrameAloneIsTheOneThatARenderPutsThere) {
   setenv("KIV_MODULE_FOLDER", KIV_TEST_MODULES, 1);
   for (const char* options :
        {"--speed 1/2", "--speed 2/5", "--speed 1/4 --fps 60", "--speed 1/2 --interpolation off",
-        "--fps 12", "--speed 3/2 --fps 50"}) {
+        "--fps 12", "--reverse --speed 2/5", "--reverse --reverse-range 3:12 --fps 60",
+        "--reverse --speed 3 --fps 24", "--speed 3/2 --fps 50"}) {
     const Numbers whole = Levels(options);
     const int last = static_cast<int>(whole.size()) - 1;
     for (const int at : {0, 1, 2, 5, last / 2, last / 2 + 1, last}) {
