@@ -21,6 +21,7 @@ enum CommandBits : unsigned {
 struct OptionTexts {
   std::string output, at, frames, size, decodeScale, proxy, settings, saveSettings, chain;
   std::string reverseRange, memory;
+  std::string speed, fps, interpolation;
   std::string format, codec, quality, progress, report;
   std::string crop, cropKeyframes, plot;
   bool json = false, noProxy = false, reverse = false;

@@ -57,6 +57,7 @@ std::string ReportText(const RenderReport& report) {
   root["height"] = report.size.height;
   root["frame_rate"] = std::to_string(report.frameRate.numerator) + "/" +
                        std::to_string(report.frameRate.denominator);
+  root["in_between_frames"] = report.inBetweenFrames;
   root["fps"] = report.wallSeconds > 0 ? report.frames / report.wallSeconds : 0.0;
   root["wall_seconds"] = report.wallSeconds;
   root["node_seconds"] = NodeFigures(report);
