@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <functional>
 #include <future>
 #include <memory>
 #include <string>
@@ -21,29 +22,6 @@ inline Calls FillCalls(int32_t first, int32_t last) {
   return calls;
 }
 
-// Stops whoever asks the source for its n-th frame from now (0 is the next), until let go.
-class Hold {
- public:
-  Hold(FakeNode& source, int n) {
-    state_->left = n;
-    source.log.OnEvery([state = state_](const std::string& call) {
-      if (call != "GetCurrentFrame" || state->left-- != 0) return;
-      state->reached.set_value();
-      state->released.get_future().wait();
-    });
-  }
-  void WaitUntilHeld() { state_->reached.get_future().wait(); }
-  void LetGo() { state_->released.set_value(); }
-
- private:
-  struct State {
-    std::atomic<int> left;
-    std::promise<void> reached;
-    std::promise<void> released;
-  };
-  const std::shared_ptr<State> state_ = std::make_shared<State>();
-};
-
 struct CacheFixture : testing::Test {
   void SetUp() override { SetRange({0, 9999}); }
   void SetRange(KivRange range) { Send(*node, CommandId::SetCacheRange, &range); }
@@ -58,12 +36,30 @@ struct CacheFixture : testing::Test {
     info->SetInt(KivKey::Speed::kReverse_FrameCacheCount, spanSize);
     node->Initialize(settings.Reference(), info.Reference());
   }
+  // Asks for frame 500 and stops the worker at frame 487 + n, until it is let go.
+  void HoldFill(int n) {
+    struct Hold {
+      std::atomic<int> left;
+      std::promise<void> reached, letGo;
+    };
+    const auto hold = std::make_shared<Hold>();
+    hold->left = n;
+    source->log.OnEvery([hold](const std::string& call) {
+      if (call != "GetCurrentFrame" || hold->left-- != 0) return;
+      hold->reached.set_value();
+      hold->letGo.get_future().wait();
+    });
+    node->Seek(500, nullptr, 0);
+    hold->reached.get_future().wait();
+    letGo = [hold] { hold->letGo.set_value(); };
+  }
   int32_t Shown() { return NumberIn(node->GetCurrentFrame(nullptr)); }
   int32_t ShownAt(int32_t index) {
     EXPECT_EQ(S_OK, node->Seek(index, nullptr, 0));
     return Shown();
   }
 
+  std::function<void()> letGo;
   KivPropDecorator settings = KivCommon::CreateProperties();
   KivPropDecorator info = KivCommon::CreateProperties();
   KivComPtr<FakeNode> source = FakeNode::Make();

@@ -56,23 +56,13 @@ TEST_F(ReverseChain, EveryStepAndSeekShowsTheMirroredFrame) {
   }
 }
 
-TEST_F(ReverseChain, TimesGrowFromOneFrameOn) {
-  Open(Recipe(0), 20);
-  Reverse(1, {0, 59});
-  for (const auto& [index, time] :
-       {std::pair<int32_t, int64_t>{0, 400'000}, {1, 800'000}, {59, 24'000'000}}) {
-    ShownAt(index);
-    int64_t shownTime = 0, duration = 0;
-    frame->GetTime(&shownTime, &duration);
-    EXPECT_EQ(time, shownTime);
-    EXPECT_EQ(400'000, duration);
-  }
-}
-
 TEST_F(ReverseChain, RebuildingAndCleaningUpInMidFillLosesNothing) {
   Open(Recipe(0), 20);
   Reverse(1, {0, 59});
   EXPECT_EQ(59, ShownAt(0));
+  int64_t time = 0;
+  frame->GetTime(&time, nullptr);
+  EXPECT_EQ(400'000, time);  // of a total that the stream's facts have to give
   render->Seek(20, nullptr, 1);
   EXPECT_EQ(S_OK, render->Cleanup());
   EXPECT_EQ(39, ShownAt(20));

@@ -42,10 +42,7 @@ struct ReverseClip {
     tail->Initialize(settings.Reference(), info.Reference());
   }
   void Reverse(uint32_t on, KivRange range) {
-    SpeedSettings speed;
-    speed.reverse = on;
-    speed.reverseStart = range.start;
-    speed.reverseEnd = range.end;
+    const SpeedSettings speed{.reverse = on, .reverseStart = range.start, .reverseEnd = range.end};
     facade->SetSpeedSettings(&speed);
   }
   int32_t Shown() {
