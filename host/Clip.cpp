@@ -10,8 +10,10 @@
 
 #include "host/ComponentLoader.h"
 #include "host/HostError.h"
+#include "host/Memory.h"
 #include "host/Settings.h"
 #include "kiv/chain/NodeTypes.h"
+#include "kiv/platform/KeyNames.h"
 
 namespace host {
 namespace {
@@ -102,7 +104,12 @@ Clip::Clip(const std::string& input, const ChainOptions& options)
       result_(ResultOf(playback_, input_.info)),
       inBetween_(SetUpInterpolation(options.interpolation, playback_.speed)) {
   if (!options.proxy.empty()) CheckFile(options.proxy, "the proxy");
-  BuildChain(NodesFor(options, playback_));
+  if (options.memory) SetPictureMemory(*options.memory);
+  std::vector<int32_t> nodes = NodesFor(options, playback_);
+  if (options.nodes.empty() && Crop::IsWanted(options, settings_.Get())) {
+    nodes.push_back(static_cast<int32_t>(NodeType::kCrop));
+  }
+  BuildChain(nodes);
   LoadSettings(options);
   SetUpSource(options);
   SetUpRender();
@@ -168,6 +175,7 @@ void Clip::SetUpNodes() {
   KivComPtr<IKivSourceBase> tail;
   process_->GetTailNode(&tail);
   const InitialBags bags = MakeInitialBags(playback_, input_.info, settings_.Get());
+  bags.facts->SetInt(KivKey::Speed::kReverse_FrameCacheCount, CacheSpanFor(wholeSize_));
   const HRESULT hr = tail->Initialize(bags.settings.Reference(), bags.facts.Reference());
   if (Failed(hr)) {
     FailRun("the chain cannot be initialized: result {:08x}", static_cast<uint32_t>(hr));

@@ -119,6 +119,7 @@ ChainOptions ReadChainOptions(const OptionTexts& texts) {
     if (!texts.reverse) FailUsage("--reverse-range needs --reverse");
     chain.reverseRange = ReadSpan("--reverse-range", texts.reverseRange);
   }
+  if (!texts.memory.empty()) chain.memory = ReadMemory("--memory", texts.memory);
   chain.settings = texts.settings;
   chain.saveSettings = texts.saveSettings;
   ReadCrop(texts, &chain);

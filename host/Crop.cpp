@@ -5,6 +5,7 @@
 #include "engine/common/PictureScale.h"
 #include "host/HostError.h"
 #include "host/KeyframeFile.h"
+#include "kiv/platform/KeyNames.h"
 #include "kiv/platform/KivCommon.h"
 #include "kiv/values/Saturate.h"
 
@@ -48,6 +49,12 @@ KivComPtr<IKivFrame> NewFrameLike(IKivFrame& source, KivSize size) {
 }
 
 }  // namespace
+
+bool Crop::IsWanted(const ChainOptions& options, IKivProperties* settings) {
+  int32_t enabled = 0;
+  settings->GetInt(KivKey::Crop::kEnabled, &enabled);
+  return enabled != 0 || options.crop || !options.cropKeyframes.empty();
+}
 
 void Crop::SetUp(const ChainOptions& options,
                  const KivComPtr<IKivVideoStreamProcessInternal>& process, IKivRenderEx& render) {

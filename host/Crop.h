@@ -12,11 +12,16 @@
 #include "kiv/chain/IKivRender.h"
 #include "kiv/component/IKivVideoStreamProcess.h"
 #include "kiv/platform/Frame.h"
+#include "kiv/platform/Properties.h"
 
 namespace host {
 
 class Crop {
  public:
+  // Whether a chain needs the crop node, as its last one: for what the options or the clip's settings
+  // say.
+  static bool IsWanted(const ChainOptions& options, IKivProperties* settings);
+
   // Once the settings are loaded, the sizes known and the render range set: what the options ask for
   // goes to the node, and all that does not fit is refused. Leaves the clip at frame 0.
   void SetUp(const ChainOptions& options, const KivComPtr<IKivVideoStreamProcessInternal>& process,

@@ -47,6 +47,8 @@ constexpr OptionRow kOptions[] = {
     Text("--at", kKeyframesBit, "N", &OptionTexts::at, "print the value at frame N"),
     Text("--chain", kChainBits, "LIST", &OptionTexts::chain,
          "nodes from the source on: source,alpha,stabilizer,cache,rate,reverse,speed,crop"),
+    Text("--memory", kChainBits, "MIB", &OptionTexts::memory,
+         "what kept decoded pictures may take, 512 if not given"),
     Text("--settings", kChainBits, "FILE.json", &OptionTexts::settings,
          "load the clip's settings before"),
     Text("--save-settings", kChainBits, "FILE.json", &OptionTexts::saveSettings,
@@ -75,7 +77,7 @@ constexpr CommandRow kCommands[] = {
 
 constexpr std::string_view kCommandsNotBuilt[] = {"stabilize", "verify"};
 
-constexpr std::string_view kOptionsNotBuilt[] = {"--stabilize", "--memory"};
+constexpr std::string_view kOptionsNotBuilt[] = {"--stabilize"};
 constexpr std::string_view kPrefixNotBuilt = "--alpha-";
 
 }  // namespace

@@ -14,6 +14,7 @@ namespace {
 constexpr int32_t kLargestSide = 1 << 15;
 constexpr int64_t kLargestTerm = 1'000'000;
 constexpr size_t kMostPlaces = 6;
+constexpr int64_t kMostMemory = int64_t{1} << 20;  // MiB
 
 // The whole text as digits; nothing else is a number here, no sign, no blank.
 template <typename Integer>
@@ -175,6 +176,12 @@ int32_t ReadFrame(std::string_view option, std::string_view text) {
   const auto digits = ReadDigits<int32_t>(negative ? text.substr(1) : text);
   if (digits) return negative ? -*digits : *digits;
   FailUsage("{} {}: expected a whole number", option, text);
+}
+
+int64_t ReadMemory(std::string_view option, std::string_view text) {
+  const auto mebibytes = ReadDigits<int64_t>(text);
+  if (mebibytes && *mebibytes <= kMostMemory) return *mebibytes << 20;
+  FailUsage("{} {}: expected a number of MiB from 0 to {}", option, text, kMostMemory);
 }
 
 int32_t ReadIndex(std::string_view option, std::string_view text) {

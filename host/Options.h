@@ -37,7 +37,8 @@ struct ChainOptions {
   std::optional<FrameSpan> reverseRange;  // frames of the clip
   std::string settings;
   std::string saveSettings;
-  std::optional<KivRectF> crop;  // fractions of the picture
+  std::optional<int64_t> memory;  // bytes for decoded pictures
+  std::optional<KivRectF> crop;   // fractions of the picture
   std::string cropKeyframes;
 };
 

@@ -96,12 +96,6 @@ RatedRange RatedFrames(const Playback& playback, const KivStreamInfo& info) {
                                           : LastRated(used.end, from, to)};
 }
 
-// Settings hold a region as well. As long as it is not enabled the node passes every frame on.
-bool MayCrop(const ChainOptions& options) {
-  return options.crop || !options.cropKeyframes.empty() || !options.settings.empty() ||
-         !options.saveSettings.empty();
-}
-
 }  // namespace
 
 Playback PlaybackOf(const ChainOptions& options, IKivProperties* settings,
@@ -154,7 +148,6 @@ std::vector<int32_t> NodesFor(const ChainOptions& options, const Playback& playb
     if (playback.rated) nodes.push_back(static_cast<int32_t>(NodeType::kFrameRate));
     if (playback.reverse) nodes.push_back(static_cast<int32_t>(NodeType::kReverse));
     if (playback.IsShifted()) nodes.push_back(static_cast<int32_t>(NodeType::kSpeed));
-    if (MayCrop(options)) nodes.push_back(static_cast<int32_t>(NodeType::kCrop));
   }
   if (playback.reverse) RequireNode(nodes, NodeType::kReverse, "--reverse", "reverse");
   if (playback.IsShifted()) RequireNode(nodes, NodeType::kSpeed, "--speed", "speed");

@@ -18,6 +18,7 @@ typedef float Pixel __attribute__((vector_size(16)));
 typedef int32_t WholePixel __attribute__((vector_size(16)));
 typedef uint8_t PackedPixel __attribute__((vector_size(4)));
 constexpr float kOpaque = 255.0F;
+constexpr float kAsGoodAsOpaque = 254.999F;  // weights add up to 1 but for their rounding
 constexpr float kRounding = 0.5F;
 
 // Which source positions an output position is made of.
@@ -133,45 +134,22 @@ Pixel Load(const uint8_t* bytes) {
   PackedPixel packed;
   std::memcpy(&packed, bytes, sizeof packed);
   const Pixel pixel = __builtin_convertvector(packed, Pixel);
+  if (bytes[3] == 0xFF) return pixel;
   const float coverage = pixel[3] / kOpaque;
   return pixel * Pixel{coverage, coverage, coverage, 1};
 }
 
 // No channel exceeds 255: colour is at most coverage.
 void Store(const Pixel& pixel, uint8_t* bytes) {
-  const float scale = pixel[3] > 0 ? kOpaque / pixel[3] : 0;
-  const Pixel straight = pixel * Pixel{scale, scale, scale, 1} + kRounding;
-  const auto whole = __builtin_convertvector(straight, WholePixel);
+  Pixel straight = pixel;
+  // Division takes longer than all the rest, and most pictures are opaque.
+  if (pixel[3] < kAsGoodAsOpaque) {
+    const float scale = pixel[3] > 0 ? kOpaque / pixel[3] : 0;
+    straight *= Pixel{scale, scale, scale, 1};
+  }
+  const auto whole = __builtin_convertvector(straight + kRounding, WholePixel);
   const auto packed = __builtin_convertvector(whole, PackedPixel);
   std::memcpy(bytes, &packed, sizeof packed);
-}
-
-// The columns that an axis draws on.
-struct Columns {
-  int32_t first = 0, count = 0;
-};
-
-Columns ColumnsOf(const Axis& horizontal) {
-  const Taps& end = horizontal.taps.back();
-  const int32_t first = horizontal.taps.front().first;
-  return {first, end.first + end.count - first};
-}
-
-// `mixed` holds the columns from `left` on.
-void MixRows(const SourcePicture& source, const Axis& vertical, int32_t row, int32_t left,
-             std::vector<Pixel>& mixed) {
-  const Taps taps = vertical.taps[static_cast<size_t>(row)];
-  const uint8_t* const first = source.pixels + static_cast<size_t>(taps.first) * source.rowBytes +
-                               static_cast<size_t>(left) * kBytesPerPixel;
-  std::fill(mixed.begin(), mixed.end(), Pixel{});
-  for (int32_t i = 0; i < taps.count; ++i) {
-    const float weight = vertical.weights[taps.weights + static_cast<size_t>(i)];
-    const uint8_t* from = first + static_cast<size_t>(i) * source.rowBytes;
-    for (Pixel& pixel : mixed) {
-      pixel += Load(from) * weight;
-      from += kBytesPerPixel;
-    }
-  }
 }
 
 // What a curve overshoots is cut: no channel below 0, no colour above its coverage.
@@ -182,28 +160,94 @@ Pixel WithinRange(const Pixel& pixel) {
   return positive < coverage ? positive : coverage;
 }
 
-void MixColumns(const std::vector<Pixel>& mixed, const Axis& horizontal, int32_t left,
-                uint8_t* to) {
-  for (const Taps& taps : horizontal.taps) {
-    const Pixel* const first = mixed.data() + (taps.first - left);
-    const float* const weights = horizontal.weights.data() + taps.weights;
-    Pixel sum{};
-    for (int32_t i = 0; i < taps.count; ++i) {
-      sum += first[i] * weights[i];
+// Source rows brought to the target's width, the latest of them kept: neighbouring target rows are
+// made of the same ones.
+class Rows {
+ public:
+  Rows(const SourcePicture& source, const Axis& horizontal, int32_t kept)
+      : source_(source),
+        horizontal_(horizontal),
+        straight_(static_cast<size_t>(source.width)),
+        kept_(static_cast<size_t>(std::clamp(kept, 1, kMostKept))) {
+    for (KeptRow& row : kept_) row.pixels.resize(horizontal.taps.size());
+    const Taps& end = horizontal.taps.back();
+    first_ = horizontal.taps.front().first;
+    end_ = end.first + end.count;
+  }
+
+  int32_t Kept() const { return static_cast<int32_t>(kept_.size()); }
+  const Pixel* Row(int32_t number) {
+    KeptRow& row = kept_[static_cast<size_t>(number) % kept_.size()];
+    if (row.number != number) Make(number, &row);
+    return row.pixels.data();
+  }
+
+ private:
+  // What is made smaller by more than this is made from rows that are not kept, at worst four times.
+  static constexpr int32_t kMostKept = 64;
+  struct KeptRow {
+    int32_t number = -1;
+    std::vector<Pixel> pixels;
+  };
+
+  void Make(int32_t number, KeptRow* row) {
+    const uint8_t* const bytes = source_.pixels + static_cast<size_t>(number) * source_.rowBytes;
+    for (int32_t x = first_; x < end_; ++x) {
+      straight_[static_cast<size_t>(x)] = Load(bytes + static_cast<size_t>(x) * kBytesPerPixel);
     }
-    Store(WithinRange(sum), to);
-    to += kBytesPerPixel;
+    Pixel* to = row->pixels.data();
+    for (const Taps& taps : horizontal_.taps) {
+      const Pixel* const first = straight_.data() + taps.first;
+      const float* const weights = horizontal_.weights.data() + taps.weights;
+      Pixel sum{};
+      for (int32_t i = 0; i < taps.count; ++i) sum += first[i] * weights[i];
+      *to++ = sum;
+    }
+    row->number = number;
+  }
+
+  const SourcePicture& source_;
+  const Axis& horizontal_;
+  std::vector<Pixel> straight_;
+  std::vector<KeptRow> kept_;
+  int32_t first_ = 0, end_ = 0;  // the columns that are drawn on
+};
+
+int32_t MostTaps(const Axis& axis) {
+  int32_t most = 0;
+  for (const Taps& taps : axis.taps) most = std::max(most, taps.count);
+  return most;
+}
+
+// The sum of `count` rows, four of them in one go: that is what most pictures are made of.
+void MixRows(Rows& rows, const Taps& taps, const float* weights, std::vector<Pixel>& mixed) {
+  std::fill(mixed.begin(), mixed.end(), Pixel{});
+  int32_t i = 0;
+  for (; i + 4 <= taps.count && taps.count <= rows.Kept(); i += 4) {
+    const Pixel* const a = rows.Row(taps.first + i);
+    const Pixel* const b = rows.Row(taps.first + i + 1);
+    const Pixel* const c = rows.Row(taps.first + i + 2);
+    const Pixel* const d = rows.Row(taps.first + i + 3);
+    const float* const w = weights + i;
+    for (size_t x = 0; x < mixed.size(); ++x) {
+      mixed[x] += a[x] * w[0] + b[x] * w[1] + c[x] * w[2] + d[x] * w[3];
+    }
+  }
+  for (; i < taps.count; ++i) {
+    const Pixel* const row = rows.Row(taps.first + i);
+    for (size_t x = 0; x < mixed.size(); ++x) mixed[x] += row[x] * weights[i];
   }
 }
 
 void Resample(const SourcePicture& source, const Axis& horizontal, const Axis& vertical,
               const TargetPicture& target) {
-  const Columns columns = ColumnsOf(horizontal);
-  std::vector<Pixel> mixed(static_cast<size_t>(columns.count));
-  for (int32_t row = 0; row < target.height; ++row) {
-    MixRows(source, vertical, row, columns.first, mixed);
-    MixColumns(mixed, horizontal, columns.first,
-               target.pixels + static_cast<size_t>(row) * target.rowBytes);
+  Rows rows(source, horizontal, MostTaps(vertical));
+  std::vector<Pixel> mixed(static_cast<size_t>(target.width));
+  uint8_t* to = target.pixels;
+  for (const Taps& taps : vertical.taps) {
+    MixRows(rows, taps, vertical.weights.data() + taps.weights, mixed);
+    for (size_t x = 0; x < mixed.size(); ++x) Store(WithinRange(mixed[x]), to + x * kBytesPerPixel);
+    to += target.rowBytes;
   }
 }
 

@@ -94,8 +94,7 @@ constexpr std::pair<const char*, const char*> kFailures[] = {
     {"render @clip.mkv -o @x.mp4 --settings @text.json", "text.json"},
 };
 
-constexpr const char* kOptionsNotBuilt[] = {"--stabilize", "--stabilize=2", "--memory 64",
-                                            "--alpha-video a"};
+constexpr const char* kOptionsNotBuilt[] = {"--stabilize", "--stabilize=2", "--alpha-video a"};
 
 TEST_F(Refused, WithItsStatusAndOneLine) {
   for (const auto& [line, says] : kUsage) Expect(2, line, says);
