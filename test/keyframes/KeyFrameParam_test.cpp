@@ -129,6 +129,7 @@ TEST(KeyFrameParam, GoesStraightFromKeyframeToKeyframe) {
       {{{10, 1}, {0, 0}}, 20, 0},
       {{{10, 1}, {0, 0}}, -20, 1},
       {{{10, 1}, {4, 0}, {6, 8}}, 8, 4.5},
+      {{{10, 1}, {4, 0}, {20, 8}}, 8, 0.666667},
       {{{5, 1}, {5, 2}, {0, 3}}, 5, 1}};
   for (const ValueCase& c : kCases) {
     Doubles ascending;
