@@ -10,8 +10,10 @@
 
 #include "host/ComponentLoader.h"
 #include "host/HostError.h"
+#include "host/Memory.h"
 #include "host/Settings.h"
 #include "kiv/chain/NodeTypes.h"
+#include "kiv/platform/KeyNames.h"
 
 namespace host {
 namespace {
@@ -54,10 +56,11 @@ KivRational Reduced(int64_t numerator, int64_t denominator) {
   return {numerator / divisor, denominator / divisor};
 }
 
-// The source makes a frame for each call and the crop node passes it on; others may use one again.
+// The source makes a frame for each call; these nodes pass it on, others may use one again.
 bool LeavesFramesAlone(const std::vector<int32_t>& nodes) {
   return std::all_of(nodes.begin(), nodes.end(), [](int32_t node) {
     return node == static_cast<int32_t>(NodeType::kSource) ||
+           node == static_cast<int32_t>(NodeType::kFrameRate) ||
            node == static_cast<int32_t>(NodeType::kCrop);
   });
 }
@@ -98,8 +101,10 @@ Clip::Clip(const std::string& input, const ChainOptions& options)
       decoder_(MeteredDecoder::Make(input_.decoder)),
       settings_(SettingsOf(options)),
       playback_(PlaybackOf(options, settings_.Get(), input_.info)),
-      result_(ResultOf(playback_, input_.info)) {
+      result_(ResultOf(playback_, input_.info)),
+      inBetween_(SetUpInterpolation(options.interpolation, playback_.speed)) {
   if (!options.proxy.empty()) CheckFile(options.proxy, "the proxy");
+  if (options.memory) SetPictureMemory(*options.memory);
   std::vector<int32_t> nodes = NodesFor(options, playback_);
   if (options.nodes.empty() && Crop::IsWanted(options, settings_.Get())) {
     nodes.push_back(static_cast<int32_t>(NodeType::kCrop));
@@ -170,6 +175,7 @@ void Clip::SetUpNodes() {
   KivComPtr<IKivSourceBase> tail;
   process_->GetTailNode(&tail);
   const InitialBags bags = MakeInitialBags(playback_, input_.info, settings_.Get());
+  bags.facts->SetInt(KivKey::Speed::kReverse_FrameCacheCount, CacheSpanFor(wholeSize_));
   const HRESULT hr = tail->Initialize(bags.settings.Reference(), bags.facts.Reference());
   if (Failed(hr)) {
     FailRun("the chain cannot be initialized: result {:08x}", static_cast<uint32_t>(hr));
@@ -186,7 +192,9 @@ int64_t Clip::SourceTimeOf(IKivFrame& frame) const {
 }
 
 void Clip::Seek(int32_t frame) {
-  const HRESULT hr = render_->Seek(frame, nullptr, static_cast<int32_t>(KivSeekMode::kReadOnward));
+  const int32_t start = RollInStart(frame, playback_, input_.info);
+  HRESULT hr = render_->Seek(start, nullptr, static_cast<int32_t>(KivSeekMode::kReadOnward));
+  if (Succeeded(hr) && start < frame) hr = render_->Skip(frame - start, nullptr);
   if (Failed(hr)) {
     FailRun("cannot go to frame {}: result {:08x}", frame, static_cast<uint32_t>(hr));
   }

@@ -13,6 +13,7 @@
 #include "host/MeteredDecoder.h"
 #include "host/Options.h"
 #include "host/Playback.h"
+#include "host/Timing.h"
 #include "kiv/chain/IKivRender.h"
 #include "kiv/component/IKivVideoStreamProcess.h"
 #include "kiv/platform/KivCommon.h"
@@ -36,6 +37,7 @@ class Clip {
 
   const KivStreamInfo& Info() const { return input_.info; }
   const ResultShape& Result() const { return result_; }
+  InBetween InBetweenFrames() const { return inBetween_; }
   KivDecoderStats DecoderStats() const { return decoder_->Stats(); }
   const MeteredDecoder& Decoder() const { return *decoder_; }
   // Whether a frame pulled stays as it is when the next one is pulled.
@@ -44,6 +46,7 @@ class Clip {
   // The sample aspect that shows a pulled picture of `size` in the clip's own shape.
   KivRational SampleAspect(KivSize size) const;
 
+  // Shows what playing from the first frame shows there.
   void Seek(int32_t frame);
   void Advance();
   // The frame at the position, straight rows, cut to its region.
@@ -67,6 +70,7 @@ class Clip {
   KivPropDecorator settings_;
   Playback playback_;
   ResultShape result_;
+  InBetween inBetween_;
   KivComPtr<IKivVideoStreamProcessInternal> process_;
   KivComPtr<IKivRenderEx> render_;
   KivSize wholeSize_;  // before the cut

@@ -95,9 +95,18 @@ void ReadCrop(const OptionTexts& texts, ChainOptions* chain) {
   }
 }
 
+void ReadTimeOptions(const OptionTexts& texts, ChainOptions* chain) {
+  if (!texts.speed.empty()) chain->speed = ReadSpeed("--speed", texts.speed);
+  if (!texts.fps.empty()) chain->frameRate = ReadRate("--fps", texts.fps);
+  if (!texts.interpolation.empty()) {
+    chain->interpolation = ReadInterpolation("--interpolation", texts.interpolation);
+  }
+}
+
 ChainOptions ReadChainOptions(const OptionTexts& texts) {
   ChainOptions chain;
   if (!texts.chain.empty()) chain.nodes = ReadChain("--chain", texts.chain);
+  ReadTimeOptions(texts, &chain);
   if (!texts.size.empty()) chain.size = ReadSize("--size", texts.size);
   if (!texts.decodeScale.empty()) {
     chain.decodeScale = ReadScale("--decode-scale", texts.decodeScale);
@@ -110,6 +119,7 @@ ChainOptions ReadChainOptions(const OptionTexts& texts) {
     if (!texts.reverse) FailUsage("--reverse-range needs --reverse");
     chain.reverseRange = ReadSpan("--reverse-range", texts.reverseRange);
   }
+  if (!texts.memory.empty()) chain.memory = ReadMemory("--memory", texts.memory);
   chain.settings = texts.settings;
   chain.saveSettings = texts.saveSettings;
   ReadCrop(texts, &chain);

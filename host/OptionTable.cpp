@@ -25,6 +25,12 @@ constexpr OptionRow kOptions[] = {
     Text("--at", kFrameBit, "N", &OptionTexts::at, "the frame of the result, 0 for the first",
          Presence::kRequired),
     Text("--frames", kSpanBits, "A:B", &OptionTexts::frames, "result frames A to B only"),
+    Text("--speed", kChainBits, "S", &OptionTexts::speed,
+         "a fraction such as 1/2 or a decimal such as 0.4; below 1 is slow motion"),
+    Text("--interpolation", kChainBits, "MODE", &OptionTexts::interpolation,
+         "in slow motion: flow (in-between frames, if not given) or off (source frames repeat)"),
+    Text("--fps", kChainBits, "N[/D]", &OptionTexts::fps,
+         "frame rate of the result, the source's if not given"),
     Text("--size", kChainBits, "WxH", &OptionTexts::size, "output size of the decoding source"),
     Text("--decode-scale", kChainBits, "N/D", &OptionTexts::decodeScale,
          "scale of that size, such as 1/2"),
@@ -41,6 +47,8 @@ constexpr OptionRow kOptions[] = {
     Text("--at", kKeyframesBit, "N", &OptionTexts::at, "print the value at frame N"),
     Text("--chain", kChainBits, "LIST", &OptionTexts::chain,
          "nodes from the source on: source,alpha,stabilizer,cache,rate,reverse,speed,crop"),
+    Text("--memory", kChainBits, "MIB", &OptionTexts::memory,
+         "what kept decoded pictures may take, 512 if not given"),
     Text("--settings", kChainBits, "FILE.json", &OptionTexts::settings,
          "load the clip's settings before"),
     Text("--save-settings", kChainBits, "FILE.json", &OptionTexts::saveSettings,
@@ -69,8 +77,7 @@ constexpr CommandRow kCommands[] = {
 
 constexpr std::string_view kCommandsNotBuilt[] = {"stabilize", "verify"};
 
-constexpr std::string_view kOptionsNotBuilt[] = {"--speed", "--interpolation", "--fps",
-                                                 "--stabilize", "--memory"};
+constexpr std::string_view kOptionsNotBuilt[] = {"--stabilize"};
 constexpr std::string_view kPrefixNotBuilt = "--alpha-";
 
 }  // namespace

@@ -20,18 +20,25 @@ struct FrameSpan {
   std::optional<int32_t> last;
 };
 
+// What slow motion shows between source frames.
+enum class Interpolation { kFlow, kOff };
+
 // How the clip's chain is built and set up.
 struct ChainOptions {
   std::vector<int32_t> nodes;  // NodeType ids from the source on; empty: what the rest needs
   std::optional<KivSize> size;
   std::optional<KivRational> decodeScale;
+  std::optional<KivRational> speed;
+  std::optional<KivRational> frameRate;
+  Interpolation interpolation = Interpolation::kFlow;
   std::string proxy;
   bool noProxy = false;
   bool reverse = false;
   std::optional<FrameSpan> reverseRange;  // frames of the clip
   std::string settings;
   std::string saveSettings;
-  std::optional<KivRectF> crop;  // fractions of the picture
+  std::optional<int64_t> memory;  // bytes for decoded pictures
+  std::optional<KivRectF> crop;   // fractions of the picture
   std::string cropKeyframes;
 };
 

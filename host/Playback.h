@@ -17,6 +17,11 @@ namespace host {
 struct Playback {
   bool reverse = false;
   KivRange used;  // the clip's frames that the result is made of
+  KivRational frameRate;
+  bool rated = false;  // the frame rate is made by the rate node
+  KivRational speed{1, 1};
+
+  bool IsShifted() const { return speed.numerator != speed.denominator; }
 };
 Playback PlaybackOf(const ChainOptions& options, IKivProperties* settings,
                     const KivStreamInfo& info);

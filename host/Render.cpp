@@ -137,6 +137,7 @@ RenderReport RenderRun::Report() const {
   report.frames = range_.end - range_.start + 1;
   report.size = size_;
   report.frameRate = clip_.Result().frameRate;
+  report.inBetweenFrames = NameOf(clip_.InBetweenFrames());
   report.wallSeconds = wallSeconds_;
   report.decoderSeconds = clip_.Decoder().Seconds();
   report.pullSeconds = pullSeconds_;

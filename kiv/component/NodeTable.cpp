@@ -4,6 +4,8 @@
 #include "kiv/cache/VideoFrameCache.h"
 #include "kiv/cache/VideoReverse.h"
 #include "kiv/effects/VideoCrop.h"
+#include "kiv/speed/VideoShifter.h"
+#include "kiv/speed/VideoSlider.h"
 
 NodeTable ComponentNodes() {
   static constexpr NodeClass kNodes[] = {
@@ -11,6 +13,8 @@ NodeTable ComponentNodes() {
       {NodeType::kFrameCache, &MakeNode<CVideoFrameCache>},
       {NodeType::kReverse, &MakeNode<CVideoReverse>},
       {NodeType::kCrop, &MakeNode<CVideoCrop>},
+      {NodeType::kFrameRate, &MakeNode<CVideoSlider>},
+      {NodeType::kSpeed, &MakeNode<CVideoShifter>},
   };
   return kNodes;
 }

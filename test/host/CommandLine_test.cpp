@@ -55,6 +55,20 @@ constexpr std::pair<const char*, const char*> kUsage[] = {
     {"render @clip.mkv -o @x.mp4 --chain source,wobble", "'wobble'"},
     {"render @clip.mkv -o @x.mp4 --chain crop,source", "begins with source"},
     {"render @clip.mkv -o @x.mp4 --chain source,source", "only one"},
+    {"render @clip.mkv -o @x.mp4 --speed 0", "such as 0.4"},
+    {"render @clip.mkv -o @x.mp4 --speed 1/0", "such as 0.4"},
+    {"render @clip.mkv -o @x.mp4 --speed=-1/2", "such as 0.4"},
+    {"render @clip.mkv -o @x.mp4 --speed 0.0000001", "such as 0.4"},
+    {"render @clip.mkv -o @x.mp4 --speed 1e3", "such as 0.4"},
+    {"render @clip.mkv -o @x.mp4 --speed 21", "no frame: 20 of the clip"},
+    {"render @clip.mkv -o @x.mp4 --speed 1/1000000 --fps 999999", "than can be counted"},
+    {"render @clip.mkv -o @x.mp4 --speed 2 --frames 0:10", "frames 0 to 9"},
+    {"render @clip.mkv -o @x.mp4 --fps 29.97", "such as 60 or 30000/1001"},
+    {"render @clip.mkv -o @x.mp4 --fps 0/1", "such as 60 or 30000/1001"},
+    {"render @clip.mkv -o @x.mp4 --interpolation on", "flow or off"},
+    {"render @clip.mkv -o @x.mp4 --fps 9 --chain source,speed,rate", "in this order"},
+    {"render @clip.mkv -o @x.mp4 --speed 2 --chain source,rate", "the node 'speed'"},
+    {"render @clip.mkv -o @x.mp4 --fps 2 --chain source,speed", "the node 'rate'"},
     {"render @clip.mkv -o @x.mp4 --progress xml", "json, bar or none"},
     {"render @clip.mkv -o @x.mp4 --proxy @clip.mkv --no-proxy", "exclude"},
     {"frame @clip.mkv -o @x.png", "--at is required"},
@@ -80,9 +94,7 @@ constexpr std::pair<const char*, const char*> kFailures[] = {
     {"render @clip.mkv -o @x.mp4 --settings @text.json", "text.json"},
 };
 
-constexpr const char* kOptionsNotBuilt[] = {
-    "--speed 1/2",   "--speed=1/2", "--interpolation off", "--fps 30",
-    "--stabilize=2", "--memory 64", "--alpha-video a"};
+constexpr const char* kOptionsNotBuilt[] = {"--stabilize", "--stabilize=2", "--alpha-video a"};
 
 TEST_F(Refused, WithItsStatusAndOneLine) {
   for (const auto& [line, says] : kUsage) Expect(2, line, says);

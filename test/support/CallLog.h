@@ -3,6 +3,7 @@
 // Threads:  any.
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <functional>
@@ -49,10 +50,10 @@ class CallLog {
     const std::lock_guard hold(lock_);
     return std::exchange(calls_, {});
   }
-  // The same, once there are `count` of them.
+  // The same, once there are `count` of them; what there is when they do not come.
   Calls TakeWhen(size_t count) {
     std::unique_lock hold(lock_);
-    added_.wait(hold, [&] { return calls_.size() >= count; });
+    added_.wait_for(hold, std::chrono::seconds(20), [&] { return calls_.size() >= count; });
     return std::exchange(calls_, {});
   }
 
