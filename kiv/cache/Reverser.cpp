@@ -37,17 +37,20 @@ int32_t CReverser::GetPosition(int64_t* /*time*/) {
 }
 
 HRESULT CReverser::Seek(int32_t frame, int32_t* reached, int32_t mode) {
-  return CSourceBase::Seek(IsActive() ? Mirror(frame) : frame, reached, mode);
+  const HRESULT hr = CSourceBase::Seek(IsActive() ? Mirror(frame) : frame, reached, mode);
+  if (Succeeded(hr)) moved_ = true;
+  return hr;
 }
 
 // Not the base's: a mirrored position may lie below 0, and stays there.
 HRESULT CReverser::Skip(int32_t count, int32_t* moved) {
   if (!IsActive()) return CSourceBase::Skip(count, moved);
-  if (position_ == -1) position_ = 0;
+  if (position_ == -1 && !moved_) position_ = 0;
   const int32_t steps = kiv::ClampToInt32(-int64_t{count});
   const HRESULT hr = upstream_ ? upstream_->Skip(steps, moved) : S_OK;
   if (Failed(hr)) return hr;
   position_ = kiv::ClampToInt32(int64_t{position_} - count);
+  moved_ = true;
   if (!upstream_ && moved) *moved = steps;
   return hr;
 }

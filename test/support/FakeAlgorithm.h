@@ -58,8 +58,8 @@ class FakeAlgorithm : public CVAlgorithm {
     if (record_->readResult != 0 || keys_.size() < 2 || outside) return -1;
     auto* const bytes = static_cast<uint8_t*>(pixels);
     for (size_t i = 0; i < keys_[0].size(); ++i) {
-      bytes[i] =
-          static_cast<uint8_t>((keys_[0][i] * (parts - index) + keys_[1][i] * index) / parts);
+      bytes[i] = static_cast<uint8_t>(
+          (keys_[0][i] * (parts - index) + keys_[1][i] * int64_t{index}) / parts);
     }
     finished_ = finished_ || index >= parts - 1;
     return 0;

@@ -55,7 +55,7 @@ class FakeNode : public kiv::CountedObject<IKivSourceBase> {
     if (Failed(answer)) return nullptr;
     if (frame) return frame;
     const int32_t shown = std::min(position, lastFrame);
-    KivComPtr<IKivFrame> made = MakeFrame(shown * shownScale, size);
+    KivComPtr<IKivFrame> made = MakeFrame(kiv::ClampToInt32(int64_t{shown} * shownScale), size);
     made.As<IKivVideoFrame>()->SetFrameIndex(position);
     if (rate) made->SetTime(TimeOf(shown), TimeOf(1));
     return made;
