@@ -69,5 +69,5 @@ function(kiv_add_test name)
   target_link_libraries(${name} PRIVATE kiv_warnings ${ARG_DEPS} GTest::gtest_main)
   add_test(NAME ${name} COMMAND ${name})
   set_tests_properties(${name} PROPERTIES LABELS "${ARG_LABELS}" TIMEOUT 900
-    ENVIRONMENT "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/test/leaks.supp:print_suppressions=0")
+    ENVIRONMENT "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/test/leaks.supp:print_suppressions=0;TSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/test/threads.supp")
 endfunction()

@@ -106,7 +106,7 @@ KivComPtr<IKivFrame> Crop::Cut(const KivComPtr<IKivFrame>& frame) const {
   if (region == kWholePicture && KivSize{source.width, source.height} == *size_) return frame;
   const Stretch across = Within(region.left, region.width, source.width);
   const Stretch down = Within(region.top, region.height, source.height);
-  const auto cut = NewFrameLike(*frame, *size_);
+  auto cut = NewFrameLike(*frame, *size_);
   const HRESULT hr =
       kiv::ScaleRegion({static_cast<const uint8_t*>(frame->GetPixels()), source.width,
                         source.height, static_cast<size_t>(source.rowBytes)},

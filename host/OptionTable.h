@@ -20,7 +20,8 @@ enum CommandBits : unsigned {
 // Option values as they were typed; empty when the option is not there.
 struct OptionTexts {
   std::string output, at, frames, size, decodeScale, proxy, settings, saveSettings, chain;
-  std::string reverseRange, memory, speed, fps, interpolation;
+  std::string reverseRange, memory;
+  std::string speed, fps, interpolation;
   std::string format, codec, quality, progress, report;
   std::string crop, cropKeyframes, plot;
   bool json = false, noProxy = false, reverse = false;

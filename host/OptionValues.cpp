@@ -13,8 +13,8 @@ namespace {
 
 constexpr int32_t kLargestSide = 1 << 15;
 constexpr int64_t kLargestTerm = 1'000'000;
-constexpr size_t kMostPlaces = 6;
 constexpr int64_t kMostMemory = int64_t{1} << 20;  // MiB
+constexpr size_t kMostPlaces = 6;
 
 // The whole text as digits; nothing else is a number here, no sign, no blank.
 template <typename Integer>

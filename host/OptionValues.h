@@ -21,9 +21,9 @@ Interpolation ReadInterpolation(std::string_view option, std::string_view text);
 FrameSpan ReadSpan(std::string_view option, std::string_view text);   // 10:20, 10:
 KivRectF ReadRegion(std::string_view option, std::string_view text);  // 0.25,0.25,0.5,0.5
 int32_t ReadFrame(std::string_view option, std::string_view text);    // -3
+int32_t ReadIndex(std::string_view option, std::string_view text);    // 0 and up
 // MiB as bytes.
 int64_t ReadMemory(std::string_view option, std::string_view text);
-int32_t ReadIndex(std::string_view option, std::string_view text);               // 0 and up
 std::vector<int32_t> ReadChain(std::string_view option, std::string_view text);  // source,crop
 ProgressForm ReadProgress(std::string_view option, std::string_view text);
 

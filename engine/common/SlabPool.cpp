@@ -10,7 +10,7 @@ namespace kiv {
 namespace {
 
 // Slabs aim at this size, and hold at least one buffer.
-constexpr size_t kSlabBytes = size_t{32} << 20;
+constexpr size_t kSlabBytes = size_t{16} << 20;
 
 size_t RoundUp(size_t value, size_t unit) { return (value + unit - 1) / unit * unit; }
 
