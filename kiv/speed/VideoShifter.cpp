@@ -44,7 +44,7 @@ int32_t InBetweenCountOf(double speed) { return kiv::SaturateToInt32(1.0 / speed
 int32_t FirstUpstreamFor(int32_t target, double speed, int32_t limit) {
   // The quotient may be rounded either way; a speed that is no slow motion leads nowhere.
   constexpr int kMostRounding = 3;
-  const int64_t guess = std::max<int64_t>(MapToUpstream(target, speed) - 1, 0);
+  const int64_t guess = std::max<int64_t>(MapToUpstream(target, speed), 1) - 1;
   int32_t upstream = kiv::ClampToInt32(std::min<int64_t>(guess, limit));
   for (int i = 0; i < kMostRounding && upstream < limit; ++i) {
     if (MapUpstream(upstream, speed) >= target) break;

@@ -123,23 +123,6 @@ class Chain {
   KivComPtr<CVideoClipRender> render_{new CVideoClipRender(nullptr, kNodes)};
 };
 
-TEST(Mapping, TheReferenceAgreesWithTablesMadeByHand) {
-  const struct {
-    Timing timing;
-    test::Frames shown;
-  } cases[] = {{{k25, {60, 1}, {1, 2}}, {0, 1, 1, 1, 1, 2, 2, 2, 2, 2, 2, 3}},
-               {{k25, {24, 1}, {3, 1}}, {0, 3, 6, 9, 12, 16, 19, 22, 25, 28, 31, 34}},
-               {{kFilm, k25, {2, 5}}, {0, 1, 1, 2, 2, 2, 3, 3, 5, 5, 5, 6}},
-               {{kFilm, {60, 1}, {1, 4}}, {0, 1, 1, 1, 1, 1, 1, 1, 1, 2, 2, 2}},
-               {{k25, {30, 1}, {3, 2}}, {0, 1, 3, 3, 5, 6, 8, 8, 10, 11, 13, 13}},
-               {{kFilm, {24, 1}, {7, 1}}, {0, 9, 17, 26, 35, 44, 52}}};
-  for (const auto& c : cases) {
-    for (size_t frame = 0; frame < c.shown.size(); ++frame) {
-      EXPECT_EQ(c.shown[frame], c.timing.SourceFrame(static_cast<int64_t>(frame)));
-    }
-  }
-}
-
 // From the first frame to the last and back, then anywhere by seeks and steps.
 void ExpectPlays(const Timing& timing, int32_t pullEvery) {
   SCOPED_TRACE(testing::Message() << timing.from.numerator << " to " << timing.to.numerator
@@ -163,9 +146,10 @@ void ExpectPlays(const Timing& timing, int32_t pullEvery) {
   std::uniform_int_distribution<int32_t> any(0, total - 1);
   for (int i = 0; i < 12; ++i) {
     const int32_t frame = std::min(any(random) + kRollIn, total - 1);
-    chain.Seek(std::max(frame - kRollIn, 0));
-    chain.Skip(frame - std::max(frame - kRollIn, 0));
-    if (frame > 0) chain.Expect();
+    const int32_t start = std::max(frame - kRollIn, 0);
+    chain.Seek(start);
+    chain.Skip(frame - start);
+    chain.Expect();
     chain.Skip(any(random) - frame);
     chain.Expect();
   }

@@ -1,7 +1,7 @@
 // Puts fakes behind the interpolation module's name and drives nodes by frame numbers.
 #pragma once
 
-#include <string>
+#include <array>
 #include <vector>
 
 #include "engine/common/AlgorithmModules.h"
@@ -47,11 +47,6 @@ inline Frames Play(IKivSourceBase& node, int count, int32_t step = 1) {
     shown.push_back(NumberIn(node.GetCurrentFrame(nullptr)));
   }
   return shown;
-}
-
-inline Calls Without(const std::string& call, Calls calls) {
-  std::erase(calls, call);
-  return calls;
 }
 
 }  // namespace test
