@@ -14,31 +14,31 @@ constexpr size_t kSlabBytes = size_t{16} << 20;
 
 size_t RoundUp(size_t value, size_t unit) { return (value + unit - 1) / unit * unit; }
 
-void* Map(size_t bytes) {
+uint8_t* Map(size_t bytes) {
   void* const memory =
       mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-  return memory == MAP_FAILED ? nullptr : memory;
+  return memory == MAP_FAILED ? nullptr : static_cast<uint8_t*>(memory);
 }
 
 }  // namespace
 
 struct SlabPool::Slab {
-  uintptr_t begin = 0;
+  uint8_t* begin = nullptr;
   size_t bytes = 0;
   size_t bufferSize = 0;
   size_t buffers = 0;
-  size_t fresh = 0;         // buffers from this one on have never been out
-  std::vector<void*> idle;  // has room for all of them from the start
+  size_t fresh = 0;            // buffers from this one on have never been out
+  std::vector<uint8_t*> idle;  // has room for all of them from the start
   size_t out = 0;
 
-  void* Take() {
+  uint8_t* Take() {
     ++out;
-    if (idle.empty()) return reinterpret_cast<void*>(begin + bufferSize * fresh++);
-    void* const buffer = idle.back();
+    if (idle.empty()) return begin + bufferSize * fresh++;
+    uint8_t* const buffer = idle.back();
     idle.pop_back();
     return buffer;
   }
-  void Give(void* buffer) {
+  void Give(uint8_t* buffer) {
     --out;
     idle.push_back(buffer);
   }
@@ -52,7 +52,7 @@ SlabPool& SlabPool::Shared() {
 SlabPool::SlabPool() = default;
 
 SlabPool::~SlabPool() {
-  for (auto& [end, slab] : slabs_) munmap(reinterpret_cast<void*>(slab->begin), slab->bytes);
+  for (auto& [end, slab] : slabs_) munmap(slab->begin, slab->bytes);
 }
 
 size_t SlabPool::RoundedSize(size_t size) { return RoundUp(std::max(size, size_t{1}), kAlignment); }
@@ -84,9 +84,8 @@ SlabPool::Slab* SlabPool::AddSlabLocked(size_t size) {
   made->buffers = std::max(kSlabBytes / size, size_t{1});
   made->bytes = made->buffers * size;
   made->idle.reserve(made->buffers);
-  void* const memory = Map(made->bytes);
-  if (!memory) return nullptr;
-  made->begin = reinterpret_cast<uintptr_t>(memory);
+  made->begin = Map(made->bytes);
+  if (!made->begin) return nullptr;
   Slab* const slab = made.get();
   slabs_[slab->begin + slab->bytes] = std::move(made);
   figures_.bytesReserved += static_cast<int64_t>(slab->bytes);
@@ -96,9 +95,9 @@ SlabPool::Slab* SlabPool::AddSlabLocked(size_t size) {
 void SlabPool::Release(void* buffer) {
   if (!buffer) return;
   const std::lock_guard guard(lock_);
-  const auto found = slabs_.upper_bound(reinterpret_cast<uintptr_t>(buffer));
+  const auto found = slabs_.upper_bound(static_cast<const uint8_t*>(buffer));
   Slab& slab = *found->second;
-  slab.Give(buffer);
+  slab.Give(static_cast<uint8_t*>(buffer));
   figures_.bytesOut -= static_cast<int64_t>(slab.bufferSize);
   if (slab.out == 0) DropSpareLocked(slab.bufferSize);
 }
@@ -118,7 +117,7 @@ void SlabPool::DropSpareLocked(size_t size) {
       continue;
     }
     figures_.bytesReserved -= static_cast<int64_t>(slab.bytes);
-    munmap(reinterpret_cast<void*>(slab.begin), slab.bytes);
+    munmap(slab.begin, slab.bytes);
     at = slabs_.erase(at);
   }
 }

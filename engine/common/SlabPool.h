@@ -10,6 +10,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -51,7 +52,7 @@ class KIV_ENGINE_API SlabPool {
   void DropSpareLocked(size_t size);
 
   mutable std::mutex lock_;
-  std::map<uintptr_t, std::unique_ptr<Slab>> slabs_;  // by their ends
+  std::map<const uint8_t*, std::unique_ptr<Slab>, std::less<>> slabs_;  // by their ends
   SlabPoolFigures figures_;
 };
 

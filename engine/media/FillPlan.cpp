@@ -6,7 +6,7 @@
 namespace kiv {
 namespace {
 
-// Frames that small groups are put together to, and that are decoded ahead at least.
+// Frames that small groups are put together to, and that are decoded ahead and kept at least.
 constexpr int64_t kWorthwhile = 64;
 constexpr int64_t kNearEnd = 32;
 // Pictures that are in use beside the kept ones.
@@ -35,6 +35,10 @@ void FillPlanner::LearnPlain(int64_t bytes) { plainBytes_ = std::max(bytes, int6
 
 int64_t FillPlanner::Capacity(int64_t available, bool packs) const {
   return available / (packs ? packedBytes_ : plainBytes_) - kInUse;
+}
+
+int64_t FillPlanner::WorthKeepingUpTo(int64_t frame) {
+  return std::max(GroupOf(frame).last, frame + kWorthwhile);
 }
 
 bool FillPlanner::IsNearEnd(int64_t frame) const {

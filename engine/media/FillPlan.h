@@ -39,6 +39,8 @@ class KIV_ENGINE_API FillPlanner {
   FillPlan ForReader(const ReadPattern& pattern, const PictureStore& store, int64_t wanted);
   // What is worth decoding ahead; empty when there is enough.
   FillPlan Ahead(const ReadPattern& pattern, const PictureStore& store);
+  // The highest frame that a reader on its way down may still come back to.
+  int64_t WorthKeepingUpTo(int64_t frame);
   // Whether pictures of the frame's group are to be packed.
   bool Packs(int64_t frame, int64_t available);
   // A reader that begins here and is going backwards will go through all below.

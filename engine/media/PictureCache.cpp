@@ -62,6 +62,10 @@ HRESULT PictureCache::At(int64_t frame, const AVFrame** picture) {
   ++reads_;
   pattern_.Note(frame);
   store_.ReadAtLocked(pattern_.IsBackward() ? pattern_.Top() : frame, pattern_.IsBackward());
+  // Memory that comes round again is cheaper than fresh memory, even where there is plenty.
+  if (pattern_.IsSteady() && !pattern_.IsScrubbing()) {
+    store_.DropAboveLocked(planner_.WorthKeepingUpTo(frame));
+  }
   store_.Changed().notify_all();
   std::shared_ptr<const KeptPicture> kept = store_.FindLocked(frame);
   if (kept) ++fromMemory_;

@@ -93,6 +93,12 @@ void PictureStore::ReadAtLocked(int64_t frame, bool backward) {
   backward_ = backward;
 }
 
+void PictureStore::DropAboveLocked(int64_t frame) {
+  while (!pictures_.empty() && pictures_.rbegin()->first > frame) {
+    DropLocked(std::prev(pictures_.end()));
+  }
+}
+
 int64_t PictureStore::AvailableLocked() const {
   return std::max(pool_.ShareLocked(), pool_.limit_ - (pool_.bytes_ - bytes_));
 }

@@ -90,6 +90,8 @@ class KIV_ENGINE_API PictureStore {
   bool PutLocked(int64_t frame, std::shared_ptr<const KeptPicture> picture, Yield yield);
   // The reader is at `frame` and will go on downwards or upwards from there.
   void ReadAtLocked(int64_t frame, bool backward);
+  // Gives up the pictures above `frame`.
+  void DropAboveLocked(int64_t frame);
   // What this store may count on.
   int64_t AvailableLocked() const;
   int64_t BytesLocked() const { return bytes_; }
