@@ -47,6 +47,8 @@ constexpr std::pair<const char*, const char*> kUsage[] = {
     {"render @clip.mkv -o @x.mp4 --frames 5:4", "such as 0:99"},
     {"render @clip.mkv -o @x.mp4 --frames 5:20", "frames 0 to 19"},
     {"render @clip.mkv -o @x.mp4 --reverse-range 2:3", "needs --reverse"},
+    {"render @clip.mkv -o @x.mp4 --memory -1", "MiB"},
+    {"render @clip.mkv -o @x.mp4 --memory 9999999", "MiB"},
     {"render @clip.mkv -o @x.mp4 --reverse --reverse-range 3:2", "such as 0:99"},
     {"render @clip.mkv -o @x.mp4 --reverse --reverse-range 3:20",
      "clip, which has the frames 0 to 19"},
