@@ -1,9 +1,9 @@
 // How far measured camera motion is off, against shake that is known because it was made here.
 //
-// motion_accuracy STILL.png-like CLIP ...: for each clip, the frames are moved by a known shake (as a
-// camera would: the picture is resampled from a larger one) and analysed. With "still" before a clip
-// its first frame is used throughout; with "third" a third of the picture moves on its own; with
-// "moving" the clip plays. Prints the RMS error in pixel and degree, and the time of the analysis.
+// motion_accuracy KIND CLIP [KIND CLIP ...]: the frames are moved by a known shake, resampled from a
+// larger picture, and analysed. Of a "still" clip the first frame is used throughout; "third" lets a
+// third of it move on its own; "moving" plays the clip, whose own motion is measured without the
+// shake and taken off. Prints the RMS error in pixel and degree, and the time of the analysis.
 #include <chrono>
 #include <cmath>
 #include <cstdio>
@@ -98,12 +98,17 @@ struct Figures {
   int cuts = 0;
 };
 
-void Compare(const std::vector<StabMotion>& found, const std::vector<Pose>& poses, Figures* sum) {
+// `own` is what moved without the shake.
+void Compare(const std::vector<StabMotion>& found, const std::vector<StabMotion>& own,
+             const std::vector<Pose>& poses, Figures* sum) {
   for (size_t i = 1; i < found.size(); ++i) {
-    const double da = poses[i].degrees - poses[i - 1].degrees;
-    const double a = da * CV_PI / 180;
-    const double tx = poses[i].x - (std::cos(a) * poses[i - 1].x - std::sin(a) * poses[i - 1].y);
-    const double ty = poses[i].y - (std::sin(a) * poses[i - 1].x + std::cos(a) * poses[i - 1].y);
+    // The content's place is shake(own(p)), so the motion is shake x own x the last shake undone.
+    const double da = own[i].da + poses[i].degrees - poses[i - 1].degrees;
+    const double a = da * CV_PI / 180, now = poses[i].degrees * CV_PI / 180;
+    const double tx = poses[i].x + std::cos(now) * own[i].dx - std::sin(now) * own[i].dy -
+                      (std::cos(a) * poses[i - 1].x - std::sin(a) * poses[i - 1].y);
+    const double ty = poses[i].y + std::sin(now) * own[i].dx + std::cos(now) * own[i].dy -
+                      (std::sin(a) * poses[i - 1].x + std::cos(a) * poses[i - 1].y);
     sum->cuts += IsStabCut(found[i]);
     const double ex = found[i].dx - tx, ey = found[i].dy - ty, ea = found[i].da - da;
     sum->squareShift += (ex * ex + ey * ey) / 2;
@@ -114,7 +119,7 @@ void Compare(const std::vector<StabMotion>& found, const std::vector<Pose>& pose
 Figures Measure(const std::string& kind, const std::string& path) {
   const KivComPtr<IKivMediaDecoder> decoder = Open(path);
   const std::vector<Pose> poses = MakeShake(7);
-  kiv::MotionAnalyser analyser(kSize);
+  kiv::MotionAnalyser analyser(kSize), unshaken(kSize);
   Figures figures;
   decoder->Seek(0, 1);
   cv::Mat still = ReadScene(*decoder), scene = still;
@@ -124,12 +129,13 @@ Figures Measure(const std::string& kind, const std::string& path) {
       scene = ReadScene(*decoder);
       decoder->Skip(1, nullptr);
     }
+    unshaken.Add(Shaken(kind == "moving" ? scene : still, {}).data, kSize);
     const cv::Mat frame = Shaken(scene, poses[static_cast<size_t>(i)]);
     const double start = CpuSeconds();
     analyser.Add(frame.data, kSize);
     figures.cpu += CpuSeconds() - start;
   }
-  Compare(analyser.Motions(), poses, &figures);
+  Compare(analyser.Motions(), unshaken.Motions(), poses, &figures);
   return figures;
 }
 

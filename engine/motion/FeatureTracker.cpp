@@ -12,8 +12,8 @@ namespace {
 
 constexpr int kHalfPatch = kPatchSide / 2;
 constexpr int kGridCell = 20;             // pixels of the level on which corners are looked for
-constexpr float kWeakestCorner = 2e-4F;   // what grain alone makes stays below
-constexpr float kWeakestOfBest = 0.004F;  // of the frame's strongest corner
+constexpr float kWeakestCorner = 4e-5F;   // what grain alone makes stays below
+constexpr float kWeakestOfBest = 0.0005F;  // of the frame's strongest corner
 constexpr int kBlock = 5;
 
 constexpr int kCoarseSteps = 6;

@@ -75,9 +75,10 @@ std::optional<StabMotion> MotionAnalyser::Follow(View& from, const View& to) {
     from.features = tracker_.Pick(from.luma);
     from.picked = true;
   }
-  const auto fit = FitMotion(tracker_.Track(from.luma, to.luma, from.features), from.luma.Factor());
-  if (!fit) return std::nullopt;
   const KivSize& size = from.luma.FrameSize();
+  const auto fit =
+      FitMotion(tracker_.Track(from.luma, to.luma, from.features), size, from.luma.Factor());
+  if (!fit) return std::nullopt;
   StabMotion motion = fit->motion;
   motion.dx *= static_cast<double>(sourceSize_.width) / size.width;
   motion.dy *= static_cast<double>(sourceSize_.height) / size.height;

@@ -1,13 +1,18 @@
 #include "engine/motion/MotionFit.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <numbers>
+
+#include "kiv/values/Saturate.h"
 
 namespace kiv {
 namespace {
 
 constexpr int kHypotheses = 300;
+constexpr int kPartsAcross = 8;
+constexpr int kPartsDown = 6;
 constexpr size_t kFewest = 8;
 constexpr double kFewestShare = 0.3;   // of the features that were tracked
 constexpr double kAgreement = 0.8;     // tracked pixels
@@ -53,7 +58,27 @@ std::optional<Similarity> Through(const FeatureMotion& p, const FeatureMotion& q
   return s;
 }
 
-Similarity MostAgreed(const std::vector<FeatureMotion>& motions, double limit) {
+// A feature's vote: each part of the picture has one in all, however much texture lies in it, or a
+// rich object in front of a plain wall would be taken for the world.
+std::vector<double> VotesByArea(const std::vector<FeatureMotion>& motions, const KivSize& frame) {
+  const auto part = [](double at, int side, int parts) {
+    return std::clamp(SaturateToInt32((at / side + 0.5) * parts), 0, parts - 1);
+  };
+  std::array<int, kPartsAcross * kPartsDown> counts{};
+  std::vector<size_t> parts;
+  for (const FeatureMotion& m : motions) {
+    const int row = part(m.from.y, frame.height, kPartsDown);
+    const int at = row * kPartsAcross + part(m.from.x, frame.width, kPartsAcross);
+    parts.push_back(static_cast<size_t>(at));
+    ++counts[parts.back()];
+  }
+  std::vector<double> votes;
+  for (const size_t at : parts) votes.push_back(1.0 / counts[at]);
+  return votes;
+}
+
+Similarity MostAgreed(const std::vector<FeatureMotion>& motions, const std::vector<double>& votes,
+                      double limit) {
   Dice dice;
   Similarity best;
   double leastCost = INFINITY;
@@ -62,7 +87,9 @@ Similarity MostAgreed(const std::vector<FeatureMotion>& motions, double limit) {
         Through(motions[dice.Below(motions.size())], motions[dice.Below(motions.size())]);
     if (!guess) continue;
     double cost = 0;
-    for (const FeatureMotion& m : motions) cost += std::min(guess->ErrorAt(m), limit);
+    for (size_t f = 0; f < motions.size(); ++f) {
+      cost += votes[f] * std::min(guess->ErrorAt(motions[f]), limit);
+    }
     if (cost >= leastCost) continue;
     leastCost = cost;
     best = *guess;
@@ -121,10 +148,11 @@ double Spread(const std::vector<FeatureMotion>& motions, const Similarity& s, do
 
 }  // namespace
 
-std::optional<FittedMotion> FitMotion(const std::vector<FeatureMotion>& motions, double pixel) {
+std::optional<FittedMotion> FitMotion(const std::vector<FeatureMotion>& motions,
+                                      const KivSize& frame, double pixel) {
   if (motions.size() < kFewest) return std::nullopt;
   const double limit = kAgreement * kAgreement * pixel * pixel;
-  Similarity fit = MostAgreed(motions, limit);
+  Similarity fit = MostAgreed(motions, VotesByArea(motions, frame), limit);
   for (int i = 0; i < kRefinements; ++i) {
     const double spread = std::max(Spread(motions, fit, limit), kLeastSpread * pixel);
     fit = Refined(motions, fit, std::min(kTukey * spread, 2 * kAgreement * pixel));

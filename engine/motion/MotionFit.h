@@ -17,8 +17,10 @@ struct FittedMotion {
   size_t agreeing = 0;  // features that move with the camera
 };
 
-// What most features agree on: shift, angle and a change of scale that is then forgotten. `pixel` is
-// the frame's pixels in one of those that were tracked. Nothing when there is no such motion.
-std::optional<FittedMotion> FitMotion(const std::vector<FeatureMotion>& motions, double pixel);
+// What most of the picture agrees on: shift, angle and a change of scale that is then forgotten.
+// `pixel` is the frame's pixels in one of those that were tracked. Nothing when there is no such
+// motion.
+std::optional<FittedMotion> FitMotion(const std::vector<FeatureMotion>& motions,
+                                      const KivSize& frame, double pixel);
 
 }  // namespace kiv
