@@ -6,8 +6,10 @@
 #include "engine/filters/FilterManager.h"
 #include "engine/logger/Logger.h"
 #include "engine/media/MediaSource.h"
+#include "engine/motion/StabilizerAlgorithm.h"
 #include "kiv/platform/Frame.h"
 #include "kiv/platform/Media.h"
+#include "kiv/platform/Stabilizer.h"
 
 namespace kiv {
 namespace {
@@ -24,6 +26,7 @@ constexpr BuiltInClass kBuiltInClasses[] = {
     {kMediaFactoryClassId, &CreateMediaFactoryObject},
     {kMediaSourceClassId, &CreateMediaSourceObject},
     {kPathServiceClassId, &CreatePathServiceObject},
+    {kStabilizerAlgorithmClassId, &CreateStabilizerAlgorithmObject},
 };
 
 }  // namespace

@@ -11,8 +11,8 @@ namespace kiv {
 namespace {
 
 constexpr int kHalfPatch = kPatchSide / 2;
-constexpr int kGridCell = 20;             // pixels of the level on which corners are looked for
-constexpr float kWeakestCorner = 4e-5F;   // what grain alone makes stays below
+constexpr int kGridCell = 20;              // pixels of the level on which corners are looked for
+constexpr float kWeakestCorner = 4e-5F;    // what grain alone makes stays below
 constexpr float kWeakestOfBest = 0.0005F;  // of the frame's strongest corner
 constexpr int kBlock = 5;
 

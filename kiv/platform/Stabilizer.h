@@ -43,9 +43,11 @@ struct KIV_EXPORT IKivStabilizerAlgorithm : IUnknown {
 
   // Forgets everything; the source's frames have this size. E_INVALIDARG when a side is below 1.
   virtual HRESULT Begin(const KivSize* frameSize) = 0;  // slot 3
-  // Frames follow. What was collected earlier keeps correcting frames until SetData replaces it.
+  // Frames follow; data set earlier keep correcting. E_NOTREADY without Begin.
   virtual HRESULT StartAnalysis() = 0;
-  // The next frame, at any size of the source's shape. E_NOTREADY without StartAnalysis.
+  // The next frame, at any size of the source's shape. A frame without a picture, or that was passed
+  // over, has no motion (S_FALSE). E_INVALIDARG for an index that goes back or leaps far ahead,
+  // E_NOTREADY without StartAnalysis.
   virtual HRESULT AnalyseFrame(IKivFrame* frame, int32_t index) = 0;
   // Ends the analysis. The values lie on the grid of 1/10000 that stored data has, so data that was
   // stored and loaded corrects as data just collected. S_FALSE, with `result` untouched, when no
