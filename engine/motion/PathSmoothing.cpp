@@ -1,63 +1,126 @@
 #include "engine/motion/PathSmoothing.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 
 namespace kiv {
 namespace {
 
-// Row i of the symmetric matrix: its diagonal and the two entries to the right of it.
-struct BandRow {
-  double diagonal = 0, next = 0, second = 0;
+// The limits are met by alternating between the smooth curve and the nearest one within reach, the
+// two tied together ever more tightly.
+constexpr std::array<double, 5> kTies{0.03, 0.3, 3, 30, 300};
+constexpr int kRoundsEach = 40;
+
+// Bends are measured over several distances. Over one frame alone, a path that has to give way would
+// spread that over as many frames as it can reach, and the eye sees the swing of it.
+constexpr std::array<size_t, 4> kDistances{1, 2, 4, 7};
+constexpr double kDistanceFourths = 1 + 16 + 256 + 2401;  // the sum of their fourth powers
+constexpr size_t kBand = 14;  // a bend over the longest distance ties values so far apart
+
+// Solves (pull I + stiffness B'B) s = b, B taking all bends, by a banded L D L' factorization.
+class StiffCurve {
+ public:
+  StiffCurve(size_t count, double pull, double stiffness) : rows_(count) {
+    for (Row& row : rows_) row[0] = pull;
+    for (const size_t distance : kDistances) AddBends(distance, stiffness / kDistanceFourths);
+    Factorize();
+  }
+
+  void Solve(std::vector<double>* b) const {
+    std::vector<double>& s = *b;
+    for (size_t i = 0; i < rows_.size(); ++i) {
+      for (size_t k = 1; k <= Reach(i); ++k) s[i + k] -= rows_[i][k] * s[i];
+    }
+    for (size_t i = rows_.size(); i-- > 0;) {
+      s[i] /= rows_[i][0];
+      for (size_t k = 1; k <= Reach(i); ++k) s[i] -= rows_[i][k] * s[i + k];
+    }
+  }
+
+ private:
+  // A row from its diagonal on: at first of the matrix, then of D and, behind it, of L'.
+  using Row = std::array<double, kBand + 1>;
+
+  size_t Reach(size_t i) const { return std::min(kBand, rows_.size() - 1 - i); }
+
+  void AddBends(size_t distance, double weight) {
+    for (size_t i = 0; i + 2 * distance < rows_.size(); ++i) {
+      Row& left = rows_[i];
+      left[0] += weight;
+      left[distance] -= 2 * weight;
+      left[2 * distance] += weight;
+      Row& middle = rows_[i + distance];
+      middle[0] += 4 * weight;
+      middle[distance] -= 2 * weight;
+      rows_[i + 2 * distance][0] += weight;
+    }
+  }
+
+  void Factorize() {
+    for (size_t i = 0; i < rows_.size(); ++i) {
+      Row& row = rows_[i];
+      const Row plain = row;
+      for (size_t k = 1; k <= Reach(i); ++k) {
+        row[k] = plain[k] / plain[0];
+        for (size_t m = k; m <= Reach(i); ++m) rows_[i + k][m - k] -= row[k] * plain[m];
+      }
+    }
+  }
+
+  std::vector<Row> rows_;
 };
 
-std::vector<BandRow> NormalEquations(const std::vector<double>& weights, double stiffness) {
-  const size_t count = weights.size();
-  std::vector<BandRow> rows(count);
-  for (size_t i = 0; i < count; ++i) rows[i].diagonal = weights[i];
-  constexpr std::array<double, 3> kDifference{1, -2, 1};
-  for (size_t i = 0; i + 2 < count; ++i) {
-    for (size_t k = 0; k < 3; ++k) {
-      rows[i + k].diagonal += stiffness * kDifference[k] * kDifference[k];
-    }
-    rows[i].next += stiffness * kDifference[0] * kDifference[1];
-    rows[i + 1].next += stiffness * kDifference[1] * kDifference[2];
-    rows[i].second += stiffness * kDifference[0] * kDifference[2];
-  }
-  return rows;
-}
+// One value of each series for one frame.
+struct Tied {
+  double within = 0, apart = 0;  // the curve within reach, and the sum of what it was off by
+};
 
 }  // namespace
 
-std::vector<double> Smoothed(const std::vector<double>& values, const std::vector<double>& weights,
+std::vector<double> Smoothed(const std::vector<double>& values, const std::vector<double>& reach,
                              double stiffness) {
   const size_t count = values.size();
   if (count < 3) return values;
-  std::vector<BandRow> rows = NormalEquations(weights, stiffness);
-  std::vector<double> result(count);
-  for (size_t i = 0; i < count; ++i) result[i] = weights[i] * values[i];
-  // Elimination downwards, then substitution upwards.
-  for (size_t i = 0; i < count; ++i) {
-    const BandRow row = rows[i];
-    if (i + 1 < count) {
-      const double factor = row.next / row.diagonal;
-      rows[i + 1].diagonal -= factor * row.next;
-      rows[i + 1].next -= factor * row.second;
-      result[i + 1] -= factor * result[i];
-    }
-    if (i + 2 < count) {
-      const double factor = row.second / row.diagonal;
-      rows[i + 2].diagonal -= factor * row.second;
-      result[i + 2] -= factor * result[i];
+  std::vector<double> smooth = values;
+  StiffCurve(count, 1, stiffness).Solve(&smooth);
+  const auto nearest = [&](size_t i, double s) {
+    return std::clamp(s, values[i] - reach[i], values[i] + reach[i]);
+  };
+  bool fits = true;
+  for (size_t i = 0; i < reach.size() && fits; ++i) fits = nearest(i, smooth[i]) == smooth[i];
+  if (fits) return smooth;
+  std::vector<Tied> tied(count);
+  for (size_t i = 0; i < count; ++i) tied[i].within = nearest(i, smooth[i]);
+  double lastTie = kTies[0];
+  for (const double tie : kTies) {
+    const StiffCurve curve(count, 1 + tie, stiffness);
+    for (Tied& t : tied) t.apart *= lastTie / tie;
+    lastTie = tie;
+    for (int round = 0; round < kRoundsEach; ++round) {
+      for (size_t i = 0; i < count; ++i) {
+        smooth[i] = values[i] + tie * (tied[i].within - tied[i].apart);
+      }
+      curve.Solve(&smooth);
+      for (size_t i = 0; i < count; ++i) {
+        tied[i].within = nearest(i, smooth[i] + tied[i].apart);
+        tied[i].apart += smooth[i] - tied[i].within;
+      }
     }
   }
-  for (size_t i = count; i-- > 0;) {
-    double sum = result[i];
-    if (i + 1 < count) sum -= rows[i].next * result[i + 1];
-    if (i + 2 < count) sum -= rows[i].second * result[i + 2];
-    result[i] = sum / rows[i].diagonal;
+  for (size_t i = 0; i < count; ++i) smooth[i] = nearest(i, smooth[i]);
+  return smooth;
+}
+
+double Unsteadiness(const std::vector<double>& values) {
+  double sum = 0;
+  for (const size_t distance : kDistances) {
+    for (size_t i = 0; i + 2 * distance < values.size(); ++i) {
+      const double bend = values[i] - 2 * values[i + distance] + values[i + 2 * distance];
+      sum += bend * bend;
+    }
   }
-  return result;
+  return sum / kDistanceFourths;
 }
 
 }  // namespace kiv

@@ -10,10 +10,12 @@
 
 namespace kiv {
 
-// The series s that makes sum(weight (s - value)^2) + stiffness x sum(second difference of s)^2
-// smallest. Straight stretches stay as they are, up to both ends: nothing lags and nothing drifts.
-// One weight, above 0, for each value.
+// The series s that makes sum((s - value)^2) + stiffness x Unsteadiness(s) smallest while no s is farther from its value than its `reach` (one for each value, 0 or more; empty: any
+// distance). Straight stretches stay as they are, up to both ends: nothing lags and nothing drifts.
 KIV_ENGINE_API std::vector<double> Smoothed(const std::vector<double>& values,
-                                            const std::vector<double>& weights, double stiffness);
+                                            const std::vector<double>& reach, double stiffness);
+
+// The sum of the squared bends that smoothing makes small.
+KIV_ENGINE_API double Unsteadiness(const std::vector<double>& values);
 
 }  // namespace kiv
