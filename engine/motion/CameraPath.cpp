@@ -16,8 +16,9 @@ constexpr double kZoomMargin = 1e-6;  // rounding
 constexpr double kWorst = 1e6;        // a zoom that stands for none
 constexpr double kMostShift = 1 << 16;
 constexpr double kFramesPerLevel = 1.5;
-// So much of what the frames need enlarging by on average is granted to all of them.
-constexpr double kZoomPerNeed = 0.95;
+// A shot is granted its frames' average need times this, for each level: nearly the average at the
+// default, and what all frames need at about thirty.
+constexpr double kZoomPerNeed = 0.09;
 // Shares of the corners' room that turning may take from shifting.
 constexpr std::array<double, 8> kAngleShares{0, 0.05, 0.1, 0.15, 0.2, 0.3, 0.4, 0.5};
 
@@ -34,7 +35,7 @@ bool IsUsable(const StabMotion& m) {
 class Shot {
  public:
   Shot(std::span<const StabMotion> motions, const KivSize& frame, int32_t level)
-      : frame_(frame), mostZoom_(MostZoom(level)) {
+      : frame_(frame), level_(level), mostZoom_(MostZoom(level)) {
     const double frames = kFramesPerLevel * level;
     stiffness_ = frames * frames * frames * frames;
     for (const StabMotion& m : motions) motions_.push_back(IsUsable(m) ? m : StabMotion{});
@@ -101,7 +102,7 @@ class Shot {
       sum += std::min(NeededZoom(c, frame_), 2 * mostZoom_) - 1;
     }
     const double need = sum / static_cast<double>(corrections_.size());
-    limit_ = std::min(mostZoom_, 1 + kZoomPerNeed * need);
+    limit_ = std::min(mostZoom_, 1 + kZoomPerNeed * level_ * need);
     return limit_;
   }
 
@@ -146,6 +147,7 @@ class Shot {
   }
 
   const KivSize frame_;
+  const int32_t level_;
   const double mostZoom_;
   double limit_ = 1;
   double stiffness_ = 0;

@@ -25,9 +25,10 @@ KIV_ENGINE_API double NeededZoom(const Correction& correction, const KivSize& fr
 // At most so much is enlarged at `level`.
 constexpr double MostZoom(int32_t level) { return 1.0 + level / 100.0; }
 
-// The zoom is one for each shot: the smallest that hides the borders of all its frames. Where that
-// would be more than the level allows, the path keeps more of the camera's own movement. Values that
-// are not finite count as no motion.
+// The zoom is one for each shot and hides the borders of all its frames. It follows what they need on
+// average, so that one large swing does not enlarge the whole shot, and never exceeds MostZoom;
+// where a frame would need more, the path keeps more of the camera's own movement. Values that are
+// not finite count as no motion.
 KIV_ENGINE_API std::vector<Correction> CorrectionsFor(const std::vector<StabMotion>& motions,
                                                       const KivSize& frame, int32_t level);
 

@@ -11,7 +11,8 @@ namespace kiv {
 namespace {
 
 constexpr int kHalfPatch = kPatchSide / 2;
-constexpr int kGridCell = 20;              // pixels of the level on which corners are looked for
+constexpr int kCellsAcross = 24;
+constexpr int kSmallestCell = 6;           // pixels of the level on which corners are looked for
 constexpr float kWeakestCorner = 4e-5F;    // what grain alone makes stays below
 constexpr float kWeakestOfBest = 0.0005F;  // of the frame's strongest corner
 constexpr int kBlock = 5;
@@ -134,18 +135,19 @@ const std::vector<Feature>& FeatureTracker::Pick(const LumaPyramid& frame) {
   const LumaPlane& plane = frame.Level(level);
   const cv::Mat picture(plane.Size().height, plane.Size().width, CV_8U,
                         const_cast<uint8_t*>(plane.Row(0)), static_cast<size_t>(plane.Stride()));
-  cv::cornerMinEigenVal(picture, strength_, kBlock, 3);
+  cv::Mat strength;
+  cv::cornerMinEigenVal(picture, strength, kBlock, 3);
   double strongest = 0;
-  cv::minMaxLoc(strength_, nullptr, &strongest);
+  cv::minMaxLoc(strength, nullptr, &strongest);
   const float least = std::max(kWeakestCorner, static_cast<float>(strongest) * kWeakestOfBest);
   const int margin = (kHalfPatch + 2) >> level;
+  const int cell = std::max(picture.cols / kCellsAcross, kSmallestCell);
   const cv::Rect inner(margin, margin, picture.cols - 2 * margin, picture.rows - 2 * margin);
-  for (int y = inner.y; y < inner.br().y; y += kGridCell) {
-    for (int x = inner.x; x < inner.br().x; x += kGridCell) {
+  for (int y = inner.y; y < inner.br().y; y += cell) {
+    for (int x = inner.x; x < inner.br().x; x += cell) {
       double best = 0;
       cv::Point at;
-      cv::minMaxLoc(strength_(cv::Rect(x, y, kGridCell, kGridCell) & inner), nullptr, &best,
-                    nullptr, &at);
+      cv::minMaxLoc(strength(cv::Rect(x, y, cell, cell) & inner), nullptr, &best, nullptr, &at);
       if (best < least) continue;
       features_.push_back({(x + at.x) << level, (y + at.y) << level});
     }

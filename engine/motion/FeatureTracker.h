@@ -1,12 +1,11 @@
 // Finds corners that are spread over a frame, and where they went in another frame.
 //
 // Units:    Feature: pixels of level 0. FeatureMotion: pixels of the frame, counted from its centre.
-// Owns:     its scratch memory.
+// Owns:     its results, which it hands out until the next call.
 // Threads:  one caller at a time.
 // Errors:   throws std::bad_alloc and cv::Exception.
 #pragma once
 
-#include <opencv2/core.hpp>
 #include <vector>
 
 #include "engine/motion/LumaPyramid.h"
@@ -32,7 +31,6 @@ class FeatureTracker {
                                           const std::vector<Feature>& features);
 
  private:
-  cv::Mat strength_;
   std::vector<Feature> features_;
   std::vector<FeatureMotion> motions_;
 };

@@ -25,13 +25,13 @@ class Warper {
   void Row(int y, uint8_t* out) {
     const double startX = map_.xy * y + map_.x0;
     const double startY = map_.yy * y + map_.y0;
-    const double slope = map_.xx == 0 ? 0 : map_.yx / map_.xx;
-    const double x = Inside(startX);
-    const double lastX = Inside(startX + map_.xx * (width_ - 1));
-    const double step = width_ > 1 ? (lastX - x) / (width_ - 1) : 0;
-    if (FillColumns({startY - slope * startX, slope}, std::min(x, lastX), std::max(x, lastX))) {
-      SampleLine(Column(0), x, step, static_cast<size_t>(width_), out);
-      return;
+    if (map_.xx > 0) {
+      const double slope = map_.yx / map_.xx;
+      const double endX = startX + map_.xx * (width_ - 1);
+      if (FillColumns({startY - slope * startX, slope}, Inside(startX), Inside(endX))) {
+        OpaqueRow(startX, out);
+        return;
+      }
     }
     for (int i = 0; i < width_; ++i) {
       TranslucentPixel(startX + map_.xx * i, startY + map_.yx * i, out + kChannels * i);
@@ -41,6 +41,22 @@ class Warper {
  private:
   int16_t* Column(int x) { return columns_.data() + kChannels * (x + kMargin); }
   double Inside(double x) const { return std::clamp(x, -1.5, width_ + 0.5); }
+
+  // Pixels farther out than the margin are the edge itself.
+  void OpaqueRow(double startX, uint8_t* out) {
+    const double step = map_.xx;
+    const int from = std::clamp(SaturateToInt32(std::ceil((-1.5 - startX) / step)), 0, width_);
+    const double last = std::floor((width_ + 0.5 - startX) / step);
+    const int to = std::clamp(SaturateToInt32(last + 1), from, width_);
+    Sample(-1, 0, 0, from, out);
+    Sample(startX + step * from, step, from, to, out);
+    Sample(width_, 0, to, width_, out);
+  }
+  void Sample(double x, double step, int from, int to, uint8_t* out) {
+    if (from < to) {
+      SampleLine(Column(0), x, step, static_cast<size_t>(to - from), out + kChannels * from);
+    }
+  }
 
   // The columns that sampling between `from` and `to` reads. True when they are opaque.
   bool FillColumns(const WarpLine& line, double from, double to) {

@@ -75,13 +75,14 @@ struct VectorWeights {
 };
 
 // As CubicAt, all in parts of kHeightOne. `t` may leave 0 to 1 by a quarter; sums that overflow on
-// the way come back.
+// the way come back, as long as nothing is halved in between.
 HWY_INLINE VectorWeights WeightsOf(Vector t) {
   const Lanes d;
   const Vector t2 = hn::ShiftLeft<1>(hn::MulFixedPoint15(t, t));
   const Vector t3 = hn::ShiftLeft<1>(hn::MulFixedPoint15(t2, t));
   VectorWeights all;
-  all.w[0] = hn::Sub(t2, hn::ShiftRight<1>(hn::Add(t, t3)));
+  const Vector halfOfBoth = hn::Add(hn::ShiftRight<1>(t), hn::ShiftRight<1>(t3));
+  all.w[0] = hn::Sub(t2, halfOfBoth);
   all.w[3] = hn::ShiftRight<1>(hn::Sub(t3, t2));
   all.w[2] = hn::Sub(hn::Add(hn::ShiftRight<1>(t), hn::ShiftLeft<1>(t2)),
                      hn::Add(t3, hn::ShiftRight<1>(t3)));

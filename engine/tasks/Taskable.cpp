@@ -27,7 +27,7 @@ bool IsUnderWay(enumTaskState state) {
 struct CKivTaskable::Core {
   explicit Core(CKivTaskable& owner) : task(owner) {}
 
-  bool OnTaskThread() const { return active && thread.get_id() == std::this_thread::get_id(); }
+  bool OnTaskThread() const { return active && runner == std::this_thread::get_id(); }
   void RequestStopLocked();
   void AwaitEndLocked(std::unique_lock<std::mutex>& held);
 
@@ -51,7 +51,8 @@ struct CKivTaskable::Core {
   uint32_t id = 0;
   std::vector<Listener> listeners;
   std::thread thread;
-  bool active = false;  // a run has begun and its thread has not let go yet
+  std::thread::id runner;  // the thread's, also once it is detached
+  bool active = false;     // a run has begun and its thread has not let go yet
   bool stopWanted = false;
   bool pauseWanted = false;
   bool resting = false;
@@ -178,7 +179,7 @@ void CKivTaskable::EndTask() {
   if (core_->active) core_->RequestStopLocked();
   if (core_->OnTaskThread()) {
     core_->gone = true;
-    core_->thread.detach();
+    if (core_->thread.joinable()) core_->thread.detach();
     return;
   }
   core_->changed.wait(held, [this] { return !core_->active; });
@@ -215,6 +216,7 @@ HRESULT CKivTaskable::Start() {
   } catch (const std::bad_alloc&) {
     return E_OUTOFMEMORY;
   }
+  core->runner = core->thread.get_id();
   core->active = true;
   core->state = enumTaskState::kRunning;
   return S_OK;

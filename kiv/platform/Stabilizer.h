@@ -30,10 +30,11 @@ struct StabData {
   std::vector<StabMotion> motions;  // one for each frame from `first` on; the first is no motion
 };
 
-// The correction's strength. It is the number of frames that a movement must last to be kept: with
-// level n, swings that take fewer than about 3 x n frames are removed, slower ones stay. The picture
-// is enlarged by as much as hides the moved borders, by at most n percent; what would need more
-// stays in the picture. 0 and less correct nothing, and 100 is the strongest.
+// The correction's strength. Swings that take fewer frames than about 10 x level are removed, slower
+// movement stays. The picture is enlarged as its frames need on average times level / 11, and by
+// level percent at most; swings that would need more are held back only so far. At 10 that suits
+// hand-held footage, from about 30 on the borders limit nothing but the strongest shake. 0 and less
+// correct nothing.
 constexpr int32_t kStabLevelDefault = 10;
 constexpr int32_t kStabLevelMax = 100;
 
