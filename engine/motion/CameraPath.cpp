@@ -20,7 +20,7 @@ constexpr double kFramesPerLevel = 1.5;
 // default, and what all frames need at about thirty.
 constexpr double kZoomPerNeed = 0.09;
 // Shares of the corners' room that turning may take from shifting.
-constexpr std::array<double, 8> kAngleShares{0, 0.05, 0.1, 0.15, 0.2, 0.3, 0.4, 0.5};
+constexpr std::array<double, 6> kAngleShares{0, 0.1, 0.2, 0.3, 0.4, 0.5};
 
 KivPointF Rotated(double x, double y, double degrees) {
   const double a = degrees * kRadiansPerDegree;

@@ -207,28 +207,48 @@ void SamplePixel(const int16_t* columns, const int16_t* weights, uint8_t* out) {
   }
 }
 
+#if HWY_TARGET != HWY_SCALAR
+using Pair = hn::FixedTag<int16_t, 8>;  // two pixels
+
+// The next pixel: the first and the third neighbour's share in the lower half, the others' in the
+// upper.
+HWY_INLINE hn::Vec<Pair> Shares(const int16_t* columns, const PhaseTable& table,
+                                LinePosition* position) {
+  const int16_t* const from = columns + kChannels * (position->Column() - 1);
+  const int16_t* const weights = table.weights[position->Phase()];
+  position->Advance();
+#if HWY_TARGET <= HWY_AVX2
+  const hn::FixedTag<int16_t, 16> d;
+  const auto all = hn::MulFixedPoint15(hn::LoadU(d, from), hn::Load(d, weights));
+  return hn::Add(hn::LowerHalf(all), hn::UpperHalf(Pair(), all));
+#else
+  const Pair d;
+  return hn::Add(hn::MulFixedPoint15(hn::LoadU(d, from), hn::Load(d, weights)),
+                 hn::MulFixedPoint15(hn::LoadU(d, from + 8), hn::Load(d, weights + 8)));
+#endif
+}
+
+HWY_INLINE void SamplePair(const int16_t* columns, const PhaseTable& table, LinePosition* position,
+                           uint8_t* out) {
+  const Pair d;
+  const hn::FixedTag<uint8_t, 8> d8;
+  const auto a = Shares(columns, table, position);
+  const auto b = Shares(columns, table, position);
+  const auto sum = hn::Add(hn::ConcatLowerLower(d, b, a), hn::ConcatUpperUpper(d, b, a));
+  const auto half = hn::Set(d, int16_t{1 << (kCodeBits - 1)});
+  const auto codes = hn::ShiftRight<kCodeBits>(hn::Add(sum, half));
+  hn::StoreU(hn::DemoteTo(d8, codes), d8, out);
+}
+#endif
+
 void SampleLineImpl(const int16_t* columns, double x, double step, size_t count, uint8_t* out) {
   static const PhaseTable kTable;
   LinePosition position(x, step);
   size_t i = 0;
 #if HWY_TARGET != HWY_SCALAR
-  const hn::FixedTag<int16_t, 8> d;
-  const hn::FixedTag<uint8_t, 8> d8;
-  // The first and the third neighbour's share in the lower half, the others' in the upper.
-  const auto shares = [&] {
-    const int16_t* const from = columns + kChannels * (position.Column() - 1);
-    const int16_t* const weights = kTable.weights[position.Phase()];
-    position.Advance();
-    return hn::Add(hn::MulFixedPoint15(hn::LoadU(d, from), hn::Load(d, weights)),
-                   hn::MulFixedPoint15(hn::LoadU(d, from + 8), hn::Load(d, weights + 8)));
-  };
-  const auto half = hn::Set(d, int16_t{1 << (kCodeBits - 1)});
-  for (; i + 2 <= count; i += 2) {
-    const auto a = shares();
-    const auto b = shares();
-    const auto sum = hn::Add(hn::ConcatLowerLower(d, b, a), hn::ConcatUpperUpper(d, b, a));
-    const auto codes = hn::ShiftRight<kCodeBits>(hn::Add(sum, half));
-    hn::StoreU(hn::DemoteTo(d8, codes), d8, out + kChannels * i);
+  for (; i + 4 <= count; i += 4) {
+    SamplePair(columns, kTable, &position, out + kChannels * i);
+    SamplePair(columns, kTable, &position, out + kChannels * (i + 2));
   }
 #endif
   for (; i < count; ++i, position.Advance()) {
