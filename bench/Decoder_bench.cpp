@@ -1,15 +1,15 @@
-// Forward playback and random access on a real clip: $KIV_BENCH_CLIP, else the sample.
+// Forward playback and random access on a real clip.
 //
 // Baseline: FFmpeg decoding the same file, nothing converted.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
 #include <chrono>
-#include <cstdlib>
 #include <random>
 #include <string>
 #include <vector>
 
+#include "bench/BenchClip.h"
 #include "engine/common/BufferPool.h"
 #include "engine/logger/Logger.h"
 #include "kiv/platform/KivCommon.h"
@@ -23,20 +23,6 @@ namespace {
 
 constexpr int kThreads = 2;
 constexpr int kRequests = 200;
-
-std::string ClipPath() {
-  const char* const named = std::getenv("KIV_BENCH_CLIP");
-  return named ? named : KIV_SAMPLE_CLIP;
-}
-
-KivComPtr<IKivMediaDecoder> OpenDecoder() {
-  KivComPtr<IKivMediaSource> file;
-  KivComPtr<IKivMediaDecoder> decoder;
-  const std::wstring path = KivCommon::Char2WChar(ClipPath().c_str());
-  KivCommon::GetFactory(nullptr)->OpenMediaFile(file.Put(), path.c_str(), nullptr);
-  if (file) file->GetVideoStream(0, decoder.Put());
-  return decoder;
-}
 
 int64_t TimeOf(IKivStreamInfo& info, int32_t frame) {
   int64_t time = 0;
@@ -76,7 +62,7 @@ int CountDecoded(const std::string& path) {
 
 void BM_DecodingAlone(benchmark::State& state) {
   int64_t frames = 0;
-  for (auto _ : state) frames += CountDecoded(ClipPath());
+  for (auto _ : state) frames += CountDecoded(BenchClipPath());
   state.SetItemsProcessed(frames);
 }
 BENCHMARK(BM_DecodingAlone)->Unit(benchmark::kMillisecond)->UseRealTime();
@@ -86,7 +72,7 @@ void BM_ForwardPlayback(benchmark::State& state) {
   int64_t frames = 0;
   int64_t late = 0;
   for (auto _ : state) {
-    const KivComPtr<IKivMediaDecoder> decoder = OpenDecoder();
+    const KivComPtr<IKivMediaDecoder> decoder = OpenBenchClip();
     KivStreamInfo info;
     decoder.As<IKivStreamInfo>()->GetInfo(&info);
     const auto second = static_cast<int32_t>(info.frameRate.ToDouble() + 1);
@@ -130,7 +116,7 @@ Access Request(IKivMediaDecoder& decoder, IKivStreamInfo& info, int32_t frame) {
 }
 
 void BM_RandomAccess(benchmark::State& state) {
-  const KivComPtr<IKivMediaDecoder> decoder = OpenDecoder();
+  const KivComPtr<IKivMediaDecoder> decoder = OpenBenchClip();
   const KivComPtr<IKivStreamInfo> info = decoder.As<IKivStreamInfo>();
   KivStreamInfo clip;
   info->GetInfo(&clip);

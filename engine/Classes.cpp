@@ -6,6 +6,7 @@
 #include "engine/filters/FilterManager.h"
 #include "engine/logger/Logger.h"
 #include "engine/media/MediaSource.h"
+#include "engine/media/PictureMemory.h"
 #include "engine/motion/StabilizerAlgorithm.h"
 #include "kiv/platform/Frame.h"
 #include "kiv/platform/Media.h"
@@ -25,6 +26,7 @@ constexpr BuiltInClass kBuiltInClasses[] = {
     {kDeviceClassId, &CreateDeviceObject},
     {kMediaFactoryClassId, &CreateMediaFactoryObject},
     {kMediaSourceClassId, &CreateMediaSourceObject},
+    {kPictureMemoryClassId, &CreatePictureMemoryObject},
     {kPathServiceClassId, &CreatePathServiceObject},
     {kStabilizerAlgorithmClassId, &CreateStabilizerAlgorithmObject},
 };

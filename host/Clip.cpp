@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <numeric>
@@ -9,7 +10,10 @@
 
 #include "host/ComponentLoader.h"
 #include "host/HostError.h"
+#include "host/Memory.h"
 #include "host/Settings.h"
+#include "kiv/chain/NodeTypes.h"
+#include "kiv/platform/KeyNames.h"
 
 namespace host {
 namespace {
@@ -40,12 +44,25 @@ KivComPtr<IKivMediaSource> OpenSource(const std::string& path) {
   return source;
 }
 
-// One picture is no frame rate; it is shown as one at 25 a second.
-constexpr KivRational kRateOfStills{25, 1};
+KivPropDecorator SettingsOf(const ChainOptions& options) {
+  KivPropDecorator settings =
+      options.settings.empty() ? KivCommon::CreateProperties() : ReadSettings(options.settings);
+  if (!settings) FailRun("no memory for the settings");
+  return settings;
+}
 
 KivRational Reduced(int64_t numerator, int64_t denominator) {
   const int64_t divisor = std::gcd(numerator, denominator);
   return {numerator / divisor, denominator / divisor};
+}
+
+// The source makes a frame for each call; these nodes pass it on, others may use one again.
+bool LeavesFramesAlone(const std::vector<int32_t>& nodes) {
+  return std::all_of(nodes.begin(), nodes.end(), [](int32_t node) {
+    return node == static_cast<int32_t>(NodeType::kSource) ||
+           node == static_cast<int32_t>(NodeType::kFrameRate) ||
+           node == static_cast<int32_t>(NodeType::kCrop);
+  });
 }
 
 }  // namespace
@@ -68,11 +85,6 @@ OpenedInput OpenInput(const std::string& path) {
   return input;
 }
 
-ResultShape ResultOf(const ChainOptions&, const KivStreamInfo& info) {
-  const bool hasRate = info.frameRate.numerator > 0 && info.frameRate.denominator > 0;
-  return {info.frameCount, hasRate ? info.frameRate : kRateOfStills};
-}
-
 KivRational OutputSampleAspect(const KivStreamInfo& info, KivSize size) {
   const KivRational& aspect = info.sampleAspect;
   if (aspect.numerator <= 0 || aspect.denominator <= 0) return {1, 1};
@@ -86,23 +98,35 @@ KivRational OutputSampleAspect(const KivStreamInfo& info, KivSize size) {
 
 Clip::Clip(const std::string& input, const ChainOptions& options)
     : input_(OpenInput(input)),
-      result_(ResultOf(options, input_.info)),
       decoder_(MeteredDecoder::Make(input_.decoder)),
-      framesStay_(options.nodes.size() == 1) {
+      settings_(SettingsOf(options)),
+      playback_(PlaybackOf(options, settings_.Get(), input_.info)),
+      result_(ResultOf(playback_, input_.info)),
+      inBetween_(SetUpInterpolation(options.interpolation, playback_.speed)) {
   if (!options.proxy.empty()) CheckFile(options.proxy, "the proxy");
-  process_ = ComponentLoader::ByClassId().CreateProcess();
-  render_ = process_.As<IKivRenderEx>();
-  if (!render_) FailRun("the component has no render interface");
-  process_->BuildChain(options.nodes.data(), static_cast<int32_t>(options.nodes.size()));
+  if (options.memory) SetPictureMemory(*options.memory);
+  std::vector<int32_t> nodes = NodesFor(options, playback_);
+  if (options.nodes.empty() && Crop::IsWanted(options, settings_.Get())) {
+    nodes.push_back(static_cast<int32_t>(NodeType::kCrop));
+  }
+  BuildChain(nodes);
   LoadSettings(options);
   SetUpSource(options);
   SetUpRender();
+  SetUpNodes();
+  crop_.SetUp(options, process_, *render_.Get());
+}
+
+void Clip::BuildChain(const std::vector<int32_t>& nodes) {
+  process_ = ComponentLoader::ByClassId().CreateProcess();
+  render_ = process_.As<IKivRenderEx>();
+  if (!render_) FailRun("the component has no render interface");
+  process_->BuildChain(nodes.data(), static_cast<int32_t>(nodes.size()));
+  framesStay_ = LeavesFramesAlone(nodes);
 }
 
 void Clip::LoadSettings(const ChainOptions& options) {
-  settings_ =
-      options.settings.empty() ? KivCommon::CreateProperties() : ReadSettings(options.settings);
-  if (!settings_) FailRun("no memory for the settings");
+  StorePlayback(playback_, settings_.Get());
   if (!options.settings.empty()) process_->LoadSettings(settings_.Get());
   SetUpProxy(options);
 }
@@ -117,7 +141,8 @@ void Clip::SetUpProxy(const ChainOptions& options) {
 
 void Clip::SetUpSource(const ChainOptions& options) {
   IUnknown* const decoder = static_cast<IKivMediaDecoder*>(decoder_.Get());
-  process_->SetSourceFrameRate(&result_.frameRate);
+  const KivRational sourceRate = SourceRate(input_.info);
+  process_->SetSourceFrameRate(&sourceRate);
   process_->SetRenderFrameRate(&result_.frameRate);
   if (options.decodeScale) process_->SetDecodeScale(&*options.decodeScale);
   process_->SetDecoder(decoder);
@@ -139,16 +164,37 @@ void Clip::SetUpRender() {
   }
   settings->SetRenderFrameRate(&result_.frameRate);
   settings->SetRenderSize(&size);
+  wholeSize_ = size;
 }
 
-KivDecoderStats Clip::DecoderStats() const {
-  KivDecoderStats stats;
-  input_.streamInfo->GetStats(&stats);
-  return stats;
+// The render initializes the chain at its first operation, without knowing the stream. What the
+// stream is has to come after that.
+void Clip::SetUpNodes() {
+  KivComPtr<IKivFrame> none;
+  render_->GetLastFrame(&none);
+  KivComPtr<IKivSourceBase> tail;
+  process_->GetTailNode(&tail);
+  const InitialBags bags = MakeInitialBags(playback_, input_.info, settings_.Get());
+  bags.facts->SetInt(KivKey::Speed::kReverse_FrameCacheCount, CacheSpanFor(wholeSize_));
+  const HRESULT hr = tail->Initialize(bags.settings.Reference(), bags.facts.Reference());
+  if (Failed(hr)) {
+    FailRun("the chain cannot be initialized: result {:08x}", static_cast<uint32_t>(hr));
+  }
+  process_->SetCacheRange(&playback_.used);
+}
+
+int64_t Clip::SourceTimeOf(IKivFrame& frame) const {
+  int64_t time = 0;
+  frame.GetTime(&time, nullptr);
+  const auto numbered = KivComPtr<IKivFrame>(&frame).As<IKivVideoFrame>();
+  if (numbered) decoder_->TimeOf(numbered->GetFrameIndex(), &time);
+  return time;
 }
 
 void Clip::Seek(int32_t frame) {
-  const HRESULT hr = render_->Seek(frame, nullptr, static_cast<int32_t>(KivSeekMode::kReadOnward));
+  const int32_t start = RollInStart(frame, playback_, input_.info);
+  HRESULT hr = render_->Seek(start, nullptr, static_cast<int32_t>(KivSeekMode::kReadOnward));
+  if (Succeeded(hr) && start < frame) hr = render_->Skip(frame - start, nullptr);
   if (Failed(hr)) {
     FailRun("cannot go to frame {}: result {:08x}", frame, static_cast<uint32_t>(hr));
   }
@@ -167,7 +213,11 @@ KivComPtr<IKivFrame> Clip::Pull() {
     FailRun("frame {} could not be made: result {:08x}", render_->GetPosition(),
             static_cast<uint32_t>(hr));
   }
-  return frame;
+  return crop_.Cut(frame);
+}
+
+KivRational Clip::SampleAspect(KivSize size) const {
+  return OutputSampleAspect(Info(), crop_.IsOn() ? wholeSize_ : size);
 }
 
 void Clip::SaveSettings(const std::string& path) {

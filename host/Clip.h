@@ -9,8 +9,11 @@
 
 #include <string>
 
+#include "host/Crop.h"
 #include "host/MeteredDecoder.h"
 #include "host/Options.h"
+#include "host/Playback.h"
+#include "host/Timing.h"
 #include "kiv/chain/IKivRender.h"
 #include "kiv/component/IKivVideoStreamProcess.h"
 #include "kiv/platform/KivCommon.h"
@@ -25,13 +28,6 @@ struct OpenedInput {
 };
 OpenedInput OpenInput(const std::string& path);
 
-// How many frames the chain gives for a clip, and at what rate. The one place that knows.
-struct ResultShape {
-  int32_t frameCount = 0;
-  KivRational frameRate;
-};
-ResultShape ResultOf(const ChainOptions& options, const KivStreamInfo& info);
-
 // The sample aspect that shows a picture of `size` in the clip's own shape.
 KivRational OutputSampleAspect(const KivStreamInfo& info, KivSize size);
 
@@ -41,31 +37,45 @@ class Clip {
 
   const KivStreamInfo& Info() const { return input_.info; }
   const ResultShape& Result() const { return result_; }
-  KivDecoderStats DecoderStats() const;
+  InBetween InBetweenFrames() const { return inBetween_; }
+  KivDecoderStats DecoderStats() const { return decoder_->Stats(); }
   const MeteredDecoder& Decoder() const { return *decoder_; }
   // Whether a frame pulled stays as it is when the next one is pulled.
   bool FramesStay() const { return framesStay_; }
 
+  // The sample aspect that shows a pulled picture of `size` in the clip's own shape.
+  KivRational SampleAspect(KivSize size) const;
+
+  // Shows what playing from the first frame shows there.
   void Seek(int32_t frame);
   void Advance();
-  // The frame at the position, straight rows.
+  // The frame at the position, straight rows, cut to its region.
   KivComPtr<IKivFrame> Pull();
+
+  // When the clip itself shows what the frame shows. Nodes rewrite a frame's time, not its number.
+  int64_t SourceTimeOf(IKivFrame& frame) const;
 
   void SaveSettings(const std::string& path);
 
  private:
+  void BuildChain(const std::vector<int32_t>& nodes);
   void SetUpSource(const ChainOptions& options);
   void SetUpRender();
+  void SetUpNodes();
   void LoadSettings(const ChainOptions& options);
   void SetUpProxy(const ChainOptions& options);
 
   OpenedInput input_;
-  ResultShape result_;
   KivComPtr<MeteredDecoder> decoder_;
   KivPropDecorator settings_;
+  Playback playback_;
+  ResultShape result_;
+  InBetween inBetween_;
   KivComPtr<IKivVideoStreamProcessInternal> process_;
   KivComPtr<IKivRenderEx> render_;
-  bool framesStay_;
+  KivSize wholeSize_;  // before the cut
+  Crop crop_;
+  bool framesStay_ = false;
 };
 
 }  // namespace host

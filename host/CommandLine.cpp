@@ -7,7 +7,6 @@
 #include "host/HostError.h"
 #include "host/OptionTable.h"
 #include "host/OptionValues.h"
-#include "kiv/chain/NodeTypes.h"
 
 namespace host {
 namespace {
@@ -88,10 +87,26 @@ Parsed Parse(const CommandRow& command, const std::vector<std::string>& argument
   return Parsed::kCommand;
 }
 
+void ReadCrop(const OptionTexts& texts, ChainOptions* chain) {
+  if (!texts.crop.empty()) chain->crop = ReadRegion("--crop", texts.crop);
+  chain->cropKeyframes = texts.cropKeyframes;
+  if (chain->crop && !chain->cropKeyframes.empty()) {
+    FailUsage("--crop and --crop-keyframes exclude each other");
+  }
+}
+
+void ReadTimeOptions(const OptionTexts& texts, ChainOptions* chain) {
+  if (!texts.speed.empty()) chain->speed = ReadSpeed("--speed", texts.speed);
+  if (!texts.fps.empty()) chain->frameRate = ReadRate("--fps", texts.fps);
+  if (!texts.interpolation.empty()) {
+    chain->interpolation = ReadInterpolation("--interpolation", texts.interpolation);
+  }
+}
+
 ChainOptions ReadChainOptions(const OptionTexts& texts) {
   ChainOptions chain;
-  chain.nodes = texts.chain.empty() ? std::vector<int32_t>{static_cast<int32_t>(NodeType::kSource)}
-                                    : ReadChain("--chain", texts.chain);
+  if (!texts.chain.empty()) chain.nodes = ReadChain("--chain", texts.chain);
+  ReadTimeOptions(texts, &chain);
   if (!texts.size.empty()) chain.size = ReadSize("--size", texts.size);
   if (!texts.decodeScale.empty()) {
     chain.decodeScale = ReadScale("--decode-scale", texts.decodeScale);
@@ -99,8 +114,15 @@ ChainOptions ReadChainOptions(const OptionTexts& texts) {
   if (!texts.proxy.empty() && texts.noProxy) FailUsage("--proxy and --no-proxy exclude each other");
   chain.proxy = texts.proxy;
   chain.noProxy = texts.noProxy;
+  chain.reverse = texts.reverse;
+  if (!texts.reverseRange.empty()) {
+    if (!texts.reverse) FailUsage("--reverse-range needs --reverse");
+    chain.reverseRange = ReadSpan("--reverse-range", texts.reverseRange);
+  }
+  if (!texts.memory.empty()) chain.memory = ReadMemory("--memory", texts.memory);
   chain.settings = texts.settings;
   chain.saveSettings = texts.saveSettings;
+  ReadCrop(texts, &chain);
   return chain;
 }
 
@@ -146,6 +168,15 @@ void ReadSheetOptions(const OptionTexts& texts, Options* options) {
   if (!texts.progress.empty()) options->progress = ReadProgress("--progress", texts.progress);
 }
 
+void ReadKeyframesOptions(const OptionTexts& texts, Options* options) {
+  options->plot = texts.plot;
+  options->output = texts.plot;
+  if (!texts.at.empty()) options->atFrame = ReadFrame("--at", texts.at);
+  OptionTexts picture;
+  picture.output = texts.plot;
+  if (!texts.plot.empty()) PlanThePicture(picture, options);
+}
+
 Options Interpret(const CommandRow& command, const std::string& input, const OptionTexts& texts) {
   Options options;
   options.input = input;
@@ -161,6 +192,9 @@ Options Interpret(const CommandRow& command, const std::string& input, const Opt
   } else if (command.name == "sheet") {
     options.command = Command::kSheet;
     ReadSheetOptions(texts, &options);
+  } else if (command.name == "keyframes") {
+    options.command = Command::kKeyframes;
+    ReadKeyframesOptions(texts, &options);
   } else if (command.name == "register") {
     options.command = Command::kRegister;
   } else if (command.name == "unregister") {

@@ -6,12 +6,17 @@
 
 namespace host {
 
-KivRange ResolveFrames(const FrameSpan& span, const char* option, int32_t frameCount) {
+KivRange ResolveRange(const FrameSpan& span, const char* option, const char* whole,
+                      int32_t frameCount) {
   const int32_t last = span.last.value_or(frameCount - 1);
   if (span.first >= frameCount || last >= frameCount) {
-    FailUsage("{} goes beyond the result, which has the frames 0 to {}", option, frameCount - 1);
+    FailUsage("{} goes beyond the {}, which has the frames 0 to {}", option, whole, frameCount - 1);
   }
   return {span.first, last};
+}
+
+KivRange ResolveFrames(const FrameSpan& span, const char* option, int32_t frameCount) {
+  return ResolveRange(span, option, "result", frameCount);
 }
 
 void RefuseWritingOverTheInput(const Options& options) {

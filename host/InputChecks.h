@@ -11,6 +11,9 @@
 namespace host {
 
 // The frames a span names out of `frameCount`. `option` is what the message calls it.
+// `whole` is what the frames are counted in, for the message.
+KivRange ResolveRange(const FrameSpan& span, const char* option, const char* whole,
+                      int32_t frameCount);
 KivRange ResolveFrames(const FrameSpan& span, const char* option, int32_t frameCount);
 
 void RefuseWritingOverTheInput(const Options& options);

@@ -1,4 +1,4 @@
-// Short labels drawn into BGRA pictures: digits, ".", "s" and blanks.
+// Short labels drawn into BGRA pictures: digits, small letters, ".", "-", "+" and blanks.
 #pragma once
 
 #include <cstdint>
@@ -16,7 +16,10 @@ constexpr KivSize LabelSize(std::string_view text, int32_t scale) {
   return {static_cast<int32_t>(text.size()) * (kGlyphWidth + 1) * scale, kGlyphHeight * scale};
 }
 
-// Light grey; what lies outside the picture is cut off. Other characters are drawn as blanks.
-void DrawLabel(std::string_view text, KivPoint at, int32_t scale, uint8_t* bgra, KivSize picture);
+constexpr uint32_t kLabelInk = 0xFFE0E0E0;
+
+// What lies outside the picture is cut off. Other characters are drawn as blanks.
+void DrawLabel(std::string_view text, KivPoint at, int32_t scale, uint8_t* bgra, KivSize picture,
+               uint32_t ink = kLabelInk);
 
 }  // namespace host

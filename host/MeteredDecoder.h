@@ -1,14 +1,17 @@
-// Stands between the chain and a clip's decoder: takes the time of every call and counts the
-// pictures that could not be read.
+// Stands between the chain and a clip's decoder: takes the time of every call, counts the pictures
+// that could not be read, and lets the host ask about the stream while a node's worker reads. In a
+// clip of variable rate it makes seeks count frames, as skips do, whatever times those have.
 //
 // Units:    seconds.
 // Owns:     one reference to the decoder.
-// Threads:  one caller at a time; the figures may be read from any thread.
+// Threads:  any; interfaces handed out that are the decoder's own are not made safe by this.
+// Locks:    one, held while the decoder, which takes one caller at a time, is called.
 // Errors:   creates none; the decoder's results are returned unchanged.
 #pragma once
 
 #include <atomic>
 #include <cstdint>
+#include <mutex>
 
 #include "kiv/platform/Media.h"
 
@@ -20,18 +23,21 @@ class MeteredDecoder : public IKivMediaDecoder, public IKivDecoderSize {
 
   double Seconds() const { return static_cast<double>(nanoseconds_.load()) * 1e-9; }
   int32_t UnreadPictures() const { return unread_; }
-  const KivComPtr<IKivMediaDecoder>& Inner() const { return decoder_; }
+  KivDecoderStats Stats();
+  // When a frame of the clip is shown; false for a frame that it does not have.
+  bool TimeOf(int32_t index, int64_t* time);
 
   // Interfaces that this class does not have are asked of the decoder.
   HRESULT QueryInterface(const GUID& iid, void** object) override;
   uint32_t AddRef() override { return ++references_; }
   uint32_t Release() override;
 
-  int64_t GetCurrentTime() override { return decoder_->GetCurrentTime(); }
+  int64_t GetCurrentTime() override;
+  // `time` lies on the grid of the stream's frame rate.
   HRESULT Seek(int64_t time, int32_t mode) override;
   HRESULT Skip(int32_t count, int32_t* moved) override;
-  HRESULT SetProxyOff(bool off) override { return decoder_->SetProxyOff(off); }
-  HRESULT SetProxyPath(const wchar_t* path) override { return decoder_->SetProxyPath(path); }
+  HRESULT SetProxyOff(bool off) override;
+  HRESULT SetProxyPath(const wchar_t* path) override;
   HRESULT ReadCurrentFrame(KivComPtr<IKivFrame>* frame) override;
 
   HRESULT SetOutputSize(const KivSize* size) override;
@@ -41,9 +47,14 @@ class MeteredDecoder : public IKivMediaDecoder, public IKivDecoderSize {
   explicit MeteredDecoder(KivComPtr<IKivMediaDecoder> decoder);
   virtual ~MeteredDecoder() = default;
 
+  int64_t OwnTime(int64_t gridTime);
+
   std::atomic<uint32_t> references_{1};
   KivComPtr<IKivMediaDecoder> decoder_;
   KivComPtr<IKivDecoderSize> size_;
+  KivComPtr<IKivStreamInfo> stream_;
+  KivStreamInfo info_;
+  std::mutex lock_;
   std::atomic<int64_t> nanoseconds_{0};
   std::atomic<int32_t> unread_{0};
 };

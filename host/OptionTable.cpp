@@ -25,13 +25,30 @@ constexpr OptionRow kOptions[] = {
     Text("--at", kFrameBit, "N", &OptionTexts::at, "the frame of the result, 0 for the first",
          Presence::kRequired),
     Text("--frames", kSpanBits, "A:B", &OptionTexts::frames, "result frames A to B only"),
+    Text("--speed", kChainBits, "S", &OptionTexts::speed,
+         "a fraction such as 1/2 or a decimal such as 0.4; below 1 is slow motion"),
+    Text("--interpolation", kChainBits, "MODE", &OptionTexts::interpolation,
+         "in slow motion: flow (in-between frames, if not given) or off (source frames repeat)"),
+    Text("--fps", kChainBits, "N[/D]", &OptionTexts::fps,
+         "frame rate of the result, the source's if not given"),
     Text("--size", kChainBits, "WxH", &OptionTexts::size, "output size of the decoding source"),
     Text("--decode-scale", kChainBits, "N/D", &OptionTexts::decodeScale,
          "scale of that size, such as 1/2"),
     Text("--proxy", kChainBits, "FILE", &OptionTexts::proxy, "read pictures from FILE instead"),
     Flag("--no-proxy", kChainBits, &OptionTexts::noProxy, "turn a stored proxy off"),
+    Flag("--reverse", kChainBits, &OptionTexts::reverse, "play backwards"),
+    Text("--reverse-range", kChainBits, "A:B", &OptionTexts::reverseRange,
+         "the clip's frames A to B only, B first; with --reverse"),
+    Text("--crop", kChainBits, "L,T,W,H", &OptionTexts::crop,
+         "cut to this part, in fractions of the picture"),
+    Text("--crop-keyframes", kChainBits, "FILE.json", &OptionTexts::cropKeyframes,
+         "cut each frame to its region in a keyframe document, scaled to the first region's size"),
+    Text("--plot", kKeyframesBit, "FILE.png", &OptionTexts::plot, "draw the curves"),
+    Text("--at", kKeyframesBit, "N", &OptionTexts::at, "print the value at frame N"),
     Text("--chain", kChainBits, "LIST", &OptionTexts::chain,
          "nodes from the source on: source,alpha,stabilizer,cache,rate,reverse,speed,crop"),
+    Text("--memory", kChainBits, "MIB", &OptionTexts::memory,
+         "what kept decoded pictures may take, 512 if not given"),
     Text("--settings", kChainBits, "FILE.json", &OptionTexts::settings,
          "load the clip's settings before"),
     Text("--save-settings", kChainBits, "FILE.json", &OptionTexts::saveSettings,
@@ -52,16 +69,15 @@ constexpr CommandRow kCommands[] = {
     {"render", kRenderBit, true, "Renders a clip through its chain into a file or stream"},
     {"frame", kFrameBit, true, "Writes one frame of the chain as a picture"},
     {"sheet", kSheetBit, true, "Writes a contact sheet: every frame with its number and time"},
+    {"keyframes", kKeyframesBit, true, "Lists, evaluates or draws a keyframe document"},
     {"info", kInfoBit, true, "Shows what a clip's video stream is"},
     {"register", 0, false, "Enters the component into the registry"},
     {"unregister", 0, false, "Takes the component out of the registry"},
 };
 
-constexpr std::string_view kCommandsNotBuilt[] = {"stabilize", "verify", "keyframes"};
+constexpr std::string_view kCommandsNotBuilt[] = {"stabilize", "verify"};
 
-constexpr std::string_view kOptionsNotBuilt[] = {
-    "--speed",     "--interpolation", "--reverse",        "--reverse-range", "--fps",
-    "--stabilize", "--crop",          "--crop-keyframes", "--memory"};
+constexpr std::string_view kOptionsNotBuilt[] = {"--stabilize"};
 constexpr std::string_view kPrefixNotBuilt = "--alpha-";
 
 }  // namespace

@@ -12,6 +12,7 @@ enum CommandBits : unsigned {
   kFrameBit = 2,
   kInfoBit = 4,
   kSheetBit = 8,
+  kKeyframesBit = 64,
   kChainBits = kRenderBit | kFrameBit | kSheetBit,
   kSpanBits = kRenderBit | kSheetBit,
 };
@@ -19,8 +20,11 @@ enum CommandBits : unsigned {
 // Option values as they were typed; empty when the option is not there.
 struct OptionTexts {
   std::string output, at, frames, size, decodeScale, proxy, settings, saveSettings, chain;
+  std::string reverseRange, memory;
+  std::string speed, fps, interpolation;
   std::string format, codec, quality, progress, report;
-  bool json = false, noProxy = false;
+  std::string crop, cropKeyframes, plot;
+  bool json = false, noProxy = false, reverse = false;
 };
 
 enum class Presence { kOptional, kRequired };

@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <charconv>
+#include <numeric>
 
 #include "host/HostError.h"
+#include "host/KeyframeFile.h"
 #include "kiv/chain/NodeTypes.h"
 
 namespace host {
@@ -11,6 +13,8 @@ namespace {
 
 constexpr int32_t kLargestSide = 1 << 15;
 constexpr int64_t kLargestTerm = 1'000'000;
+constexpr int64_t kMostMemory = int64_t{1} << 20;  // MiB
+constexpr size_t kMostPlaces = 6;
 
 // The whole text as digits; nothing else is a number here, no sign, no blank.
 template <typename Integer>
@@ -30,6 +34,42 @@ std::optional<Halves> SplitAt(std::string_view text, char mark) {
   const size_t at = text.find(mark);
   if (at == std::string_view::npos) return std::nullopt;
   return Halves{text.substr(0, at), text.substr(at + 1)};
+}
+
+// The whole text as a decimal number.
+std::optional<double> ReadDecimal(std::string_view text) {
+  double value = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
+  return value;
+}
+
+bool IsTerm(const std::optional<int64_t>& value) {
+  return value && *value > 0 && *value <= kLargestTerm;
+}
+
+std::optional<KivRational> ReadFraction(std::string_view text) {
+  const auto halves = SplitAt(text, '/');
+  if (!halves) return std::nullopt;
+  const auto numerator = ReadDigits<int64_t>(halves->left);
+  const auto denominator = ReadDigits<int64_t>(halves->right);
+  if (!IsTerm(numerator) || !IsTerm(denominator)) return std::nullopt;
+  return KivRational{*numerator, *denominator};
+}
+
+// Exactly: 0.4 is 2/5.
+std::optional<KivRational> ReadExactDecimal(std::string_view text) {
+  const auto halves = SplitAt(text, '.');
+  const std::string_view places = halves ? halves->right : std::string_view();
+  const auto whole = ReadDigits<int64_t>(halves ? halves->left : text);
+  const auto part = halves ? ReadDigits<int64_t>(places) : std::optional<int64_t>(0);
+  if (!whole || !part || *whole > kLargestTerm || places.size() > kMostPlaces) return std::nullopt;
+  int64_t denominator = 1;
+  for (size_t i = 0; i < places.size(); ++i) denominator *= 10;
+  const int64_t numerator = *whole * denominator + *part;
+  const int64_t divisor = std::gcd(numerator, denominator);
+  if (!IsTerm(numerator / divisor)) return std::nullopt;
+  return KivRational{numerator / divisor, denominator / divisor};
 }
 
 struct ChainName {
@@ -68,15 +108,36 @@ KivSize ReadSize(std::string_view option, std::string_view text) {
             kLargestSide);
 }
 
-KivRational ReadScale(std::string_view option, std::string_view text) {
-  if (const auto halves = SplitAt(text, '/')) {
-    const auto numerator = ReadDigits<int64_t>(halves->left);
-    const auto denominator = ReadDigits<int64_t>(halves->right);
-    if (numerator && denominator && *numerator > 0 && *denominator > 0 &&
-        *numerator <= kLargestTerm && *denominator <= kLargestTerm) {
-      return {*numerator, *denominator};
-    }
+bool IsSpeed(const KivRational& speed) {
+  return IsTerm(speed.numerator) && IsTerm(speed.denominator);
+}
+
+KivRational ReadSpeed(std::string_view option, std::string_view text) {
+  if (const auto speed =
+          text.find('/') == text.npos ? ReadExactDecimal(text) : ReadFraction(text)) {
+    return *speed;
   }
+  FailUsage("{} {}: expected a fraction such as 1/2 or a decimal such as 0.4, terms from 1 to {}",
+            option, text, kLargestTerm);
+}
+
+KivRational ReadRate(std::string_view option, std::string_view text) {
+  if (const auto rate = ReadFraction(text.find('/') == text.npos ? std::string(text) + "/1"
+                                                                 : std::string(text))) {
+    return *rate;
+  }
+  FailUsage("{} {}: expected a frame rate such as 60 or 30000/1001, terms from 1 to {}", option,
+            text, kLargestTerm);
+}
+
+Interpolation ReadInterpolation(std::string_view option, std::string_view text) {
+  if (text == "flow") return Interpolation::kFlow;
+  if (text == "off") return Interpolation::kOff;
+  FailUsage("{} {}: expected flow or off", option, text);
+}
+
+KivRational ReadScale(std::string_view option, std::string_view text) {
+  if (const auto scale = ReadFraction(text)) return *scale;
   FailUsage("{} {}: expected a fraction such as 1/2, terms from 1 to {}", option, text,
             kLargestTerm);
 }
@@ -90,6 +151,37 @@ FrameSpan ReadSpan(std::string_view option, std::string_view text) {
   }
   FailUsage("{} {}: expected FIRST:LAST such as 0:99, both included, FIRST not above LAST", option,
             text);
+}
+
+KivRectF ReadRegion(std::string_view option, std::string_view text) {
+  KivRectF region;
+  std::string_view rest = text;
+  for (double* const side : {&region.left, &region.top, &region.width, &region.height}) {
+    const auto halves = SplitAt(rest, ',');
+    const auto value = ReadDecimal(halves ? halves->left : rest);
+    const bool isLast = side == &region.height;
+    if (!value || halves.has_value() == isLast) {
+      FailUsage("{} {}: expected LEFT,TOP,WIDTH,HEIGHT such as 0.25,0.25,0.5,0.5", option, text);
+    }
+    *side = *value;
+    if (halves) rest = halves->right;
+  }
+  if (IsRegion(region)) return region;
+  FailUsage("{} {}: the part does not lie inside the picture, whose edges are 0 and 1", option,
+            text);
+}
+
+int32_t ReadFrame(std::string_view option, std::string_view text) {
+  const bool negative = text.starts_with('-');
+  const auto digits = ReadDigits<int32_t>(negative ? text.substr(1) : text);
+  if (digits) return negative ? -*digits : *digits;
+  FailUsage("{} {}: expected a whole number", option, text);
+}
+
+int64_t ReadMemory(std::string_view option, std::string_view text) {
+  const auto mebibytes = ReadDigits<int64_t>(text);
+  if (mebibytes && *mebibytes <= kMostMemory) return *mebibytes << 20;
+  FailUsage("{} {}: expected a number of MiB from 0 to {}", option, text, kMostMemory);
 }
 
 int32_t ReadIndex(std::string_view option, std::string_view text) {

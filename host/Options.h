@@ -11,7 +11,7 @@
 
 namespace host {
 
-enum class Command { kRender, kInfo, kFrame, kSheet, kRegister, kUnregister };
+enum class Command { kRender, kInfo, kFrame, kSheet, kKeyframes, kRegister, kUnregister };
 enum class ProgressForm { kAutomatic, kNone, kBar, kJson };
 
 // Both included; without an end it runs to the last frame.
@@ -20,15 +20,26 @@ struct FrameSpan {
   std::optional<int32_t> last;
 };
 
+// What slow motion shows between source frames.
+enum class Interpolation { kFlow, kOff };
+
 // How the clip's chain is built and set up.
 struct ChainOptions {
-  std::vector<int32_t> nodes;  // NodeType ids from the source on
+  std::vector<int32_t> nodes;  // NodeType ids from the source on; empty: what the rest needs
   std::optional<KivSize> size;
   std::optional<KivRational> decodeScale;
+  std::optional<KivRational> speed;
+  std::optional<KivRational> frameRate;
+  Interpolation interpolation = Interpolation::kFlow;
   std::string proxy;
   bool noProxy = false;
+  bool reverse = false;
+  std::optional<FrameSpan> reverseRange;  // frames of the clip
   std::string settings;
   std::string saveSettings;
+  std::optional<int64_t> memory;  // bytes for decoded pictures
+  std::optional<KivRectF> crop;   // fractions of the picture
+  std::string cropKeyframes;
 };
 
 struct Options {
@@ -39,6 +50,8 @@ struct Options {
   ChainOptions chain;
   FrameSpan frames;
   int32_t at = 0;
+  std::string plot;                // keyframes
+  std::optional<int32_t> atFrame;  // keyframes
   bool json = false;
   ProgressForm progress = ProgressForm::kAutomatic;
   std::string report;

@@ -101,8 +101,8 @@ KivComPtr<IKivFrame> RenderRun::PullNext(int32_t number) {
 void RenderRun::OpenOutput(IKivFrame& first) {
   size_ = SizeOf(first);
   if (options_.plan.kind == kiv::OutputKind::kDiscard) return;
-  const kiv::PictureSeries series{size_, clip_.Result().frameRate,
-                                  OutputSampleAspect(clip_.Info(), size_), range_.start};
+  const kiv::PictureSeries series{size_, clip_.Result().frameRate, clip_.SampleAspect(size_),
+                                  range_.start};
   std::unique_ptr<kiv::Writer> writer;
   if (const auto error = kiv::OpenWriter(options_.plan, series, &cancelled_, &writer)) {
     ThrowIfInterrupted();
@@ -137,6 +137,7 @@ RenderReport RenderRun::Report() const {
   report.frames = range_.end - range_.start + 1;
   report.size = size_;
   report.frameRate = clip_.Result().frameRate;
+  report.inBetweenFrames = NameOf(clip_.InBetweenFrames());
   report.wallSeconds = wallSeconds_;
   report.decoderSeconds = clip_.Decoder().Seconds();
   report.pullSeconds = pullSeconds_;

@@ -4,6 +4,7 @@
 #include <sys/resource.h>
 
 #include "engine/common/BufferPool.h"
+#include "host/Memory.h"
 
 namespace host {
 namespace {
@@ -22,6 +23,9 @@ Json::Value DecoderFigures(const RenderReport& report) {
   figures["pictures_converted"] = Json::Int64(report.decoder.picturesConverted);
   figures["pictures_not_read"] = report.unreadPictures;
   figures["seeks"] = Json::Int64(report.decoder.seeks);
+  figures["pictures_passed_over"] = Json::Int64(report.decoder.picturesPassedOver);
+  figures["pictures_from_memory"] = Json::Int64(report.decoder.picturesFromMemory);
+  figures["cache_bytes_now"] = Json::Int64(report.decoder.cacheBytesNow);
   figures["cache_bytes_at_most"] = Json::Int64(report.decoder.cacheBytesAtMost);
   return figures;
 }
@@ -38,6 +42,7 @@ Json::Value MemoryFigures() {
   const kiv::BufferPoolFigures pool = kiv::BufferPool::Shared().Figures();
   Json::Value memory;
   memory["peak_bytes"] = Json::Int64(PeakMemoryBytes());
+  memory["picture_budget_bytes"] = Json::Int64(PictureMemory().limit);
   memory["frame_allocations"] = Json::Int64(pool.systemAllocations);
   memory["frame_bytes_idle"] = Json::Int64(pool.bytesIdle);
   return memory;
@@ -52,6 +57,7 @@ std::string ReportText(const RenderReport& report) {
   root["height"] = report.size.height;
   root["frame_rate"] = std::to_string(report.frameRate.numerator) + "/" +
                        std::to_string(report.frameRate.denominator);
+  root["in_between_frames"] = report.inBetweenFrames;
   root["fps"] = report.wallSeconds > 0 ? report.frames / report.wallSeconds : 0.0;
   root["wall_seconds"] = report.wallSeconds;
   root["node_seconds"] = NodeFigures(report);

@@ -13,6 +13,7 @@ struct RenderReport {
   int32_t frames = 0;
   KivSize size;
   KivRational frameRate;
+  std::string inBetweenFrames;
   double wallSeconds = 0;
   double decoderSeconds = 0;  // inside the decoder
   double pullSeconds = 0;     // inside the whole chain, the decoder included

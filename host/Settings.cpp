@@ -15,28 +15,28 @@ namespace {
 
 constexpr size_t kLargestSettings = size_t{256} << 20;
 
-std::string ReadTextFile(const std::string& path) {
+}  // namespace
+
+std::string ReadTextFile(const std::string& path, const char* what) {
   std::ifstream file(path, std::ios::binary);
   if (!file) {
-    FailRun("cannot read the settings '{}': {}", path, std::generic_category().message(errno));
+    FailRun("cannot read {} '{}': {}", what, path, std::generic_category().message(errno));
   }
   std::string text;
   char block[1 << 14];
   while (file.read(block, sizeof(block)) || file.gcount() > 0) {
     text.append(block, static_cast<size_t>(file.gcount()));
-    if (text.size() > kLargestSettings) FailRun("cannot read the settings '{}': too large", path);
+    if (text.size() > kLargestSettings) FailRun("cannot read {} '{}': too large", what, path);
   }
-  if (file.bad()) FailRun("cannot read the settings '{}': it is no readable file", path);
+  if (file.bad()) FailRun("cannot read {} '{}': it is no readable file", what, path);
   return text;
 }
-
-}  // namespace
 
 KivPropDecorator ReadSettings(const std::string& path) {
   KivPropDecorator bag = KivCommon::CreateProperties();
   if (!bag) FailRun("no memory for the settings");
   std::string why;
-  if (!kiv::SettingsFromText(ReadTextFile(path), bag.Get(), &why)) {
+  if (!kiv::SettingsFromText(ReadTextFile(path, "the settings"), bag.Get(), &why)) {
     FailRun("cannot read the settings '{}': {}", path, why);
   }
   return bag;

@@ -13,6 +13,8 @@ KivPropDecorator ReadSettings(const std::string& path);
 // Replaces the file in one step.
 void WriteSettings(IKivProperties* bag, const std::string& path);
 
+// A whole file of bounded size. `what` is what messages call it: "the settings".
+std::string ReadTextFile(const std::string& path, const char* what);
 // Writes a text that way; "-" is standard output.
 void WriteTextFile(const std::string& path, const std::string& text);
 

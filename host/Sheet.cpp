@@ -3,9 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
-#include <memory>
 
-#include "engine/media/Writer.h"
 #include "host/Clip.h"
 #include "host/Commands.h"
 #include "host/HostError.h"
@@ -13,6 +11,7 @@
 #include "host/Interrupt.h"
 #include "host/Label.h"
 #include "host/Messages.h"
+#include "host/PictureFile.h"
 #include "host/Progress.h"
 #include "kiv/values/Saturate.h"
 
@@ -76,14 +75,12 @@ class SheetPicture {
     sheet_->Fill(0xFF202020);
   }
 
-  void Add(int32_t tile, IKivFrame& frame) {
+  void Add(int32_t tile, IKivFrame& frame, int64_t sourceTime) {
     KivCommon::ImageFunc::ResizeImage(nullptr, frame.GetBitmap(), tile_.Get(), 0);
     const KivPoint place = layout_.PlaceOf(tile);
     CopyTile(place);
-    int64_t time = 0;
-    frame.GetTime(&time, nullptr);
     const std::string label = fmt::format("{} {:.3f}s", layout_.first + tile * layout_.step,
-                                          static_cast<double>(time) / kTicksPerSecond);
+                                          static_cast<double>(sourceTime) / kTicksPerSecond);
     DrawLabel(label, {place.x, place.y + layout_.tile.height + 2 * layout_.labelScale},
               layout_.labelScale, Pixels(), size_);
   }
@@ -108,15 +105,6 @@ class SheetPicture {
   const KivComPtr<IKivBitmap> tile_;
 };
 
-void WritePicture(const Options& options, const SheetPicture& picture) {
-  std::unique_ptr<kiv::Writer> writer;
-  const kiv::PictureSeries series{picture.Size()};
-  auto error = kiv::OpenWriter(options.plan, series, nullptr, &writer);
-  if (!error) error = writer->Write(picture.Pixels());
-  if (!error) error = writer->Finish();
-  if (error) FailRun("{}", *error);
-}
-
 }  // namespace
 
 void RunSheet(const Options& options) {
@@ -135,10 +123,10 @@ void RunSheet(const Options& options) {
       for (int32_t i = 0; i < layout.step; ++i) clip.Advance();
       frame = clip.Pull();
     }
-    picture.Add(tile, *frame);
+    picture.Add(tile, *frame, clip.SourceTimeOf(*frame));
     progress.Update(tile + 1);
   }
-  WritePicture(options, picture);
+  WritePicture(options.plan, picture.Size(), picture.Pixels());
   if (layout.step > 1) {
     PrintMessage(fmt::format("the sheet shows every {}. frame of {}", layout.step,
                              range.end - range.start + 1));

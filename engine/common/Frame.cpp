@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "engine/common/StreamCopy.h"
 #include "kiv/platform/KivCommon.h"
 #include "kiv/values/Saturate.h"
 
@@ -43,7 +44,7 @@ HRESULT PictureMemory::CopyRows(int32_t width, int32_t height, const void* sourc
   const auto* from = static_cast<const uint8_t*>(source);
   uint8_t* to = target.Pixels();
   if (sourceRowBytes == rowBytes) {
-    if (from != to) std::memcpy(to, from, target.ByteCount());
+    if (from != to) StreamCopy(to, from, target.ByteCount());
   } else {
     for (int32_t row = 0; row < height; ++row, from += sourceRowBytes, to += rowBytes) {
       std::memcpy(to, from, rowBytes);

@@ -11,6 +11,7 @@
 
 #include "kiv/values/Export.h"
 #include "kiv/values/ResultCodes.h"
+#include "kiv/values/ValueTypes.h"
 
 namespace kiv {
 
@@ -18,6 +19,11 @@ enum class ScaleFilter : int32_t {
   kNearest = 0,
   kLinear = 1,  // between the two nearest pixels, also when made smaller
   kArea = 2,    // the exact mean of what a pixel covers; as kLinear when made larger
+  // A curve through four pixels, of more when made smaller; exact where pixels fall on pixels.
+  kCubic = 3,
+  // The same passing beside them: as soft on whole pixels as between them and with hardly any
+  // overshoot, so that edges keep their place and their look while a region moves.
+  kSmooth = 4,
 };
 
 struct SourcePicture {
@@ -35,5 +41,12 @@ struct TargetPicture {
 // The pictures do not overlap.
 KIV_ENGINE_API HRESULT ScalePicture(const SourcePicture& source, const TargetPicture& target,
                                     ScaleFilter filter);
+
+// The same for a part of the source. `region` is in the source's pixels and need not lie on whole
+// ones: the middle of its left edge becomes the middle of the target's. Filters see the pixels around
+// it; the source's edge pixels go on beyond its edges.
+// Errors:   E_INVALIDARG also for a region that is empty or reaches beyond the source.
+KIV_ENGINE_API HRESULT ScaleRegion(const SourcePicture& source, const KivRectF& region,
+                                   const TargetPicture& target, ScaleFilter filter);
 
 }  // namespace kiv

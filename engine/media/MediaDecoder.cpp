@@ -102,16 +102,16 @@ HRESULT CMediaDecoder::ReadPicture(int64_t frame, const AVFrame** picture,
     FrameIndex& index = *proxy_.track->index;
     const int64_t moment = index.Clamp(index.FrameAtTime(Index().TimeOf(frame).time));
     *orientation = proxy_.track->orientation;
-    if (Succeeded(proxy_.reader->At(moment, picture))) return S_OK;
+    if (Succeeded(proxy_.pictures->At(moment, picture))) return S_OK;
   }
   if (const HRESULT hr = OpenReader(&clip_); Failed(hr)) return hr;
   *orientation = clip_.track->orientation;
-  return clip_.reader->At(frame, picture);
+  return clip_.pictures->At(frame, picture);
 }
 
 bool CMediaDecoder::ReadsProxy() {
   if (proxyOff_ || proxyPath_.empty() || proxyFailed_) return false;
-  if (proxy_.reader) return true;
+  if (proxy_.pictures) return true;
   if (const HRESULT hr = OpenProxy(); Failed(hr)) {
     KIV_LOG(LogLevel::kFailure, L"CMediaDecoder: proxy %ls not opened, reading the clip: hr %08x",
             proxyPath_.c_str(), static_cast<unsigned>(hr));
@@ -129,16 +129,28 @@ HRESULT CMediaDecoder::OpenProxy() {
 }
 
 HRESULT CMediaDecoder::OpenReader(OpenTrack* track) const {
-  if (track->reader) return S_OK;
-  return track->file->NewReader(*track->track, settings_, &track->reader);
+  if (track->pictures) return S_OK;
+  std::unique_ptr<PictureReader> reader;
+  if (const HRESULT hr = track->file->NewReader(*track->track, settings_, &reader); Failed(hr)) {
+    return hr;
+  }
+  track->pictures = std::make_unique<PictureCache>(std::move(reader), track->track->index);
+  track->pictures->ExpectBackwards(backwards_);
+  return S_OK;
 }
 
 void CMediaDecoder::Retire(OpenTrack* track) {
-  if (track->reader) {
-    retired_.decoded += track->reader->Counts().decoded;
-    retired_.seeks += track->reader->Counts().seeks;
-  }
+  if (track->pictures) retired_ += track->pictures->Counts();
+  retired_.bytesNow = 0;
   *track = {};
+}
+
+HRESULT CMediaDecoder::ExpectBackwards(bool backwards) {
+  backwards_ = backwards;
+  for (OpenTrack* track : {&clip_, &proxy_}) {
+    if (track->pictures) track->pictures->ExpectBackwards(backwards);
+  }
+  return S_OK;
 }
 
 HRESULT CMediaDecoder::SetOutputSize(const KivSize* size) {
@@ -169,15 +181,19 @@ HRESULT CMediaDecoder::GetInfo(KivStreamInfo* info) {
   });
 }
 
+CacheCounts CMediaDecoder::AllCounts() const {
+  CacheCounts all = retired_;
+  for (const OpenTrack* track : {&clip_, &proxy_}) {
+    if (track->pictures) all += track->pictures->Counts();
+  }
+  return all;
+}
+
 HRESULT CMediaDecoder::GetStats(KivDecoderStats* stats) {
   if (!stats) return E_POINTER;
-  ReaderCounts counts = retired_;
-  for (const OpenTrack* track : {&clip_, &proxy_}) {
-    if (!track->reader) continue;
-    counts.decoded += track->reader->Counts().decoded;
-    counts.seeks += track->reader->Counts().seeks;
-  }
-  *stats = {counts.decoded, converted_, counts.seeks, 0};
+  const CacheCounts counts = AllCounts();
+  *stats = {counts.reader.decoded, converted_,        counts.reader.seeks,     counts.bytesAtMost,
+            counts.bytesNow,       counts.fromMemory, counts.reader.passedOver};
   return S_OK;
 }
 

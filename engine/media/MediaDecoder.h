@@ -13,20 +13,21 @@
 
 #include "engine/common/CountedObject.h"
 #include "engine/media/MediaFile.h"
+#include "engine/media/PictureCache.h"
 #include "engine/media/PictureConverter.h"
 #include "kiv/platform/Media.h"
 
 namespace kiv {
 
-// A file's video stream with the reader on it.
+// A file's video stream with the pictures read from it.
 struct OpenTrack {
   std::shared_ptr<MediaFile> file;
   std::shared_ptr<const VideoTrack> track;
-  std::unique_ptr<PictureReader> reader;
+  std::unique_ptr<PictureCache> pictures;
 };
 
 class CMediaDecoder final
-    : public CountedObject<IKivMediaDecoder, IKivDecoderSize, IKivStreamInfo> {
+    : public CountedObject<IKivMediaDecoder, IKivDecoderSize, IKivStreamInfo, IKivReadDirection> {
  public:
   CMediaDecoder(std::shared_ptr<MediaFile> file, std::shared_ptr<const VideoTrack> track,
                 DecoderSettings settings);
@@ -41,6 +42,8 @@ class CMediaDecoder final
   HRESULT SetOutputSize(const KivSize* size) override;
   HRESULT GetSourceSize(KivSize* size) override;
 
+  HRESULT ExpectBackwards(bool backwards) override;
+
   HRESULT GetInfo(KivStreamInfo* info) override;
   HRESULT GetStats(KivDecoderStats* stats) override;
   HRESULT GetFrameTime(int32_t index, int64_t* time, int64_t* duration, int32_t* isKey) override;
@@ -53,18 +56,20 @@ class CMediaDecoder final
   HRESULT ReadPicture(int64_t frame, const AVFrame** picture, Orientation* orientation);
   HRESULT ReadFrame(KivComPtr<IKivFrame>* frame);
   void Retire(OpenTrack* track);
+  CacheCounts AllCounts() const;
 
   OpenTrack clip_;
   OpenTrack proxy_;
   std::wstring proxyPath_;
   bool proxyOff_ = true;
   bool proxyFailed_ = false;
+  bool backwards_ = false;
   const DecoderSettings settings_;
   PictureConverter converter_;
   KivSize outputSize_;
   int64_t position_ = 0;
   int64_t converted_ = 0;
-  ReaderCounts retired_;  // counts of proxies that were given up
+  CacheCounts retired_;  // counts of proxies that were given up
 };
 
 }  // namespace kiv

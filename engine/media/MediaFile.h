@@ -15,6 +15,7 @@
 #include "engine/media/FrameIndex.h"
 #include "engine/media/PictureReader.h"
 #include "engine/media/StreamDescription.h"
+#include "kiv/values/Export.h"
 
 namespace kiv {
 
@@ -29,7 +30,7 @@ struct VideoTrack {
   std::shared_ptr<FrameIndex> index;
 };
 
-class MediaFile {
+class KIV_ENGINE_API MediaFile {
  public:
   static HRESULT Open(const std::string& path, std::shared_ptr<MediaFile>* file);
 

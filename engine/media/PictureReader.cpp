@@ -3,7 +3,12 @@
 #include <algorithm>
 #include <thread>
 
+#include "engine/media/PictureBuffers.h"
 #include "kiv/platform/Logger.h"
+
+extern "C" {
+#include <libavutil/imgutils.h>
+}
 
 namespace kiv {
 namespace {
@@ -20,6 +25,8 @@ constexpr int64_t kMostThreads = 9;
 constexpr int64_t kPixelsInThreads = int64_t{128} << 20;
 // Packets tried at the beginning of a stream that was cut out of a longer one.
 constexpr int kStartPackets = 400;
+constexpr int kRowAlignment = 64;
+constexpr int kPacketsBeforeDrain = 4;
 
 // Two more than there are processors: the caller converts a picture while the threads decode, and a
 // thread that waits for its neighbour's rows leaves no processor idle. Every thread holds a picture,
@@ -36,6 +43,13 @@ int ThreadsFor(const DecoderSettings& settings, const AVCodecParameters& paramet
 const AVCodec* FindDecoder(AVCodecID codec, const std::string& name) {
   const AVCodec* named = name.empty() ? nullptr : avcodec_find_decoder_by_name(name.c_str());
   return named ? named : avcodec_find_decoder(codec);
+}
+
+int64_t BytesOf(const AVCodecParameters& parameters) {
+  const auto format = static_cast<AVPixelFormat>(parameters.format);
+  const int bytes =
+      av_image_get_buffer_size(format, parameters.width, parameters.height, kRowAlignment);
+  return bytes > 0 ? bytes : int64_t{4} * parameters.width * parameters.height;
 }
 
 }  // namespace
@@ -56,14 +70,37 @@ HRESULT PictureReader::OpenDecoder(const AVCodecParameters& parameters, AVRation
   decoder_->pkt_timebase = timeBase;
   decoder_->thread_count = ThreadsFor(settings, parameters);
   decoder_->max_pixels = kMaxPicturePixels;
+  UseSlabsForPictures(decoder_.get());
+  expectedBytes_ = BytesOf(parameters);
   return avcodec_open2(decoder_.get(), codec, nullptr) < 0 ? E_UNSUPPORTED : S_OK;
 }
 
 HRESULT PictureReader::At(int64_t frame, const AVFrame** picture) {
+  return At(frame, ReadSpan{}, picture);
+}
+
+ReadSpan PictureReader::SpanOf(int64_t first, int64_t last) {
+  if (index_->IsSequential()) return {};
+  ReadSpan span{last, 0};
+  for (int64_t frame = first; frame <= last; ++frame) {
+    span.lastPacket = std::max(span.lastPacket, index_->RouteTo(frame).target);
+  }
+  return span;
+}
+
+HRESULT PictureReader::At(int64_t frame, const ReadSpan& span, const AVFrame** picture) {
   *picture = nullptr;
+  span_ = span;
   if (!decoder_ || hopeless_) return E_FAIL;
   if (nextFrame_ >= 0 && frame >= nextFrame_) TakeOutput(frame);
-  if (!Holds(frame) && !Reach(frame)) {
+  bool reached = Holds(frame) || Reach(frame);
+  if (!reached && drainedEarly_) {
+    // A damaged frame, or a decoder that keeps pictures back when it is drained after a few packets.
+    span_ = {};
+    reached = Reach(frame);
+  }
+  if (!reached) {
+    if (stopped_) return E_ABORT;
     if (const HRESULT hr = Substitute(frame); Failed(hr)) return hr;
   }
   if (shownFrame_ != frame) Report(frame);
@@ -79,12 +116,16 @@ bool PictureReader::Reach(int64_t frame) {
     return true;
   }
   int32_t from = route.key;
-  for (int i = 0; startedAt_ > 0 && i < kEarlierKeys; ++i) {
+  for (int i = 0; startedAt_ > 0 && i < kEarlierKeys && MayTryAgain(); ++i) {
     from = index_->KeyBefore(from);
     if (StartAt(from) && RunTo(frame)) return true;
   }
-  return startedAt_ > 0 && route.target <= kNearBeginning && StartAt(0) && RunTo(frame);
+  return startedAt_ > 0 && route.target <= kNearBeginning && MayTryAgain() && StartAt(0) &&
+         RunTo(frame);
 }
+
+// From further back there is no more to be had of a decoder that was drained on purpose.
+bool PictureReader::MayTryAgain() const { return !stopped_ && !drainedEarly_; }
 
 bool PictureReader::Holds(int64_t frame) const {
   if (shownFrame_ < 0 || frame < shownFrom_) return false;
@@ -92,7 +133,8 @@ bool PictureReader::Holds(int64_t frame) const {
 }
 
 bool PictureReader::CanRunOnTo(const FrameRoute& route, int64_t frame) const {
-  if (!running_ || drained_ || frame <= shownFrame_) return false;
+  if (!running_ || frame <= shownFrame_) return false;
+  if (frame < passedOverTo_ || (!feeding_ && frame > drainingTo_)) return false;
   if (nextFrame_ >= 0 && frame < nextFrame_) return false;
   return route.key <= feed_->Position();
 }
@@ -105,7 +147,9 @@ bool PictureReader::StartAt(int32_t packet) {
   outputs_ = 0;
   startedAt_ = packet;
   running_ = feeding_ = feed_->MoveTo(packet);
-  drained_ = !running_;
+  seeks_ = feed_->SeekCount();
+  drained_ = drainedEarly_ = false;
+  drainingTo_ = passedOverTo_ = -1;
   return running_;
 }
 
@@ -122,9 +166,11 @@ bool PictureReader::TakeOutput(int64_t frame) {
 // True when the frame, or one before it that stands for it, is shown now.
 bool PictureReader::RunTo(int64_t frame) {
   while (!Holds(frame)) {
+    if (stopped_) return false;
     if (ReceivePicture(frame) == Outcome::kEnd) {
-      drained_ = true;
       running_ = false;
+      drainedEarly_ = !feeding_ && drainingTo_ != INT64_MAX;
+      drained_ = !drainedEarly_;
       if (index_->IsSequential()) index_->LimitFrames(outputs_);
       return Holds(frame);
     }
@@ -153,23 +199,37 @@ PictureReader::Outcome PictureReader::ReceivePicture(int64_t wanted) {
 
 void PictureReader::SendNext(int64_t wanted) {
   const int32_t number = feed_->Position();
-  AVPacket* packet = feeding_ ? feed_->Next() : nullptr;
+  const bool inSpan = number <= span_.lastPacket || !MayDrainEarly(number);
+  AVPacket* packet = feeding_ && inSpan ? feed_->Next() : nullptr;
   if (!packet) {
+    if (feeding_) drainingTo_ = inSpan ? INT64_MAX : span_.lastFrame;
     feeding_ = false;
     avcodec_send_packet(decoder_.get(), nullptr);
     return;
   }
   packet->pts = packet->dts = number;
-  decoder_->skip_frame = DiscardFor(number, wanted);
+  const bool passedOver = IsPassedOver(number, wanted);
+  decoder_->skip_frame = passedOver ? AVDISCARD_NONREF : AVDISCARD_DEFAULT;
   ++decoded_;
+  if (passedOver) {
+    ++passedOver_;
+    passedOverTo_ = std::max(passedOverTo_, wanted);
+  }
   if (avcodec_send_packet(decoder_.get(), packet) == AVERROR(ENOMEM)) throw std::bad_alloc();
 }
 
+// FFmpeg's frame threads have been seen to lose pictures when they are drained a few packets after
+// their start.
+bool PictureReader::MayDrainEarly(int32_t packet) const {
+  const int threads = decoder_->thread_count;
+  return threads == 1 || packet - startedAt_ >= kPacketsBeforeDrain * threads;
+}
+
 // What is passed over and serves no other picture need not be decoded at all.
-AVDiscard PictureReader::DiscardFor(int32_t packet, int64_t wanted) {
-  if (index_->IsSequential()) return AVDISCARD_DEFAULT;
+bool PictureReader::IsPassedOver(int32_t packet, int64_t wanted) {
+  if (index_->IsSequential()) return false;
   const int32_t frame = index_->FrameOf(packet);
-  return frame >= 0 && frame < wanted ? AVDISCARD_NONREF : AVDISCARD_DEFAULT;
+  return frame >= 0 && frame < wanted;
 }
 
 int64_t PictureReader::NumberOf(const AVFrame& picture) {

@@ -57,15 +57,17 @@ HRESULT CStreamer::Seek(int32_t frame, int32_t* reached, int32_t mode) {
   CSimpleMutexLock guard(lock_);
   if (decoder_ && frame != position_) decoder_->Seek(FrameToTime(frame), mode);
   position_ = frame;
+  moved_ = true;
   if (reached) *reached = frame;
   return S_OK;
 }
 
 HRESULT CStreamer::Skip(int32_t count, int32_t* moved) {
   CSimpleMutexLock guard(lock_);
-  if (position_ == -1) position_ = 0;
+  if (position_ == -1 && !moved_) position_ = 0;
   const HRESULT hr = decoder_ ? decoder_->Skip(count, moved) : S_OK;
   position_ = kiv::ClampToInt32(int64_t{position_} + count);
+  moved_ = true;
   if (moved) *moved = count;
   return std::max(hr, S_OK);
 }
@@ -87,6 +89,7 @@ HRESULT CStreamer::Flush() {
   {
     CSimpleMutexLock guard(lock_);
     position_ = -1;
+    moved_ = false;
   }
   return CSourceBase::Flush();
 }

@@ -40,6 +40,9 @@ class CStreamer : public CSourceBase {
   SimpleSync::CSimpleMutex lock_;
   KivRational frameRate_ KIV_GUARDED_BY(lock_){25, 1};
   KivComPtr<IKivMediaDecoder> decoder_ KIV_GUARDED_BY(lock_);
+  // Position -1 means no position only until the first move; then it is the one before the first
+  // frame, where the decoder stands as well.
+  bool moved_ KIV_GUARDED_BY(lock_) = false;
 
  private:
   HRESULT OnSetDecoder(const CommandArgs& args);

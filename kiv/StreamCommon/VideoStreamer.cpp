@@ -49,7 +49,38 @@ HRESULT CVideoStreamer::SetDecoder(IKivMediaDecoder* decoder) {
   if (!proxyPath_.empty()) decoder_->SetProxyPath(proxyPath_.c_str());
   decoder_->SetProxyOff(!proxyEnabled_);
   TellDecoderSizeLocked();
+  if (backwards_) TellDecoderDirectionLocked();
   return S_OK;
+}
+
+HRESULT CVideoStreamer::Initialize(KivComPtr<IKivProperties> settings,
+                                   KivComPtr<IKivProperties> info) {
+  const HRESULT hr = CStreamer::Initialize(settings, info);
+  int32_t reverse = 0;
+  int32_t enabled = 1;
+  if (Failed(hr) || !settings) return hr;
+  if (Failed(settings->GetInt(KivKey::Speed::kReverse, &reverse))) return hr;
+  settings->GetInt(KivKey::Speed::kEnabled, &enabled);
+  CSimpleMutexLock guard(lock_);
+  backwards_ = reverse == 1 && enabled == 1;
+  TellDecoderDirectionLocked();
+  return hr;
+}
+
+HRESULT CVideoStreamer::OnSetSpeedSettings(const CommandArgs& args) {
+  const auto* speed = args.As<const SpeedSettings>();
+  if (!speed) return E_POINTER;
+  CSimpleMutexLock guard(lock_);
+  backwards_ = speed->reverse != 0;
+  TellDecoderDirectionLocked();
+  return S_OK;
+}
+
+void CVideoStreamer::TellDecoderDirectionLocked() {
+  if (!decoder_) return;
+  if (const auto direction = decoder_.As<IKivReadDirection>()) {
+    direction->ExpectBackwards(backwards_);
+  }
 }
 
 void CVideoStreamer::TellDecoderSizeLocked() {
@@ -149,6 +180,7 @@ HRESULT CVideoStreamer::ProcessCommand(uint32_t id, uintptr_t param, uintptr_t e
   using Self = CVideoStreamer;
   static constexpr CommandRow<Self> kRows[] = {
       {CommandId::SetSourceFrameRate, &Self::OnSetSourceFrameRate, Route::kForward},
+      {CommandId::SetSpeedSettings, &Self::OnSetSpeedSettings, Route::kForward},
       {CommandId::SetProxyPath, &Self::OnSetProxyPath, Route::kStop},
       {CommandId::GetProxyPath, &Self::OnGetProxyPath, Route::kStop},
       {CommandId::SetProxyEnabled, &Self::OnSetProxyEnabled, Route::kStop},

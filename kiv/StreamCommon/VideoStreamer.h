@@ -21,19 +21,22 @@ class CVideoStreamer : public CStreamer {
  public:
   explicit CVideoStreamer(IUnknown* outer);
 
-  // Tells a new decoder proxy path, proxy switch and scaled size, in this order.
+  // Tells a new decoder proxy path, proxy switch, scaled size and direction, in this order.
   HRESULT SetDecoder(IKivMediaDecoder* decoder) override;
 
   HRESULT Skip(int32_t count, int32_t* moved) override;
   KivComPtr<IKivFrame> GetCurrentFrame(int32_t* status) override;
   HRESULT Flush() override;
   HRESULT ProcessCommand(uint32_t id, uintptr_t param, uintptr_t extra) override;
+  // Lets the decoder know in time when the clip is set to play backwards.
+  HRESULT Initialize(KivComPtr<IKivProperties> settings, KivComPtr<IKivProperties> info) override;
   // Path and switch of the proxy. Loading does not tell the decoder; the next SetDecoder does.
   HRESULT SaveSettings(IKivProperties* bag) override;
   HRESULT LoadSettings(IKivProperties* bag) override;
 
  private:
   HRESULT OnSetSourceFrameRate(const CommandArgs& args);
+  HRESULT OnSetSpeedSettings(const CommandArgs& args);
   HRESULT OnSetProxyPath(const CommandArgs& args);
   HRESULT OnGetProxyPath(const CommandArgs& args);
   HRESULT OnSetProxyEnabled(const CommandArgs& args);
@@ -44,6 +47,7 @@ class CVideoStreamer : public CStreamer {
 
   KivSize ScaledSizeLocked() const KIV_REQUIRES(lock_);
   void TellDecoderSizeLocked() KIV_REQUIRES(lock_);
+  void TellDecoderDirectionLocked() KIV_REQUIRES(lock_);
   KivComPtr<IKivFrame> PlaceholderLocked() KIV_REQUIRES(lock_);
   KivComPtr<IKivFrame> MissingMediaFrameLocked() KIV_REQUIRES(lock_);
   KivComPtr<IKivFrame> TransparentFrameLocked() KIV_REQUIRES(lock_);
@@ -52,5 +56,6 @@ class CVideoStreamer : public CStreamer {
   KivRational decodeScale_ KIV_GUARDED_BY(lock_){1, 1};
   bool proxyEnabled_ KIV_GUARDED_BY(lock_) = false;
   std::wstring proxyPath_ KIV_GUARDED_BY(lock_);
+  bool backwards_ KIV_GUARDED_BY(lock_) = false;
   KivComPtr<IKivFrame> placeholder_ KIV_GUARDED_BY(lock_);
 };

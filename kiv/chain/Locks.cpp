@@ -18,6 +18,14 @@ CSimpleMutexLock::CSimpleMutexLock(CSimpleMutex& mutex) : mutex_(&mutex) {
 
 CSimpleMutexLock::~CSimpleMutexLock() { pthread_mutex_unlock(&mutex_->mutex_); }
 
+CSimpleCondition::CSimpleCondition() { pthread_cond_init(&condition_, nullptr); }
+
+CSimpleCondition::~CSimpleCondition() { pthread_cond_destroy(&condition_); }
+
+void CSimpleCondition::Wait(CSimpleMutex& mutex) { pthread_cond_wait(&condition_, &mutex.mutex_); }
+
+void CSimpleCondition::WakeAll() { pthread_cond_broadcast(&condition_); }
+
 }  // namespace SimpleSync
 
 CKivSingleLock::CKivSingleLock(std::mutex& mutex) : mutex_(&mutex) {

@@ -22,6 +22,7 @@ class KIV_CAPABILITY("mutex") CSimpleMutex {
 
  private:
   friend class CSimpleMutexLock;
+  friend class CSimpleCondition;
   pthread_mutex_t mutex_;
 };
 
@@ -34,6 +35,22 @@ class KIV_SCOPED_CAPABILITY CSimpleMutexLock {
 
  private:
   CSimpleMutex* const mutex_;
+};
+
+// Lets the holder of a mutex sleep until another thread has changed what the mutex guards.
+class CSimpleCondition {
+ public:
+  CSimpleCondition();
+  ~CSimpleCondition();
+  CSimpleCondition(const CSimpleCondition&) = delete;
+  CSimpleCondition& operator=(const CSimpleCondition&) = delete;
+
+  // The caller holds `mutex` once, not deeper: it is free during the sleep. May return early.
+  void Wait(CSimpleMutex& mutex) KIV_REQUIRES(mutex);
+  void WakeAll();
+
+ private:
+  pthread_cond_t condition_;
 };
 
 }  // namespace SimpleSync

@@ -1,10 +1,20 @@
 #include "kiv/component/NodeTable.h"
 
 #include "kiv/StreamCommon/VideoStreamer.h"
+#include "kiv/cache/VideoFrameCache.h"
+#include "kiv/cache/VideoReverse.h"
+#include "kiv/effects/VideoCrop.h"
+#include "kiv/speed/VideoShifter.h"
+#include "kiv/speed/VideoSlider.h"
 
 NodeTable ComponentNodes() {
   static constexpr NodeClass kNodes[] = {
       {NodeType::kSource, &MakeSource<CVideoStreamer>},
+      {NodeType::kFrameCache, &MakeNode<CVideoFrameCache>},
+      {NodeType::kReverse, &MakeNode<CVideoReverse>},
+      {NodeType::kCrop, &MakeNode<CVideoCrop>},
+      {NodeType::kFrameRate, &MakeNode<CVideoSlider>},
+      {NodeType::kSpeed, &MakeNode<CVideoShifter>},
   };
   return kNodes;
 }

@@ -72,6 +72,10 @@ struct KivDecoderStats {
   int64_t picturesConverted = 0;
   int64_t seeks = 0;
   int64_t cacheBytesAtMost = 0;
+  int64_t cacheBytesNow = 0;
+  int64_t picturesFromMemory = 0;
+  // Decoded on the way from a key frame to the one asked for, or dropped by the codec there.
+  int64_t picturesPassedOver = 0;
 };
 
 struct KIV_EXPORT IKivStreamInfo : IUnknown {
@@ -82,6 +86,36 @@ struct KIV_EXPORT IKivStreamInfo : IUnknown {
   virtual HRESULT GetStats(KivDecoderStats* stats) = 0;
   // Display time, duration (100 ns) and key mark of a frame; any out pointer may be null.
   virtual HRESULT GetFrameTime(int32_t index, int64_t* time, int64_t* duration, int32_t* isKey) = 0;
+};
+
+// A decoder that can prepare for being read backwards.
+struct KIV_EXPORT IKivReadDirection : IUnknown {
+  static constexpr GUID kIid{
+      0x3D8E61B4, 0x92A7, 0x4C05, {0x8F, 0x1B, 0x6E, 0xD0, 0x47, 0xA9, 0x53, 0xC2}};
+
+  // It reads correctly either way; told in time, it keeps the first group of pictures as well.
+  virtual HRESULT ExpectBackwards(bool backwards) = 0;
+};
+
+// How much memory the decoded pictures take that all decoders of the process keep together.
+struct KivPictureMemory {
+  int64_t limit = 0;  // bytes
+  int64_t bytesNow = 0;
+  int64_t bytesAtMost = 0;
+};
+
+constexpr GUID kPictureMemoryClassId{
+    0xE2749A0D, 0x5B16, 0x4F83, {0xA8, 0x2C, 0x91, 0x3F, 0x70, 0xD6, 0xB5, 0x4E}};
+
+// Each object made speaks for the whole process. Threads: any.
+struct KIV_EXPORT IKivPictureMemory : IUnknown {
+  static constexpr GUID kIid{
+      0x7C05F2E8, 0xD431, 0x4A9B, {0xB6, 0x07, 0x18, 0xE5, 0x9D, 0x32, 0xCA, 0x64}};
+
+  // In bytes, 512 MiB unless set; what is beyond a smaller limit is given up at once. Below 0 is
+  // refused.
+  virtual HRESULT SetLimit(int64_t bytes) = 0;
+  virtual HRESULT GetUse(KivPictureMemory* use) = 0;
 };
 
 struct KIV_EXPORT IKivMediaSource : IUnknown {

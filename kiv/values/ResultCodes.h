@@ -14,6 +14,7 @@ constexpr HRESULT S_FALSE = 1;                             // done, with nothing
 constexpr HRESULT E_NOTIMPL = MakeResult(0x80004001);      // a reserved slot was called
 constexpr HRESULT E_NOINTERFACE = MakeResult(0x80004002);  // the object has no such identity
 constexpr HRESULT E_POINTER = MakeResult(0x80004003);      // an out pointer is null
+constexpr HRESULT E_ABORT = MakeResult(0x80004004);        // stopped before it was done
 constexpr HRESULT E_FAIL = MakeResult(0x80004005);         // any other failure
 constexpr HRESULT E_OUTOFMEMORY = MakeResult(0x8007000E);  // storage cannot be had
 constexpr HRESULT E_INSUFFICIENT_BUFFER = MakeResult(0x8007007A);  // a text was cut to fit

@@ -50,6 +50,9 @@ class NarrowNumber {
   std::string_view text_;
 };
 
+// Far beyond every text's length, and small enough to be added to one.
+constexpr int64_t kFarExponent = int64_t{1} << 60;
+
 // True when a text that no double can hold is too large rather than too small: its first
 // significant digit, moved by the exponent, stands before the point.
 bool IsHuge(std::string_view digits, const char* exponentMarks) {
@@ -63,7 +66,7 @@ bool IsHuge(std::string_view digits, const char* exponentMarks) {
     const bool negative = text[0] == '-';
     if (negative || text[0] == '+') text.remove_prefix(1);
     const auto result = std::from_chars(text.data(), text.data() + text.size(), exponent);
-    if (result.ec != std::errc()) exponent = std::numeric_limits<int32_t>::max();
+    if (result.ec != std::errc() || exponent > kFarExponent) exponent = kFarExponent;
     if (negative) exponent = -exponent;
   }
   return point - first + exponent > 0;

@@ -62,6 +62,18 @@ TEST_F(Streamer, SkipsTheDecoderAndAdvancesWhateverItAnswers) {
   EXPECT_EQ(INT_MAX, node->GetPosition(nullptr));
 }
 
+// Slow motion played backwards asks for the frame before the first.
+TEST_F(Streamer, BelowTheFirstFrameItCountsAsTheDecoderDoes) {
+  Attach();
+  node->Skip(0, nullptr);
+  node->Skip(-1, nullptr);
+  node->Skip(1, nullptr);
+  EXPECT_EQ(0, node->GetPosition(nullptr));
+  EXPECT_EQ(0, decoder->time);
+  node->Seek(1, nullptr, 0);
+  EXPECT_EQ(400000, decoder->time);
+}
+
 TEST_F(Streamer, AsksTheDecoderForTheTimeOnlyWhenItIsWanted) {
   Attach();
   decoder->log.Take();

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <vector>
 
 #include "kiv/platform/KivCommon.h"
@@ -64,6 +65,63 @@ TEST(ScalePicture, AFlatPictureStaysFlatAtEveryRatio) {
     ASSERT_EQ(S_OK, ScaleTo(source, 37, 23, target, width, height, ScaleFilter::kArea));
     EXPECT_EQ(Pixels(target.size(), 0xFF4B96C8), target) << width << " x " << height;
   }
+}
+
+struct RegionCase {
+  ScaleFilter filter;
+  double begin, length;
+  Pixels source, expected;  // one row
+};
+
+TEST(ScaleRegion, BeginsAndEndsBetweenPixels) {
+  const Pixels kRamp = Greys({10, 20, 30, 40, 50, 60});
+  const RegionCase kCases[] = {
+      {ScaleFilter::kCubic, 2, 3, kRamp, Greys({30, 40, 50})},
+      {ScaleFilter::kCubic, 1.3, 3, kRamp, Greys({23, 33, 43})},
+      {ScaleFilter::kCubic, 2, 1, kRamp, Greys({28, 33})},  // 27.5 and 32.5
+      // Two to one: (29 - 9 - 3) / 256 of the step comes from beyond it.
+      {ScaleFilter::kCubic, 0, 4, Greys({0, 0, 160, 160}), Greys({11, 149})},
+      // The curve swings below and above; what is under 0 or over 255 is cut.
+      {ScaleFilter::kCubic, 1.5, 2, Greys({0, 0, 0, 255, 255}), Greys({0, 128})},
+      {ScaleFilter::kCubic, 0, 1, Greys({100, 100, 180}), Greys({100, 100, 99, 96})},
+      // 1/12 of each neighbour, also on whole pixels.
+      {ScaleFilter::kSmooth, 0, 4, Greys({0, 0, 240, 240}), Greys({0, 20, 220, 240})},
+      {ScaleFilter::kSmooth, 2.3, 1, kRamp, Greys({33})},
+      {ScaleFilter::kLinear, 1.5, 2, kRamp, Greys({25, 35})},
+      {ScaleFilter::kArea, 0.5, 3, kRamp, Greys({25})},  // 5, 20, 30 and 20
+      {ScaleFilter::kNearest, 3.5, 2, kRamp, Greys({50, 60})}};
+  for (const RegionCase& test : kCases) {
+    const auto from = static_cast<int32_t>(test.source.size());
+    const auto to = static_cast<int32_t>(test.expected.size());
+    Pixels across(test.expected.size()), down(test.expected.size());
+    const auto* const source = reinterpret_cast<const uint8_t*>(test.source.data());
+    ASSERT_EQ(S_OK, ScaleRegion(
+                        {source, from, 1, test.source.size() * 4}, {test.begin, 0, test.length, 1},
+                        {reinterpret_cast<uint8_t*>(across.data()), to, 1, across.size() * 4},
+                        test.filter));
+    ASSERT_EQ(S_OK, ScaleRegion({source, 1, from, 4}, {0, test.begin, 1, test.length},
+                                {reinterpret_cast<uint8_t*>(down.data()), 1, to, 4}, test.filter));
+    EXPECT_EQ(test.expected, across) << test.begin;
+    EXPECT_EQ(test.expected, down) << test.begin;
+  }
+}
+
+TEST(ScaleRegion, RefusesWhatLiesOutside) {
+  Pixels source(16), target(4, 7);
+  const SourcePicture from{reinterpret_cast<const uint8_t*>(source.data()), 4, 4, 16};
+  const TargetPicture to{reinterpret_cast<uint8_t*>(target.data()), 2, 2, 8};
+  constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
+  for (const KivRectF& region : {KivRectF{-0.1, 0, 1, 1},
+                                 {0, 0, 4.1, 1},
+                                 {0, 3, 1, 1.5},
+                                 {0, 0, 0, 1},
+                                 {0, 0, 1, -1},
+                                 {kNone, 0, 1, 1},
+                                 {0, 0, 1, kNone},
+                                 {0, 0, 1e300, 1}}) {
+    EXPECT_EQ(E_INVALIDARG, ScaleRegion(from, region, to, ScaleFilter::kCubic));
+  }
+  EXPECT_EQ(Pixels(4, 7), target);
 }
 
 TEST(ResizeImage, FillsTheWholeTarget) {

@@ -46,9 +46,27 @@ constexpr std::pair<const char*, const char*> kUsage[] = {
     {"render @clip.mkv -o @x.mp4 --decode-scale 1/999", "no picture"},
     {"render @clip.mkv -o @x.mp4 --frames 5:4", "such as 0:99"},
     {"render @clip.mkv -o @x.mp4 --frames 5:20", "frames 0 to 19"},
+    {"render @clip.mkv -o @x.mp4 --reverse-range 2:3", "needs --reverse"},
+    {"render @clip.mkv -o @x.mp4 --memory -1", "MiB"},
+    {"render @clip.mkv -o @x.mp4 --memory 9999999", "MiB"},
+    {"render @clip.mkv -o @x.mp4 --reverse --reverse-range 3:2", "such as 0:99"},
+    {"render @clip.mkv -o @x.mp4 --reverse --reverse-range 3:20",
+     "clip, which has the frames 0 to 19"},
+    {"render @clip.mkv -o @x.mp4 --reverse --reverse-range 3:7 --frames 2:5", "frames 0 to 4"},
+    {"render @clip.mkv -o @x.mp4 --reverse --chain source,cache", "the node 'reverse'"},
     {"render @clip.mkv -o @x.mp4 --chain source,wobble", "'wobble'"},
     {"render @clip.mkv -o @x.mp4 --chain crop,source", "begins with source"},
     {"render @clip.mkv -o @x.mp4 --chain source,source", "only one"},
+    {"render @clip.mkv -o @x.mp4 --speed 0", "such as 0.4"},
+    {"render @clip.mkv -o @x.mp4 --speed=-1/2", "such as 0.4"},
+    {"render @clip.mkv -o @x.mp4 --speed 0.0000001", "such as 0.4"},
+    {"render @clip.mkv -o @x.mp4 --speed 21", "no frame: 20 of the clip"},
+    {"render @clip.mkv -o @x.mp4 --speed 1/1000000 --fps 999999", "than can be counted"},
+    {"render @clip.mkv -o @x.mp4 --fps 29.97", "such as 60 or 30000/1001"},
+    {"render @clip.mkv -o @x.mp4 --interpolation on", "flow or off"},
+    {"render @clip.mkv -o @x.mp4 --fps 9 --chain source,speed,rate", "in this order"},
+    {"render @clip.mkv -o @x.mp4 --speed 2 --chain source,rate", "the node 'speed'"},
+    {"render @clip.mkv -o @x.mp4 --fps 2 --chain source,speed", "the node 'rate'"},
     {"render @clip.mkv -o @x.mp4 --progress xml", "json, bar or none"},
     {"render @clip.mkv -o @x.mp4 --proxy @clip.mkv --no-proxy", "exclude"},
     {"frame @clip.mkv -o @x.png", "--at is required"},
@@ -58,7 +76,7 @@ constexpr std::pair<const char*, const char*> kUsage[] = {
     {"render @clip.mkv -o @clip.mkv", "input itself"},
     {"stabilize @clip.mkv", "stabilize is not built yet"},
     {"verify @clip.mkv", "verify is not built yet"},
-    {"keyframes", "keyframes is not built yet"},
+    {"keyframes @x.json --at 1.5", "expected a whole number"},
 };
 
 constexpr std::pair<const char*, const char*> kFailures[] = {
@@ -74,10 +92,7 @@ constexpr std::pair<const char*, const char*> kFailures[] = {
     {"render @clip.mkv -o @x.mp4 --settings @text.json", "text.json"},
 };
 
-constexpr const char* kOptionsNotBuilt[] = {
-    "--speed 1/2",         "--speed=1/2", "--interpolation off", "--reverse",
-    "--reverse-range 1:2", "--fps 30",    "--stabilize=2",       "--crop 0,0,1,1",
-    "--crop-keyframes a",  "--memory 64", "--alpha-video a"};
+constexpr const char* kOptionsNotBuilt[] = {"--stabilize", "--stabilize=2", "--alpha-video a"};
 
 TEST_F(Refused, WithItsStatusAndOneLine) {
   for (const auto& [line, says] : kUsage) Expect(2, line, says);

@@ -10,6 +10,7 @@
 
 #include "test/host/RunProgram.h"
 #include "test/media/WriterReadBack.h"
+#include "test/support/NumberedClip.h"
 
 namespace {
 
@@ -151,6 +152,22 @@ TEST_F(Render, ProgressReachesTheEndAndTheReportSaysWhatWasDone) {
   EXPECT_EQ(10, report["decoder"]["pictures_converted"].asInt());
   EXPECT_EQ(0, report["decoder"]["pictures_not_read"].asInt());
   EXPECT_GT(report["memory"]["peak_bytes"].asInt64(), 1 << 20);
+}
+
+TEST_F(Render, BackwardsWithinTheMemoryAllowed) {
+  const std::string clip = kivtest::MakeClip({.size = {640, 368}, .gop = 30, .bFrames = 2});
+  for (const int mebibytes : {0, 3, 64}) {
+    SCOPED_TRACE(mebibytes);
+    const std::string budget = std::to_string(mebibytes);
+    Run("render " + clip + " -o null --reverse --memory " + budget + " --report @r.json");
+    const Json::Value report = JsonOf("r.json");
+    const Json::Value& decoder = report["decoder"];
+    EXPECT_EQ(int64_t{mebibytes} << 20, report["memory"]["picture_budget_bytes"].asInt64());
+    EXPECT_LE(decoder["cache_bytes_now"].asInt64(), decoder["cache_bytes_at_most"].asInt64());
+    EXPECT_LE(decoder["cache_bytes_at_most"].asInt64(), int64_t{mebibytes} << 20);
+    EXPECT_EQ(mebibytes > 0, decoder["pictures_from_memory"].asInt() > 20);
+    EXPECT_EQ(mebibytes<64, decoder["pictures_passed_over"].asInt()> 0);
+  }
 }
 
 TEST_F(Render, AnOutputThatTakesNoMoreIsOneLineAndStatusOne) {

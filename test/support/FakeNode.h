@@ -3,9 +3,11 @@
 // Threads:  any; what a node answers is set before other threads call.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstdio>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -28,30 +30,34 @@ class FakeNode : public kiv::CountedObject<IKivSourceBase> {
 
   int32_t GetPosition(int64_t* timeOut) override {
     log.Add("GetPosition");
-    if (timeOut) *timeOut = time;
+    if (timeOut) *timeOut = rate ? TimeOf(std::min(position, lastFrame)) : time;
     return position;
   }
   HRESULT Seek(int32_t index, int32_t* reached, int32_t mode) override {
     log.Add("Seek " + std::to_string(index));
     lastMode = mode;
-    if (Failed(result)) return result;
+    if (const HRESULT hr = Answer(); Failed(hr)) return hr;
     position = index;
     if (reached) *reached = index;
     return result;
   }
   HRESULT Skip(int32_t count, int32_t* moved) override {
     log.Add("Skip " + std::to_string(count));
-    if (Failed(result)) return result;
+    if (const HRESULT hr = Answer(); Failed(hr)) return hr;
     position = kiv::ClampToInt32(int64_t{position} + count);
     if (moved) *moved = count;
     return result;
   }
   KivComPtr<IKivFrame> GetCurrentFrame(int32_t* statusOut) override {
     log.Add("GetCurrentFrame");
-    if (statusOut) *statusOut = status;
+    const HRESULT answer = FailsNow() ? E_FAIL : S_OK;
+    if (statusOut) *statusOut = Failed(answer) ? answer : status;
+    if (Failed(answer)) return nullptr;
     if (frame) return frame;
-    KivComPtr<IKivFrame> made = MakeFrame(position);
+    const int32_t shown = std::min(position, lastFrame);
+    KivComPtr<IKivFrame> made = MakeFrame(kiv::ClampToInt32(int64_t{shown} * shownScale), size);
     made.As<IKivVideoFrame>()->SetFrameIndex(position);
+    if (rate) made->SetTime(TimeOf(shown), TimeOf(1));
     return made;
   }
   HRESULT Flush() override { return log.Add("Flush", result); }
@@ -73,9 +79,16 @@ class FakeNode : public kiv::CountedObject<IKivSourceBase> {
 
   CallLog log;
   HRESULT result = S_OK;  // of all but Initialize
+  // The n-th Seek, Skip or GetCurrentFrame from now on (0 is the next) fails once; -1 for none.
+  int failAfter = -1;
   HRESULT initializeResult = S_OK;
   int32_t position = 0;
   int64_t time = 0;
+  // With a rate, time follows the position up to the last frame, and frames carry it.
+  std::optional<KivRational> rate;
+  int32_t lastFrame = INT32_MAX;
+  int32_t shownScale = 1;  // a frame shows its position times this
+  KivSize size{4, 2};
   int32_t lastMode = -1;
   int32_t status = 0;
   // Without one, each call makes a frame that shows the position.
@@ -84,6 +97,13 @@ class FakeNode : public kiv::CountedObject<IKivSourceBase> {
   // What the last Initialize brought.
   KivComPtr<IKivProperties> settings;
   KivComPtr<IKivProperties> info;
+
+ private:
+  bool FailsNow() { return failAfter >= 0 && failAfter-- == 0; }
+  HRESULT Answer() { return FailsNow() ? E_FAIL : result; }
+  int64_t TimeOf(int32_t index) const {
+    return index * int64_t{10'000'000} * rate->denominator / rate->numerator;
+  }
 };
 
 // A row for each of the node types, and a record of what a chain builder asked for. One at a time

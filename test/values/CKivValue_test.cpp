@@ -90,6 +90,7 @@ TEST(CKivValue, FromStringStoresTheCanonicalText) {
                              {L"double", L"0x1.8p1", L"3.000000"},
                              {L"double", L"0xg", L"0.000000"},
                              {L"double", L"1e99999999999999999999", L"inf"},
+                             {L"double", L"13e9223372036854775807", L"inf"},
                              {L"float", L"1e39", L"inf"},
                              {L"char", L" A", L" "},
                              {L"char", L"\x20ac", L""},

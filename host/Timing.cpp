@@ -1,0 +1,65 @@
+#include "host/Timing.h"
+
+#include <algorithm>
+
+#include "engine/common/AlgorithmModules.h"
+#include "host/Messages.h"
+
+namespace host {
+namespace {
+
+__extension__ using Wide = __int128;
+
+Wide FloorOf(Wide numerator, Wide denominator) {
+  const Wide quotient = numerator / denominator;
+  return numerator % denominator < 0 ? quotient - 1 : quotient;
+}
+
+// The speed node generates frames when it has room for one between two of the source's.
+bool NeedsInBetweens(const KivRational& speed) {
+  return 2 * speed.denominator >= 3 * speed.numerator;
+}
+
+}  // namespace
+
+int32_t RollInStart(int32_t frame, const Playback& playback, const KivStreamInfo& info) {
+  if (!playback.rated && !playback.IsShifted()) return frame;
+  // A seek goes by numbers and a step by times: where those have no fixed relation, only the start
+  // is common to both.
+  if (playback.rated && info.constantRate == 0) return 0;
+  const KivRational& speed = playback.speed;
+  // The pair of source frames around the wanted one comes by steps, the one before it may be sought;
+  // one more for what the node's arithmetic rounds off.
+  constexpr int kSourceFrames = 3;
+  const Wide last = FloorOf(Wide{frame} * speed.numerator, speed.denominator);
+  const Wide start = FloorOf((last - kSourceFrames) * speed.denominator, speed.numerator);
+  return static_cast<int32_t>(std::clamp<Wide>(start, 0, std::max(frame - 1, 0)));
+}
+
+InBetween SetUpInterpolation(Interpolation wanted, const KivRational& speed) {
+  if (wanted == Interpolation::kOff) {
+    kiv::AlgorithmModules::Shared().Withdraw(kTweenModuleName);
+  }
+  if (!NeedsInBetweens(speed)) return InBetween::kNotNeeded;
+  if (wanted == Interpolation::kOff) return InBetween::kOff;
+  std::string why;
+  if (kiv::AlgorithmModules::Shared().Find(kTweenModuleName, &why)) return InBetween::kGenerated;
+  PrintMessage("source frames repeat, there is no interpolation: " + why);
+  return InBetween::kNoModule;
+}
+
+const char* NameOf(InBetween state) {
+  switch (state) {
+    case InBetween::kNotNeeded:
+      return "not needed";
+    case InBetween::kGenerated:
+      return "flow";
+    case InBetween::kOff:
+      return "off";
+    case InBetween::kNoModule:
+      return "no module";
+  }
+  return "";
+}
+
+}  // namespace host

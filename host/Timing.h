@@ -1,0 +1,22 @@
+// What a chain with rate and speed needs beyond its settings: where it has to start from to show a
+// frame, and something that generates the frames of slow motion.
+//
+// Units:    frame numbers count the result from 0.
+#pragma once
+
+#include "host/Playback.h"
+
+namespace host {
+
+// What a seek shows is not always what playing from the start shows there: generated pictures come
+// with steps only, and steps go by time. Seeking this frame and stepping on from it ends on the very
+// picture.
+int32_t RollInStart(int32_t frame, const Playback& playback, const KivStreamInfo& info);
+
+enum class InBetween { kNotNeeded, kGenerated, kOff, kNoModule };
+
+// Says so on standard error when the frames that slow motion needs cannot be generated.
+InBetween SetUpInterpolation(Interpolation wanted, const KivRational& speed);
+const char* NameOf(InBetween state);
+
+}  // namespace host

@@ -1,0 +1,55 @@
+// What the frame cache's worker does.
+
+#include <algorithm>
+
+#include "kiv/cache/FrameCache.h"
+#include "kiv/values/Saturate.h"
+
+using SimpleSync::CSimpleMutexLock;
+
+namespace {
+
+constexpr int32_t kReadOnward = 1;
+
+}  // namespace
+
+void CFrameCache::Evict(const CacheSpan& span) {
+  CSimpleMutexLock guard(mapLock_);
+  store_.Evict(span);
+}
+
+CacheSpan CFrameCache::WantedSpan() {
+  CSimpleMutexLock guard(mapLock_);
+  return wantedSpan_;
+}
+
+// Leaves out what lies outside the span asked for last: its own task, queued behind, would drop it.
+void CFrameCache::FillRange(const CacheSpan& range) {
+  CacheSpan wanted = WantedSpan();
+  int64_t index = std::max({range.start, wanted.start, int64_t{0}});
+  if (!upstream_ || clearing_ || !range.Contains(index) || !wanted.Contains(index)) return;
+  if (Failed(upstream_->Seek(kiv::ClampToInt32(index), nullptr, kReadOnward))) return;
+  while (!clearing_ && range.Contains(index) && wanted.Contains(index)) {
+    StoreCurrent(index);
+    wanted = WantedSpan();
+    const bool jump = wanted.start > index && range.Contains(wanted.start);
+    const int64_t next = jump ? wanted.start : index + 1;
+    if (Failed(upstream_->Skip(kiv::ClampToInt32(next - index), nullptr))) return;
+    index = next;
+  }
+}
+
+// A frame that is missing or cannot be copied is not kept; its index is read through later.
+void CFrameCache::StoreCurrent(int64_t index) {
+  int32_t status = 0;
+  const KivComPtr<IKivFrame> frame = upstream_->GetCurrentFrame(&status);
+  if (!frame || !frame->GetPixels()) return;
+  KivComPtr<IKivFrame> copy;
+  GetSpareFrame(&copy, frame.Get());
+  if (!copy || Failed(copy->CopyFrom(frame.Get()))) return;
+  {
+    CSimpleMutexLock guard(mapLock_);
+    store_.Put(index, copy, wanted_);
+  }
+  changed_.WakeAll();
+}

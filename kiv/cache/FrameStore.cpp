@@ -1,0 +1,74 @@
+#include "kiv/cache/FrameStore.h"
+
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
+namespace {
+
+constexpr int64_t kBytesPerPixel = 4;
+
+int64_t BytesOf(const KivSize& size) {
+  return kBytesPerPixel * std::max(size.width, 0) * std::max(size.height, 0);
+}
+
+}  // namespace
+
+KivSize PictureSize(IKivFrame* frame) {
+  IKivBitmap* const bitmap = frame->GetBitmap();
+  if (!bitmap) return {};
+  return {bitmap->GetWidth(), bitmap->GetHeight()};
+}
+
+int32_t FrameStore::Capacity() const {
+  if (lastPictureBytes_ <= 0) return kMostFrames;
+  const int64_t fitting = kMostBytes / lastPictureBytes_;
+  return static_cast<int32_t>(std::clamp<int64_t>(fitting, kFewestFrames, kMostFrames));
+}
+
+IKivFrame* FrameStore::Find(int64_t index) const {
+  const auto found = frames_.find(index);
+  return found == frames_.end() ? nullptr : found->second.frame.Get();
+}
+
+void FrameStore::Put(int64_t index, const KivComPtr<IKivFrame>& frame, int64_t wanted) {
+  const int64_t bytes = BytesOf(PictureSize(frame.Get()));
+  Entry& entry = frames_.try_emplace(index, Entry{nullptr, 0}).first->second;
+  bytes_ += bytes - entry.bytes;
+  entry = {frame, bytes};
+  lastPictureBytes_ = bytes;
+  while (IsOverfull()) Retire(Farthest(wanted));
+}
+
+bool FrameStore::IsOverfull() const {
+  const auto count = static_cast<int64_t>(frames_.size());
+  return count > kMostFrames || (count > kFewestFrames && bytes_ > kMostBytes);
+}
+
+// Of two as far away the later one: playing backwards needs it last.
+FrameStore::Entries::iterator FrameStore::Farthest(int64_t wanted) {
+  const auto lowest = frames_.begin();
+  const auto highest = std::prev(frames_.end());
+  return wanted - lowest->first > highest->first - wanted ? lowest : highest;
+}
+
+FrameStore::Entries::iterator FrameStore::Retire(Entries::iterator entry) {
+  if (spares_.size() < kMostSpares) spares_.push(entry->second.frame);
+  bytes_ -= entry->second.bytes;
+  return frames_.erase(entry);
+}
+
+void FrameStore::Evict(const CacheSpan& span) {
+  for (auto entry = frames_.begin(); entry != frames_.end();) {
+    entry = span.Contains(entry->first) ? std::next(entry) : Retire(entry);
+  }
+}
+
+KivComPtr<IKivFrame> FrameStore::TakeSpare(const KivSize& size) {
+  while (!spares_.empty()) {
+    KivComPtr<IKivFrame> spare = std::move(spares_.front());
+    spares_.pop();
+    if (PictureSize(spare.Get()) == size) return spare;
+  }
+  return nullptr;
+}

@@ -1,0 +1,113 @@
+// --speed, --fps and --interpolation on real files: which source frames come out, read back from the
+// pictures.
+
+#include <gtest/gtest.h>
+#include <json/json.h>
+
+#include <algorithm>
+#include <sstream>
+
+#include "test/host/RunProgram.h"
+#include "test/media/WriterReadBack.h"
+
+namespace {
+
+using Numbers = std::vector<int>;
+
+class Speed : public testing::Test {
+ protected:
+  void SetUp() override { WriteGreyClip(folder_.Path("clip.mkv")); }
+  void TearDown() override { unsetenv("KIV_MODULE_FOLDER"); }
+  ProgramResult Run(const std::string& line) const {
+    const ProgramResult result = RunKivclip(folder_, line);
+    EXPECT_EQ(0, result.status) << line << ": " << result.err;
+    return result;
+  }
+  // Tenths of grey levels above the first frame's: the source frame that a result frame shows, or a
+  // mixture of two when it is no multiple of 10.
+  Numbers Levels(const std::string& options) const {
+    const std::string raw = Run("render @clip.mkv -o - --format bgra " + options).out;
+    Numbers levels;
+    for (size_t at = 0; at < raw.size(); at += 64 * 48 * 4) {
+      levels.push_back(static_cast<uint8_t>(raw[at]) - GreyOf(0));
+    }
+    return levels;
+  }
+  Numbers Shown(const std::string& options) const {
+    Numbers numbers = Levels(options);
+    for (int& number : numbers) number = number % 10 == 0 ? number / 10 : -1;
+    return numbers;
+  }
+
+  const TestFolder folder_;
+};
+
+// The clip has the frames 0 to 19 at 25 a second.
+const struct {
+  const char* options;
+  KivRational rate;
+  Numbers shown;
+} kCases[] = {
+    {"--speed 3", {25, 1}, {0, 3, 6, 9, 12, 15}},
+    {"--speed 1.5 --frames 3:8", {25, 1}, {4, 6, 7, 9, 10, 12}},
+    {"--speed 0.4 --frames 40:49", {25, 1}, {16, 17, 17, 18, 18, 18, 19, 19, 19, 19}},
+    {"--fps 60 --frames 0:11", {60, 1}, {0, 1, 1, 2, 2, 2, 3, 3, 4, 4, 4, 5}},
+    {"--fps 30000/1001 --frames 3:9", {30000, 1001}, {3, 3, 4, 5, 6, 7, 8}},
+    {"--fps 60 --speed 1/2 --frames 0:11", {60, 1}, {0, 1, 1, 1, 1, 2, 2, 2, 2, 2, 2, 3}},
+    {"--reverse --speed 1/2 --frames 0:7", {25, 1}, {19, 18, 18, 17, 17, 16, 16, 15}},
+    {"--reverse --reverse-range 3:8 --speed 3/2", {25, 1}, {8, 7, 5, 4}},
+    {"--reverse --reverse-range 3:8 --fps 50", {50, 1}, {8, 8, 7, 7, 6, 6, 5, 5, 4, 4, 3, 3}},
+    {"--reverse --reverse-range 3:8 --fps 12", {12, 1}, {8, 6, 4}},
+    {"--reverse --fps 60 --speed 4", {60, 1}, {19, 18, 17, 15, 13, 12, 10, 8, 7, 5, 3, 2}}};
+
+TEST_F(Speed, ShowsTheSourceFramesOfEachResultFrame) {
+  for (const auto& c : kCases) {
+    const std::string options = std::string(c.options) + " --interpolation off";
+    EXPECT_EQ(c.shown, Shown(options)) << options;
+    Run("render @clip.mkv -o @x.y4m " + options);
+    EXPECT_EQ(c.rate, ReadVideo(folder_.Path("x.y4m")).rate) << options;
+  }
+}
+
+// Also with a module: what comes out then was read from key frames that a seek alone would not give.
+TEST_F(Speed, AFrameAloneIsTheOneThatARenderPutsThere) {
+  setenv("KIV_MODULE_FOLDER", KIV_TEST_MODULES, 1);
+  for (const char* options :
+       {"--speed 1/2", "--speed 2/5", "--speed 1/4 --fps 60", "--speed 1/2 --interpolation off",
+        "--fps 12", "--reverse --speed 2/5", "--reverse --reverse-range 3:12 --fps 60",
+        "--reverse --speed 3 --fps 24", "--speed 3/2 --fps 50"}) {
+    const Numbers whole = Levels(options);
+    const int last = static_cast<int>(whole.size()) - 1;
+    for (const int at : {0, 1, 2, 5, last / 2, last / 2 + 1, last}) {
+      const std::string number = std::to_string(at);
+      Run("frame @clip.mkv -o @a.png --at " + number + " " + options);
+      EXPECT_EQ(whole[static_cast<size_t>(at)],
+                ReadVideo(folder_.Path("a.png")).pixels.at(0)[0] - GreyOf(0))
+          << options << " frame " << at;
+    }
+  }
+}
+
+TEST_F(Speed, AModuleGeneratesFramesAndWithoutOneItIsSaid) {
+  const std::string line = "--speed 1/2 --frames 20:24 --report @r.json";
+  const auto inBetweens = [&] {
+    Json::Value report;
+    std::istringstream(ReadBytes(folder_.Path("r.json"))) >> report;
+    return report["in_between_frames"].asString();
+  };
+  EXPECT_EQ((Numbers{100, 110, 110, 120, 120}), Levels(line + " --interpolation off"));
+  EXPECT_EQ("off", inBetweens());
+  setenv("KIV_MODULE_FOLDER", KIV_TEST_MODULES, 1);
+  EXPECT_EQ((Numbers{95, 100, 105, 110, 115}), Levels(line));
+  EXPECT_EQ("flow", inBetweens());
+  setenv("KIV_MODULE_FOLDER", folder_.Path("").c_str(), 1);
+  EXPECT_EQ((Numbers{100, 110, 110, 120, 120}), Levels(line));
+  EXPECT_EQ("no module", inBetweens());
+  WriteBytes(folder_.Path("libkiv_tween.so"), "text");
+  const ProgramResult result = Run("render @clip.mkv -o null " + line);
+  EXPECT_EQ(1, std::count(result.err.begin(), result.err.end(), '\n')) << result.err;
+  EXPECT_NE(std::string::npos, result.err.find("libkiv_tween.so' is no module")) << result.err;
+  EXPECT_EQ("", Run("render @clip.mkv -o null --speed 0.8").err);
+}
+
+}  // namespace

@@ -1,0 +1,80 @@
+#include "kiv/speed/VideoSlider.h"
+
+#include "test/speed/SpeedFixture.h"
+
+namespace {
+
+using test::Frames;
+
+constexpr KivRational kFilm{30000, 1001};
+constexpr KivRational k25{25, 1};
+
+struct Slider : test::NodeOnFake<CVideoSlider> {
+  Slider(const KivRational& from, const KivRational& to) {
+    test::Send(*node, CommandId::SetSourceFrameRate, &from);
+    test::Send(*node, CommandId::SetRenderFrameRate, &to);
+    source->rate = from.numerator > 0 ? from : k25;
+  }
+};
+
+TEST(VideoSlider, SeeksTheNearestSourceFrame) {
+  constexpr int32_t kMost = INT32_MAX;
+  const struct {
+    KivRational from, to;
+    int32_t frame, upstream;
+  } cases[] = {{k25, {50, 1}, 3, 2},   {{50, 1}, k25, 1, 2},       {k25, {24, 1}, 12, 13},
+               {kFilm, k25, 10, 12},   {k25, {0, 1}, 0, 0},        {k25, {0, 1}, 5, kMost},
+               {{-25, 1}, k25, 5, -4}, {k25, {1, kMost}, 9, kMost}};
+  for (const auto& c : cases) {
+    Slider slider(c.from, c.to);
+    int32_t reached = -7;
+    EXPECT_EQ(S_OK, slider.node->Seek(c.frame, &reached, 1));
+    EXPECT_EQ(c.upstream, slider.source->position) << c.to.numerator << " frame " << c.frame;
+    EXPECT_EQ(c.frame, reached);
+  }
+}
+
+// A frame cache tells the last frame's time for every frame beyond it.
+TEST(VideoSlider, TheLastFrameRepeatsBeyondTheEndAndIsLeftAgainBackwards) {
+  Slider slider(k25, {50, 1});
+  slider.source->lastFrame = 3;
+  slider.node->Seek(4, nullptr, 0);
+  EXPECT_EQ((Frames{3, 3, 3, 3}), test::Play(*slider.node, 4));
+  EXPECT_EQ((Frames{3, 3, 3, 2, 2, 1, 1, 0}), test::Play(*slider.node, 8, -1));
+  test::Play(*slider.node, 20);
+  EXPECT_EQ(Frames{1}, test::Play(*slider.node, 1, -18));
+  slider.node->Seek(7, nullptr, 0);
+  EXPECT_EQ(Frames{1}, test::Play(*slider.node, 1, -5));
+}
+
+TEST(VideoSlider, AFailureAtAnyCallLeavesThePosition) {
+  for (int n = 0; n < 6; ++n) {
+    Slider slider(k25, {5, 1});
+    slider.node->Seek(2, nullptr, 0);
+    slider.source->failAfter = n;
+    int32_t moved = -7;
+    EXPECT_EQ(n < 3 ? E_FAIL : S_OK, slider.node->Skip(1, &moved)) << n;
+    EXPECT_EQ(n < 3 ? 0 : 1, moved);
+    slider.source->failAfter = 0;
+    EXPECT_EQ(E_FAIL, slider.node->Skip(-1, &moved));
+    slider.source->failAfter = 0;
+    EXPECT_EQ(E_FAIL, slider.node->Seek(9, &moved, 0));
+    EXPECT_EQ(0, moved);
+    EXPECT_EQ(n < 3 ? 2 : 3, slider.node->GetPosition(nullptr));
+  }
+}
+
+TEST(VideoSlider, HostileRatesNeitherHangNorOverflow) {
+  for (const KivRational& rate :
+       {KivRational{0, 1}, {1, 0}, {0, 0}, {-25, 1}, {INT64_MAX, 1}, {1, INT64_MAX}}) {
+    Slider slider(k25, rate);
+    slider.source->lastFrame = 50;
+    for (const int32_t count : {1, -1, INT32_MAX, INT32_MIN, INT32_MAX}) {
+      EXPECT_EQ(S_OK, slider.node->Skip(count, nullptr));
+    }
+    EXPECT_LE(slider.source->position, 60);
+    EXPECT_GE(slider.source->position, 0);
+  }
+}
+
+}  // namespace
