@@ -15,6 +15,15 @@ add_library(kiv_libyuv INTERFACE)
 target_include_directories(kiv_libyuv SYSTEM INTERFACE ${LIBYUV_INCLUDE_DIR})
 target_link_libraries(kiv_libyuv INTERFACE ${LIBYUV_LIBRARY})
 
+# The four modules of OpenCV that are used, and none of those its own package file would add.
+find_path(OPENCV_INCLUDE_DIR opencv2/core.hpp PATH_SUFFIXES opencv4 REQUIRED)
+add_library(kiv_opencv INTERFACE)
+target_include_directories(kiv_opencv SYSTEM INTERFACE ${OPENCV_INCLUDE_DIR})
+foreach(module core imgproc video calib3d)
+  find_library(OPENCV_${module}_LIBRARY opencv_${module} REQUIRED)
+  target_link_libraries(kiv_opencv INTERFACE ${OPENCV_${module}_LIBRARY})
+endforeach()
+
 if(KIV_TESTS)
   find_package(GTest REQUIRED)
 endif()

@@ -7,8 +7,10 @@
 #include "engine/logger/Logger.h"
 #include "engine/media/MediaSource.h"
 #include "engine/media/PictureMemory.h"
+#include "engine/motion/StabilizerAlgorithm.h"
 #include "kiv/platform/Frame.h"
 #include "kiv/platform/Media.h"
+#include "kiv/platform/Stabilizer.h"
 
 namespace kiv {
 namespace {
@@ -26,6 +28,7 @@ constexpr BuiltInClass kBuiltInClasses[] = {
     {kMediaSourceClassId, &CreateMediaSourceObject},
     {kPictureMemoryClassId, &CreatePictureMemoryObject},
     {kPathServiceClassId, &CreatePathServiceObject},
+    {kStabilizerAlgorithmClassId, &CreateStabilizerAlgorithmObject},
 };
 
 }  // namespace

@@ -1,0 +1,297 @@
+// The task base: one thread for each run, steered through a few flags under one lock.
+#include <algorithm>
+#include <condition_variable>
+#include <mutex>
+#include <system_error>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "kiv/platform/Logger.h"
+#include "kiv/platform/Tasks.h"
+
+namespace {
+
+struct Listener {
+  KivComPtr<IKivTaskDelegate> delegate;
+  void* context = nullptr;
+};
+
+bool IsUnderWay(enumTaskState state) {
+  return state == enumTaskState::kRunning || state == enumTaskState::kPaused;
+}
+
+}  // namespace
+
+// Shared with the thread, so that a task may be destroyed by what its own thread calls.
+struct CKivTaskable::Core {
+  explicit Core(CKivTaskable& owner) : task(owner) {}
+
+  bool OnTaskThread() const { return active && runner == std::this_thread::get_id(); }
+  void RequestStopLocked();
+  void AwaitEndLocked(std::unique_lock<std::mutex>& held);
+
+  // The thread's part.
+  void Run();
+  enumTaskState Work();
+  bool ProcessAll();
+  bool MayGoOn();
+  bool Rest();
+  void Tell(enumTaskState told);
+  template <typename Function>
+  bool Call(Function function);
+
+  CKivTaskable& task;
+  bool gone = false;  // read and written on the task's thread only: `task` is no more
+
+  std::mutex lock;
+  std::condition_variable changed;
+  // All of the following under the lock.
+  enumTaskState state = enumTaskState::kNeverStarted;
+  uint32_t id = 0;
+  std::vector<Listener> listeners;
+  std::thread thread;
+  std::thread::id runner;  // the thread's, also once it is detached
+  bool active = false;     // a run has begun and its thread has not let go yet
+  bool stopWanted = false;
+  bool pauseWanted = false;
+  bool resting = false;
+  bool closed = false;
+  uint64_t runsOver = 0;
+  enumTaskState lastOutcome = enumTaskState::kNeverStarted;
+};
+
+void CKivTaskable::Core::RequestStopLocked() {
+  stopWanted = true;
+  changed.notify_all();
+}
+
+void CKivTaskable::Core::AwaitEndLocked(std::unique_lock<std::mutex>& held) {
+  changed.wait(held, [this, run = runsOver] { return !active || runsOver != run; });
+}
+
+// False when the function threw, or when the task was destroyed by it.
+template <typename Function>
+bool CKivTaskable::Core::Call(Function function) {
+  if (gone) return false;
+  try {
+    function(task);
+    return !gone;
+  } catch (...) {
+    KIV_LOG(LogLevel::kFailure, L"A task's function failed with an exception");
+    return false;
+  }
+}
+
+void CKivTaskable::Core::Tell(enumTaskState told) {
+  std::vector<Listener> all;
+  try {
+    const std::lock_guard held(lock);
+    all = listeners;
+  } catch (const std::bad_alloc&) {
+    return;  // the state itself can still be asked for
+  }
+  for (const Listener& listener : all) {
+    Call([&](CKivTaskable& t) { listener.delegate->OnTaskState(&t, told, listener.context); });
+  }
+}
+
+void CKivTaskable::Core::Run() {
+  Tell(enumTaskState::kRunning);
+  const enumTaskState outcome = Work();
+  {
+    const std::lock_guard held(lock);
+    state = outcome;
+  }
+  Tell(outcome);
+  const std::lock_guard held(lock);
+  lastOutcome = outcome;
+  active = false;
+  ++runsOver;
+  changed.notify_all();
+}
+
+enumTaskState CKivTaskable::Core::Work() {
+  bool accepted = false;
+  Call([&](CKivTaskable& t) {
+    t.onCreate();
+    accepted = t.onStart() != 0;
+  });
+  if (!accepted) return enumTaskState::kStopped;
+  if (ProcessAll() && Call([](CKivTaskable& t) { t.onComplete(); })) {
+    return enumTaskState::kFinished;
+  }
+  Call([](CKivTaskable& t) { t.onStop(); });
+  return enumTaskState::kStopped;
+}
+
+bool CKivTaskable::Core::ProcessAll() {
+  if (!Call([](CKivTaskable& t) { t.onRunning(); })) return false;
+  for (KivTaskProgress progress; progress.done == 0;) {
+    if (!MayGoOn()) return false;
+    progress = {};
+    if (!Call([&](CKivTaskable& t) { t.onProcess(&progress); })) return false;
+  }
+  return true;
+}
+
+bool CKivTaskable::Core::MayGoOn() {
+  for (;;) {
+    {
+      const std::lock_guard held(lock);
+      if (stopWanted) return false;
+      if (!pauseWanted) return true;
+      state = enumTaskState::kPaused;
+    }
+    if (!Rest()) return false;
+  }
+}
+
+bool CKivTaskable::Core::Rest() {
+  if (!Call([](CKivTaskable& t) { t.onPause(); })) return false;
+  Tell(enumTaskState::kPaused);
+  {
+    std::unique_lock held(lock);
+    while (pauseWanted && !stopWanted) {
+      // Said again each time round: Resume and Pause may both have come before this thread woke.
+      state = enumTaskState::kPaused;
+      resting = true;
+      changed.notify_all();
+      changed.wait(held);
+    }
+    resting = false;
+    if (stopWanted) return false;
+  }
+  if (!Call([](CKivTaskable& t) { t.onResume(); })) return false;
+  Tell(enumTaskState::kRunning);
+  return true;
+}
+
+CKivTaskable::CKivTaskable() : core_(std::make_shared<Core>(*this)) {}
+
+CKivTaskable::~CKivTaskable() { EndTask(); }
+
+void CKivTaskable::EndTask() {
+  std::vector<Listener> dropped;
+  std::unique_lock held(core_->lock);
+  core_->closed = true;
+  dropped.swap(core_->listeners);
+  if (core_->active) core_->RequestStopLocked();
+  if (core_->OnTaskThread()) {
+    core_->gone = true;
+    if (core_->thread.joinable()) core_->thread.detach();
+    return;
+  }
+  core_->changed.wait(held, [this] { return !core_->active; });
+  if (core_->thread.joinable()) core_->thread.join();
+}
+
+HRESULT CKivTaskable::Initialize(uint32_t taskId, IKivTaskDelegate* delegate, void* context) {
+  {
+    const std::lock_guard held(core_->lock);
+    core_->id = taskId;
+  }
+  return delegate ? addDelegate(delegate, context) : S_OK;
+}
+
+uint32_t CKivTaskable::GetTaskID() {
+  const std::lock_guard held(core_->lock);
+  return core_->id;
+}
+
+HRESULT CKivTaskable::Start() {
+  const std::shared_ptr<Core> core = core_;
+  std::unique_lock held(core->lock);
+  if (core->active && (core->OnTaskThread() || IsUnderWay(core->state))) return S_FALSE;
+  // Over, but for its thread's last words.
+  core->changed.wait(held, [&] { return !core->active || IsUnderWay(core->state); });
+  if (core->active) return S_FALSE;
+  if (core->closed) return E_NOTREADY;
+  if (core->thread.joinable()) core->thread.join();
+  core->stopWanted = core->pauseWanted = core->resting = false;
+  try {
+    core->thread = std::thread([core] { core->Run(); });
+  } catch (const std::system_error&) {
+    return E_OUTOFMEMORY;
+  } catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
+  }
+  core->runner = core->thread.get_id();
+  core->active = true;
+  core->state = enumTaskState::kRunning;
+  return S_OK;
+}
+
+HRESULT CKivTaskable::Pause() {
+  std::unique_lock held(core_->lock);
+  if (!core_->active || !IsUnderWay(core_->state)) return S_FALSE;
+  if (core_->pauseWanted && core_->resting) return S_FALSE;
+  core_->pauseWanted = true;
+  if (core_->OnTaskThread()) return S_OK;
+  core_->changed.wait(held, [this, run = core_->runsOver] {
+    return core_->resting || !core_->pauseWanted || core_->stopWanted || core_->runsOver != run;
+  });
+  return core_->resting ? S_OK : S_FALSE;
+}
+
+HRESULT CKivTaskable::Resume() {
+  const std::lock_guard held(core_->lock);
+  if (!core_->active || !core_->pauseWanted) return S_FALSE;
+  core_->pauseWanted = false;
+  core_->resting = false;
+  if (core_->state == enumTaskState::kPaused) core_->state = enumTaskState::kRunning;
+  core_->changed.notify_all();
+  return S_OK;
+}
+
+HRESULT CKivTaskable::Stop() {
+  std::unique_lock held(core_->lock);
+  if (!core_->active) return S_FALSE;
+  core_->RequestStopLocked();
+  if (core_->OnTaskThread()) return S_OK;
+  core_->AwaitEndLocked(held);
+  return core_->lastOutcome == enumTaskState::kStopped ? S_OK : S_FALSE;
+}
+
+enumTaskState CKivTaskable::GetTaskState() {
+  const std::lock_guard held(core_->lock);
+  return core_->state;
+}
+
+HRESULT CKivTaskable::SetTaskState(enumTaskState state) {
+  {
+    std::unique_lock held(core_->lock);
+    if (core_->OnTaskThread()) return E_NOTREADY;
+    while (core_->active) {
+      core_->RequestStopLocked();
+      core_->AwaitEndLocked(held);
+    }
+    core_->state = state;
+  }
+  core_->Tell(state);
+  return S_OK;
+}
+
+void CKivTaskable::onProcess(KivTaskProgress* progress) { progress->done = 1; }
+
+HRESULT CKivTaskable::addDelegate(IKivTaskDelegate* delegate, void* context) {
+  if (!delegate) return E_POINTER;
+  const std::lock_guard held(core_->lock);
+  try {
+    core_->listeners.push_back({KivComPtr<IKivTaskDelegate>(delegate), context});
+  } catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
+  }
+  return S_OK;
+}
+
+HRESULT CKivTaskable::removeDelegate(IKivTaskDelegate* delegate) {
+  Listener dropped;  // outlives the lock: its last reference may go here
+  const std::lock_guard held(core_->lock);
+  const auto found = std::find_if(core_->listeners.begin(), core_->listeners.end(),
+                                  [=](const Listener& l) { return l.delegate == delegate; });
+  if (found == core_->listeners.end()) return S_FALSE;
+  dropped = std::move(*found);
+  core_->listeners.erase(found);
+  return S_OK;
+}
