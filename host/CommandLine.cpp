@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
+#include <filesystem>
 
 #include "host/HostError.h"
 #include "host/OptionTable.h"
@@ -66,6 +67,30 @@ void RefuseWhatIsNotBuilt(const CommandRow& command, const std::vector<std::stri
 
 std::string FirstLine(const std::string& text) { return text.substr(0, text.find('\n')); }
 
+// An option whose value may lack never takes the next argument for it.
+std::string Completed(const CommandRow& command, const std::string& argument) {
+  for (const OptionRow& row : OptionTable()) {
+    const bool mayLack = row.presence == Presence::kValueOptional;
+    if (mayLack && (row.commands & command.bit) != 0 && argument == row.names) {
+      return fmt::format("{}={}", argument, kBareValue);
+    }
+  }
+  return argument;
+}
+
+// Complete and from the back, as CLI11 takes them.
+std::vector<std::string> Arranged(const CommandRow& command,
+                                  const std::vector<std::string>& arguments) {
+  std::vector<std::string> arranged;
+  bool optionsOver = false;
+  for (const std::string& argument : arguments) {
+    optionsOver = optionsOver || argument == "--";
+    arranged.push_back(optionsOver ? argument : Completed(command, argument));
+  }
+  std::reverse(arranged.begin(), arranged.end());
+  return arranged;
+}
+
 enum class Parsed { kCommand, kHelp };
 
 Parsed Parse(const CommandRow& command, const std::vector<std::string>& arguments,
@@ -76,8 +101,7 @@ Parsed Parse(const CommandRow& command, const std::vector<std::string>& argument
   if (command.takesInput) app.add_option("INPUT", *input, "the clip")->required()->type_name("");
   AddOptions(app, command, texts);
   try {
-    // CLI11 takes them from the back.
-    app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+    app.parse(Arranged(command, arguments));
   } catch (const CLI::CallForHelp&) {
     std::fputs(app.help().c_str(), stdout);
     return Parsed::kHelp;
@@ -120,6 +144,9 @@ ChainOptions ReadChainOptions(const OptionTexts& texts) {
     chain.reverseRange = ReadSpan("--reverse-range", texts.reverseRange);
   }
   if (!texts.memory.empty()) chain.memory = ReadMemory("--memory", texts.memory);
+  if (!texts.stabilize.empty()) {
+    chain.stabilize = ReadStabilize("--stabilize", texts.stabilize);
+  }
   chain.settings = texts.settings;
   chain.saveSettings = texts.saveSettings;
   ReadCrop(texts, &chain);
@@ -168,13 +195,26 @@ void ReadSheetOptions(const OptionTexts& texts, Options* options) {
   if (!texts.progress.empty()) options->progress = ReadProgress("--progress", texts.progress);
 }
 
-void ReadKeyframesOptions(const OptionTexts& texts, Options* options) {
+void ReadPlot(const OptionTexts& texts, Options* options) {
   options->plot = texts.plot;
   options->output = texts.plot;
-  if (!texts.at.empty()) options->atFrame = ReadFrame("--at", texts.at);
   OptionTexts picture;
   picture.output = texts.plot;
   if (!texts.plot.empty()) PlanThePicture(picture, options);
+}
+
+void ReadStabilizeOptions(const OptionTexts& texts, Options* options) {
+  ReadPlot(texts, options);
+  if (!texts.progress.empty()) options->progress = ReadProgress("--progress", texts.progress);
+  options->chain.stabilize.emplace();
+  if (!texts.level.empty()) options->chain.stabilize = ReadStabilize("--level", texts.level);
+  options->chain.saveSettings = texts.settings;
+  if (!std::filesystem::exists(texts.settings)) options->chain.settings.clear();
+}
+
+void ReadKeyframesOptions(const OptionTexts& texts, Options* options) {
+  ReadPlot(texts, options);
+  if (!texts.at.empty()) options->atFrame = ReadFrame("--at", texts.at);
 }
 
 Options Interpret(const CommandRow& command, const std::string& input, const OptionTexts& texts) {
@@ -192,6 +232,9 @@ Options Interpret(const CommandRow& command, const std::string& input, const Opt
   } else if (command.name == "sheet") {
     options.command = Command::kSheet;
     ReadSheetOptions(texts, &options);
+  } else if (command.name == "stabilize") {
+    options.command = Command::kStabilize;
+    ReadStabilizeOptions(texts, &options);
   } else if (command.name == "keyframes") {
     options.command = Command::kKeyframes;
     ReadKeyframesOptions(texts, &options);

@@ -43,6 +43,15 @@ constexpr OptionRow kOptions[] = {
          "cut to this part, in fractions of the picture"),
     Text("--crop-keyframes", kChainBits, "FILE.json", &OptionTexts::cropKeyframes,
          "cut each frame to its region in a keyframe document, scaled to the first region's size"),
+    Text("--stabilize", kChainBits, "[=LEVEL]", &OptionTexts::stabilize,
+         "steady the picture, 10 if no level is given or stored; more is smoother, 0 turns it off",
+         Presence::kValueOptional),
+    Text("--level", kStabilizeBit, "LEVEL", &OptionTexts::level,
+         "how strongly it will be steadied, 10 if not given or stored"),
+    Text("--plot", kStabilizeBit, "FILE.png", &OptionTexts::plot,
+         "draw the camera's path as it is and as it will be"),
+    Text("--settings", kStabilizeBit, "FILE.json", &OptionTexts::settings,
+         "the clip's settings, kept but for the motion data, or a new file", Presence::kRequired),
     Text("--plot", kKeyframesBit, "FILE.png", &OptionTexts::plot, "draw the curves"),
     Text("--at", kKeyframesBit, "N", &OptionTexts::at, "print the value at frame N"),
     Text("--chain", kChainBits, "LIST", &OptionTexts::chain,
@@ -58,7 +67,7 @@ constexpr OptionRow kOptions[] = {
     Text("--codec", kRenderBit, "NAME", &OptionTexts::codec, "h264, vp9 or ffv1 (lossless)"),
     Text("--quality", kRenderBit, "N", &OptionTexts::quality,
          "0 (smallest file) to 100 (best picture), 70 if not given"),
-    Text("--progress", kSpanBits, "FORM", &OptionTexts::progress,
+    Text("--progress", kProgressBits, "FORM", &OptionTexts::progress,
          "json, bar or none; a bar on a terminal, else none, if not given"),
     Text("--report", kRenderBit, "FILE.json", &OptionTexts::report,
          "write what was done, and how long it took"),
@@ -69,15 +78,15 @@ constexpr CommandRow kCommands[] = {
     {"render", kRenderBit, true, "Renders a clip through its chain into a file or stream"},
     {"frame", kFrameBit, true, "Writes one frame of the chain as a picture"},
     {"sheet", kSheetBit, true, "Writes a contact sheet: every frame with its number and time"},
+    {"stabilize", kStabilizeBit, true, "Measures how the camera moved, for --stabilize"},
     {"keyframes", kKeyframesBit, true, "Lists, evaluates or draws a keyframe document"},
     {"info", kInfoBit, true, "Shows what a clip's video stream is"},
     {"register", 0, false, "Enters the component into the registry"},
     {"unregister", 0, false, "Takes the component out of the registry"},
 };
 
-constexpr std::string_view kCommandsNotBuilt[] = {"stabilize", "verify"};
+constexpr std::string_view kCommandsNotBuilt[] = {"verify"};
 
-constexpr std::string_view kOptionsNotBuilt[] = {"--stabilize"};
 constexpr std::string_view kPrefixNotBuilt = "--alpha-";
 
 }  // namespace
@@ -90,10 +99,6 @@ bool IsCommandNotBuilt(std::string_view name) {
   return std::count(std::begin(kCommandsNotBuilt), std::end(kCommandsNotBuilt), name) > 0;
 }
 
-bool IsOptionNotBuilt(std::string_view argument) {
-  const std::string_view name = argument.substr(0, argument.find('='));
-  return name.starts_with(kPrefixNotBuilt) ||
-         std::count(std::begin(kOptionsNotBuilt), std::end(kOptionsNotBuilt), name) > 0;
-}
+bool IsOptionNotBuilt(std::string_view argument) { return argument.starts_with(kPrefixNotBuilt); }
 
 }  // namespace host

@@ -12,9 +12,11 @@ enum CommandBits : unsigned {
   kFrameBit = 2,
   kInfoBit = 4,
   kSheetBit = 8,
+  kStabilizeBit = 32,
   kKeyframesBit = 64,
   kChainBits = kRenderBit | kFrameBit | kSheetBit,
   kSpanBits = kRenderBit | kSheetBit,
+  kProgressBits = kSpanBits | kStabilizeBit,
 };
 
 // Option values as they were typed; empty when the option is not there.
@@ -23,11 +25,19 @@ struct OptionTexts {
   std::string reverseRange, memory;
   std::string speed, fps, interpolation;
   std::string format, codec, quality, progress, report;
+  std::string stabilize, level;
   std::string crop, cropKeyframes, plot;
   bool json = false, noProxy = false, reverse = false;
 };
 
-enum class Presence { kOptional, kRequired };
+// What stands for the value of an option that is given without one.
+constexpr std::string_view kBareValue = "on";
+
+enum class Presence {
+  kOptional,
+  kRequired,
+  kValueOptional,  // a value is given as --option=VALUE only
+};
 
 struct OptionRow {
   const char* names;  // as CLI11 takes them

@@ -11,7 +11,16 @@
 
 namespace host {
 
-enum class Command { kRender, kInfo, kFrame, kSheet, kKeyframes, kRegister, kUnregister };
+enum class Command {
+  kRender,
+  kInfo,
+  kFrame,
+  kSheet,
+  kStabilize,
+  kKeyframes,
+  kRegister,
+  kUnregister
+};
 enum class ProgressForm { kAutomatic, kNone, kBar, kJson };
 
 // Both included; without an end it runs to the last frame.
@@ -22,6 +31,11 @@ struct FrameSpan {
 
 // What slow motion shows between source frames.
 enum class Interpolation { kFlow, kOff };
+
+// Steadies the clip; without a level, at the one that its settings hold. Level 0 turns it off.
+struct StabilizeOption {
+  std::optional<int32_t> level;
+};
 
 // How the clip's chain is built and set up.
 struct ChainOptions {
@@ -38,7 +52,8 @@ struct ChainOptions {
   std::string settings;
   std::string saveSettings;
   std::optional<int64_t> memory;  // bytes for decoded pictures
-  std::optional<KivRectF> crop;   // fractions of the picture
+  std::optional<StabilizeOption> stabilize;
+  std::optional<KivRectF> crop;  // fractions of the picture
   std::string cropKeyframes;
 };
 
@@ -50,7 +65,7 @@ struct Options {
   ChainOptions chain;
   FrameSpan frames;
   int32_t at = 0;
-  std::string plot;                // keyframes
+  std::string plot;                // keyframes, stabilize
   std::optional<int32_t> atFrame;  // keyframes
   bool json = false;
   ProgressForm progress = ProgressForm::kAutomatic;
