@@ -74,7 +74,12 @@ constexpr std::pair<const char*, const char*> kUsage[] = {
     {"sheet @clip.mkv -o @x_%d.png", "without %"},
     {"frame @clip.mkv --at 1 -o @x.mp4", ".png"},
     {"render @clip.mkv -o @clip.mkv", "input itself"},
-    {"stabilize @clip.mkv", "stabilize is not built yet"},
+    {"stabilize @clip.mkv", "--settings is required"},
+    {"stabilize @clip.mkv --settings @s.json --level 101", "from 0 to 100"},
+    {"stabilize @clip.mkv --settings @s.json --plot @clip.mkv", ".png"},
+    {"render @clip.mkv -o @x.mp4 --stabilize=strong", "from 0 to 100"},
+    {"render @clip.mkv -o @x.mp4 --stabilize --chain source", "the node 'stabilizer'"},
+    {"render @clip.mkv -o @x.mp4 --speed 2 --chain source,speed,stabilizer", "in this order"},
     {"verify @clip.mkv", "verify is not built yet"},
     {"keyframes @x.json --at 1.5", "expected a whole number"},
 };
@@ -90,9 +95,12 @@ constexpr std::pair<const char*, const char*> kFailures[] = {
     {"render @clip.mkv -o @x.mp4 --proxy @none.mp4", "the proxy"},
     {"render @clip.mkv -o @x.mp4 --settings @none.json", "none.json': No such"},
     {"render @clip.mkv -o @x.mp4 --settings @text.json", "text.json"},
+    {"stabilize @none.mp4 --settings @s.json", "none.mp4': No such"},
+    {"stabilize @clip.mkv --settings @text.json", "text.json"},
+    {"stabilize @clip.mkv --settings @none/s.json", "none/s.json"},
 };
 
-constexpr const char* kOptionsNotBuilt[] = {"--stabilize", "--stabilize=2", "--alpha-video a"};
+constexpr const char* kOptionsNotBuilt[] = {"--alpha-video a"};
 
 TEST_F(Refused, WithItsStatusAndOneLine) {
   for (const auto& [line, says] : kUsage) Expect(2, line, says);

@@ -89,7 +89,7 @@ class FakeMedia : public kiv::CountedObject<IKivFactory, IKivMediaSource> {
   HRESULT GetVideoStream(int32_t index, IKivMediaDecoder** stream) override {
     log.Add("Stream " + std::to_string(index));
     if (index != 0) return E_NOTFOUND;
-    *stream = KivComPtr<IKivMediaDecoder>(decoder).Detach();
+    *stream = KivComPtr<IKivMediaDecoder>(decoder ? decoder : FakeDecoder::Make()).Detach();
     return S_OK;
   }
   IUnknown* AsUnknown() { return static_cast<IKivFactory*>(this); }
@@ -97,6 +97,7 @@ class FakeMedia : public kiv::CountedObject<IKivFactory, IKivMediaSource> {
 
   CallLog log;
   HRESULT openResult = S_OK;
+  // Without one, each stream is a decoder of its own.
   KivComPtr<FakeDecoder> decoder = FakeDecoder::Make();
 };
 
