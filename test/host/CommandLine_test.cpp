@@ -14,6 +14,9 @@ class Refused : public testing::Test {
   void SetUp() override {
     WriteGreyClip(folder_.Path("clip.mkv"));
     WriteBytes(folder_.Path("text.json"), "[1, 2");
+    WriteBytes(folder_.Path("kept.json"),
+               R"({"format": "kivclip-settings", "version": 1, "clip":)"
+               R"( {"Kivclip.fps": {"type": "std::wstring", "value": "9x"}}})");
     std::filesystem::create_directory(folder_.Path("folder.mp4"));
     names_ = folder_.Names();
   }
@@ -75,7 +78,10 @@ constexpr std::pair<const char*, const char*> kUsage[] = {
     {"frame @clip.mkv --at 1 -o @x.mp4", ".png"},
     {"render @clip.mkv -o @clip.mkv", "input itself"},
     {"stabilize @clip.mkv", "stabilize is not built yet"},
-    {"verify @clip.mkv", "verify is not built yet"},
+    {"verify @clip.mkv --frames 5:20", "frames 0 to 19"},
+    {"render @clip.mkv -o @x.mp4 --reverse --no-reverse", "exclude"},
+    {"render @clip.mkv -o @x.mp4 --verbose=all", "failure, filter or creation"},
+    {"render @clip.mkv -o @x.mp4 --settings @kept.json", "--fps 9x"},
     {"keyframes @x.json --at 1.5", "expected a whole number"},
 };
 
@@ -102,7 +108,7 @@ TEST_F(Refused, WithItsStatusAndOneLine) {
 }
 
 TEST_F(Refused, NeverTheQuestionForHelp) {
-  for (const char* line : {"--help", "render --help", "frame --help", "info -h", "--version"}) {
+  for (const char* line : {"--help", "render --help", "verify --help", "info -h", "--version"}) {
     const ProgramResult result = RunKivclip(folder_, line);
     EXPECT_EQ(0, result.status);
     EXPECT_NE(std::string::npos, result.out.find("kivclip")) << result.out;
