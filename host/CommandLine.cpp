@@ -10,6 +10,7 @@
 #include "host/KeptOptions.h"
 #include "host/OptionTable.h"
 #include "host/OptionValues.h"
+#include "host/Reference.h"
 #include "host/Settings.h"
 
 namespace host {
@@ -61,7 +62,21 @@ std::string GeneralHelp() {
   for (const CommandRow& row : CommandTable()) {
     text += fmt::format("  {:12}{}\n", row.name, row.help);
   }
-  return text + "\nkivclip COMMAND --help lists the options of a command.\n" + kFooter + "\n";
+  return text +
+         "\nkivclip COMMAND --help lists the options of a command, --version tells the version, "
+         "--manual\n"
+         "writes the manual page, --completion SHELL what bash, zsh or fish complete by.\n\n" +
+         kFooter + "\n";
+}
+
+// What is asked of kivclip itself.
+std::optional<std::string> GeneralText(const std::vector<std::string>& arguments) {
+  const std::string& name = arguments.front();
+  if (name == "--help" || name == "-h") return GeneralHelp();
+  if (name == "--version") return "kivclip " KIV_VERSION "\n";
+  if (name == "--manual") return ManualPage();
+  if (name == "--completion") return Completion(arguments.size() > 1 ? arguments[1] : "");
+  return std::nullopt;
 }
 
 const CommandRow& FindCommand(const std::string& name) {
@@ -243,12 +258,8 @@ std::optional<Options> ReadCommandLine(const std::vector<std::string>& arguments
     FailUsage("no command given: use one of {}, or --help", CommandNames());
   }
   const std::string& name = arguments.front();
-  if (name == "--help" || name == "-h") {
-    std::fputs(GeneralHelp().c_str(), stdout);
-    return std::nullopt;
-  }
-  if (name == "--version") {
-    std::puts("kivclip " KIV_VERSION);
+  if (const auto text = GeneralText(arguments)) {
+    std::fputs(text->c_str(), stdout);
     return std::nullopt;
   }
   const CommandRow& command = FindCommand(name);

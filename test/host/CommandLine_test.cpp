@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 
 #include "test/host/RunProgram.h"
@@ -39,6 +40,7 @@ class Refused : public testing::Test {
 constexpr std::pair<const char*, const char*> kUsage[] = {
     {"", "no command given"},
     {"play", "no command 'play'"},
+    {"--completion tcsh", "bash, zsh or fish"},
     {"render -o @x.mp4", "INPUT is required"},
     {"render @clip.mkv -o @x.png", "frame_%04d.png"},
     {"render @clip.mkv -o - --report -", "--report"},
@@ -113,6 +115,25 @@ TEST_F(Refused, NeverTheQuestionForHelp) {
     EXPECT_EQ(0, result.status);
     EXPECT_NE(std::string::npos, result.out.find("kivclip")) << result.out;
     EXPECT_EQ("", result.err);
+  }
+}
+
+// In a real bash: what it offers for the last word of a line.
+TEST_F(Refused, NeverWhatBashCompletes) {
+  WriteBytes(folder_.Path("complete"), RunKivclip(folder_, "--completion bash").out);
+  const struct {
+    const char *words, *offered;
+  } cases[] = {{"ver", "verify"},
+               {"render clip.mp4 --sp", "--speed"},
+               {"render clip.mp4 --crop", "--crop --crop-keyframes"},
+               {"render clip.mp4 --speed --", ""},
+               {"info --s", ""}};
+  for (const auto& c : cases) {
+    const std::string script = ". " + folder_.Path("complete") + "; COMP_WORDS=(kivclip " +
+                               c.words + "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _kivclip; " +
+                               "echo ${COMPREPLY[@]} > " + folder_.Path("offered");
+    ASSERT_EQ(0, std::system(("bash -c '" + script + "'").c_str()));
+    EXPECT_EQ(std::string(c.offered) + "\n", ReadBytes(folder_.Path("offered"))) << c.words;
   }
 }
 
