@@ -10,6 +10,7 @@ void RunFrame(const Options& options);
 void RunSheet(const Options& options);
 void RunStabilize(const Options& options);
 void RunKeyframes(const Options& options);
+void RunVerify(const Options& options);
 void RunInfo(const Options& options);
 void RunRegister();
 void RunUnregister();

@@ -205,6 +205,13 @@ std::vector<int32_t> ReadChain(std::string_view option, std::string_view text) {
   }
 }
 
+LogLevel ReadLogLevel(std::string_view option, std::string_view text) {
+  if (text == "failure") return LogLevel::kFailure;
+  if (text == "filter") return LogLevel::kFilter;
+  if (text == "creation") return LogLevel::kCreation;
+  FailUsage("{} {}: expected failure, filter or creation", option, text);
+}
+
 StabilizeOption ReadStabilize(std::string_view option, std::string_view text) {
   if (text == kBareValue) return {};
   const auto level = ReadDigits<int32_t>(text);

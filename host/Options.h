@@ -4,9 +4,11 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "engine/media/Writer.h"
+#include "kiv/platform/Logger.h"
 #include "kiv/values/ValueTypes.h"
 
 namespace host {
@@ -18,6 +20,7 @@ enum class Command {
   kSheet,
   kStabilize,
   kKeyframes,
+  kVerify,
   kRegister,
   kUnregister
 };
@@ -48,6 +51,7 @@ struct ChainOptions {
   std::string proxy;
   bool noProxy = false;
   bool reverse = false;
+  bool noReverse = false;
   std::optional<FrameSpan> reverseRange;  // frames of the clip
   std::string settings;
   std::string saveSettings;
@@ -55,6 +59,8 @@ struct ChainOptions {
   std::optional<StabilizeOption> stabilize;
   std::optional<KivRectF> crop;  // fractions of the picture
   std::string cropKeyframes;
+  // What the settings keep of the command line: key and text.
+  std::vector<std::pair<std::wstring, std::string>> kept;
 };
 
 struct Options {
@@ -70,6 +76,8 @@ struct Options {
   bool json = false;
   ProgressForm progress = ProgressForm::kAutomatic;
   std::string report;
+  bool quiet = false;
+  std::optional<LogLevel> logLevel;
 };
 
 }  // namespace host
