@@ -33,10 +33,6 @@ TEST_F(AnalysisTask, AnotherEndOfARunIsTheStreamsOwn) {
   media->decoder->skipResult = E_FAIL;
   Drive();
   EXPECT_EQ("SetData 1 from 10", algorithm->log.Take().back());
-  media->decoder->readResult = E_FAIL;
-  Drive();
-  EXPECT_EQ((Calls{"Begin 4x2", "Start", "Analyse 10 shows -1", "Collect", "SetData 1 from 10"}),
-            algorithm->log.Take());
   task->SetAnalysisSettings(Settings({10, 10}));  // no time between its ends
   heard.clear();
   Drive();
@@ -52,8 +48,6 @@ TEST_F(AnalysisTask, AStopForgetsWhatWasMeasured) {
   EXPECT_EQ((std::pair<int32_t, int64_t>{4, 0}), heard.back());
   EXPECT_FALSE(task->HasResultFor(Settings()));
   EXPECT_EQ(1u, media->decoder->References());
-  const KivPropDecorator bag = KivCommon::CreateProperties();
-  EXPECT_EQ(S_FALSE, task->SaveData(bag.Get()));
 }
 
 TEST_F(AnalysisTask, ARunThatCannotBeginIsRefusedAndSaysWhy) {
@@ -132,39 +126,6 @@ TEST_F(AnalysisTask, LoadingReplacesAndWhatDoesNotFitChangesNoResult) {
   ReadStabData(bag.Get(), &saved);
   EXPECT_EQ(5u, saved.motions.size());
   EXPECT_EQ(Settings({0, 4}), saved.settings);
-}
-
-TEST_F(AnalysisTask, WhatARunMeasuredIsAdoptedByAFreshTask) {
-  Drive();
-  const KivPropDecorator bag = KivCommon::CreateProperties();
-  ASSERT_EQ(S_OK, task->SaveData(bag.Get()));
-  const KivComPtr<CKivVideoStabExtendControl> fresh(new CKivVideoStabExtendControl(nullptr));
-  EXPECT_EQ(S_OK, fresh->LoadData(bag.Get()));
-  EXPECT_TRUE(fresh->CanCorrect());
-  StabStoredData saved;
-  ReadStabData(bag.Get(), &saved);
-  EXPECT_EQ((StabMotion{1.4, -1, 0.5}), saved.motions.back());
-}
-
-TEST_F(AnalysisTask, ASecondAdoptionBeginsWithItsOwnSize) {
-  StabSettings larger = Settings();
-  larger.oSize = {8, 4};
-  task->LoadData(StoredBag(Settings(), 5, 5).Get());
-  task->LoadData(StoredBag(larger, 5, 5).Get());
-  EXPECT_EQ((Calls{"Begin 4x2", "SetData 5 from 10", "Release", "Begin 8x4", "SetData 5 from 10"}),
-            algorithm->log.Take());
-}
-
-TEST_F(AnalysisTask, AnswersForItsIdentitiesAndReleasesTheAlgorithm) {
-  EXPECT_EQ(static_cast<IKivTaskable*>(task), owned.As<IKivTaskable>().Get());
-  EXPECT_EQ(static_cast<IKivStabExtendControl*>(task), owned.As<IKivStabExtendControl>().Get());
-  void* out = &out;
-  EXPECT_EQ(E_NOINTERFACE, task->NonDelegatingQueryInterface(IKivSourceBase::kIid, &out));
-  EXPECT_EQ(nullptr, out);
-  EXPECT_EQ(E_POINTER, task->NonDelegatingQueryInterface(IKivTask::kIid, nullptr));
-  Drive();
-  owned.Reset();
-  EXPECT_EQ("Release", algorithm->log.Take().back());
 }
 
 }  // namespace

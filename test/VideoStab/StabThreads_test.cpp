@@ -89,31 +89,8 @@ TEST_F(StabThreads, ASettingsChangeEndsTheRunAndTheNextOneIsForIt) {
   EXPECT_EQ((Calls{"Begin 4x2", "Start", "Collect", "SetData 2 from 20"}), Steps());
 }
 
-TEST_F(StabThreads, TheCallbackMaySteerItsTask) {
-  Clip clip(Settings());
-  std::promise<void> paused;
-  clip.heard.On("2", [&] {
-    EXPECT_EQ(S_OK, clip.control->Pause());
-    paused.set_value();
-  });
-  clip.control->Start();
-  paused.get_future().wait();
-  clip.control->Pause();  // waits until it rests
-  EXPECT_EQ(State::kPaused, clip.control->GetTaskState());
-  EXPECT_EQ(0, clip.Shown());
-  std::promise<void> stopped;
-  clip.heard.On("2", [&] { EXPECT_EQ(S_OK, clip.control->Stop()); });
-  clip.heard.On("4", [&] { stopped.set_value(); });
-  EXPECT_EQ(S_OK, clip.control->Resume());
-  stopped.get_future().wait();
-  clip.control->Stop();
-  EXPECT_EQ(State::kStopped, clip.control->GetTaskState());
-  EXPECT_EQ((Calls{"2", "2", "4"}), clip.heard.Take());
-}
-
 TEST_F(StabThreads, AClipMayEndInAnyState) {
   const std::pair<const char*, std::function<void(Clip&)>> cases[] = {
-      {"never started", [](Clip&) {}},
       {"running", [](Clip& c) { c.control->Start(); }},
       {"paused",
        [](Clip& c) {
@@ -124,11 +101,6 @@ TEST_F(StabThreads, AClipMayEndInAnyState) {
        [](Clip& c) {
          c.control->Start();
          c.control->Stop();
-       }},
-      {"refused",
-       [](Clip& c) {
-         c.facade->SetStabilizerEnabled(0);
-         c.control->Start();
        }},
   };
   for (const auto& [name, prepare] : cases) {
