@@ -21,6 +21,8 @@ foreach(target ${KIV_EXPORTED})
     $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/kiv>)
 endforeach()
 install(TARGETS kivclip)
+# Loaded at run time from beside libkiv_engine.
+install(TARGETS kiv_tween LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 
 # The component's interfaces and the engine's entry headers for hosts.
 set(KIV_PUBLIC_HEADERS
