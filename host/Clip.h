@@ -14,6 +14,7 @@
 #include "host/MeteredDecoder.h"
 #include "host/Options.h"
 #include "host/Playback.h"
+#include "host/Stabilization.h"
 #include "host/Timing.h"
 #include "kiv/chain/IKivRender.h"
 #include "kiv/component/IKivVideoStreamProcess.h"
@@ -48,6 +49,10 @@ class Clip {
   // The sample aspect that shows a pulled picture of `size` in the clip's own shape.
   KivRational SampleAspect(KivSize size) const;
 
+  // Measures the clip's motion unless its settings brought it, or it is not steadied.
+  void Stabilize(ProgressForm progress);
+  int32_t StabilizationLevel() const { return stabilization_.level; }
+
   // Shows what playing from the first frame shows there.
   void Seek(int32_t frame);
   void Advance() { Step(1); }
@@ -60,6 +65,8 @@ class Clip {
   int64_t SourceTimeOf(IKivFrame& frame) const;
 
   void SaveSettings(const std::string& path);
+  // As of the last save.
+  IKivProperties* Settings() const { return settings_.Get(); }
 
  private:
   void Step(int32_t count);
@@ -70,11 +77,13 @@ class Clip {
   void LoadSettings(const ChainOptions& options);
   void SetUpProxy(const ChainOptions& options);
 
+  const std::string path_;
   OpenedInput input_;
   KivComPtr<MeteredDecoder> decoder_;
   const KeptOptions kept_;
   KivPropDecorator settings_;
   Playback playback_;
+  Stabilization stabilization_;
   ResultShape result_;
   InBetween inBetween_;
   KivComPtr<IKivVideoStreamProcessInternal> process_;

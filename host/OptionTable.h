@@ -12,12 +12,14 @@ enum CommandBits : unsigned {
   kFrameBit = 2,
   kInfoBit = 4,
   kSheetBit = 8,
+  kStabilizeBit = 32,
   kKeyframesBit = 64,
   kVerifyBit = 128,
   kRegisterBit = 256,
   kUnregisterBit = 512,
   kChainBits = kRenderBit | kFrameBit | kSheetBit | kVerifyBit,
   kSpanBits = kRenderBit | kSheetBit | kVerifyBit,
+  kProgressBits = kSpanBits | kStabilizeBit,
   kEveryBit = ~0u,
 };
 
@@ -27,10 +29,14 @@ struct OptionTexts {
   std::string reverseRange, memory;
   std::string speed, fps, interpolation;
   std::string format, codec, quality, progress, report;
+  std::string stabilize, level;
   std::string crop, cropKeyframes, plot;
   std::string verbose;
   bool json = false, noProxy = false, reverse = false, noReverse = false, quiet = false;
 };
+
+// What stands for the value of an option that is given without one.
+constexpr const char* kBareValue = "on";
 
 enum class Presence { kOptional, kRequired };
 
@@ -58,8 +64,7 @@ struct CommandRow {
 
 std::span<const CommandRow> CommandTable();
 
-// Commands and options that are known but whose nodes do not exist yet.
-bool IsCommandNotBuilt(std::string_view name);
+// Options that are known but whose nodes do not exist yet.
 // `argument` with or without "=value".
 bool IsOptionNotBuilt(std::string_view argument);
 

@@ -13,7 +13,17 @@
 
 namespace host {
 
-enum class Command { kRender, kInfo, kFrame, kSheet, kKeyframes, kVerify, kRegister, kUnregister };
+enum class Command {
+  kRender,
+  kInfo,
+  kFrame,
+  kSheet,
+  kStabilize,
+  kKeyframes,
+  kVerify,
+  kRegister,
+  kUnregister
+};
 enum class ProgressForm { kAutomatic, kNone, kBar, kJson };
 
 // Both included; without an end it runs to the last frame.
@@ -24,6 +34,11 @@ struct FrameSpan {
 
 // What slow motion shows between source frames.
 enum class Interpolation { kFlow, kOff };
+
+// Steadies the clip; without a level, at the one that its settings hold. Level 0 turns it off.
+struct StabilizeOption {
+  std::optional<int32_t> level;
+};
 
 // How the clip's chain is built and set up.
 struct ChainOptions {
@@ -41,7 +56,8 @@ struct ChainOptions {
   std::string settings;
   std::string saveSettings;
   std::optional<int64_t> memory;  // bytes for decoded pictures
-  std::optional<KivRectF> crop;   // fractions of the picture
+  std::optional<StabilizeOption> stabilize;
+  std::optional<KivRectF> crop;  // fractions of the picture
   std::string cropKeyframes;
   // What the settings keep of the command line: key and text.
   std::vector<std::pair<std::wstring, std::string>> kept;
@@ -55,7 +71,7 @@ struct Options {
   ChainOptions chain;
   FrameSpan frames;
   int32_t at = 0;
-  std::string plot;                // keyframes
+  std::string plot;                // keyframes, stabilize
   std::optional<int32_t> atFrame;  // keyframes
   bool json = false;
   ProgressForm progress = ProgressForm::kAutomatic;

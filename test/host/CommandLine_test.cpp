@@ -79,7 +79,7 @@ constexpr std::pair<const char*, const char*> kUsage[] = {
     {"sheet @clip.mkv -o @x_%d.png", "without %"},
     {"frame @clip.mkv --at 1 -o @x.mp4", ".png"},
     {"render @clip.mkv -o @clip.mkv", "input itself"},
-    {"stabilize @clip.mkv", "stabilize is not built yet"},
+    {"stabilize @clip.mkv", "--settings is required"},
     {"verify @clip.mkv --frames 5:20", "frames 0 to 19"},
     {"render @clip.mkv -o @x.mp4 --reverse --no-reverse", "exclude"},
     {"render @clip.mkv -o @x.mp4 --verbose=all", "failure, filter or creation"},
@@ -100,7 +100,7 @@ constexpr std::pair<const char*, const char*> kFailures[] = {
     {"render @clip.mkv -o @x.mp4 --settings @text.json", "text.json"},
 };
 
-constexpr const char* kOptionsNotBuilt[] = {"--stabilize", "--stabilize=2", "--alpha-video a"};
+constexpr const char* kOptionsNotBuilt[] = {"--alpha-video a"};
 
 TEST_F(Refused, WithItsStatusAndOneLine) {
   for (const auto& [line, says] : kUsage) Expect(2, line, says);
