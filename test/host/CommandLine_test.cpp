@@ -99,6 +99,11 @@ constexpr std::pair<const char*, const char*> kUsage[] = {
     {"render @clip.mkv -o @x.mp4 --reverse --no-reverse", "exclude"},
     {"render @clip.mkv -o @x.mp4 --verbose=all", "failure, filter or creation"},
     {"render @clip.mkv -o @x.mp4 --settings @kept.json", "--fps 9x"},
+    {"stabilize @clip.mkv --settings @s.json --level 101", "from 0 to 100"},
+    {"stabilize @clip.mkv --settings @s.json --plot @clip.mkv", ".png"},
+    {"render @clip.mkv -o @x.mp4 --stabilize=strong", "from 0 to 100"},
+    {"render @clip.mkv -o @x.mp4 --stabilize --chain source", "the node 'stabilizer'"},
+    {"render @clip.mkv -o @x.mp4 --speed 2 --chain source,speed,stabilizer", "in this order"},
     {"keyframes @x.json --at 1.5", "expected a whole number"},
 };
 
@@ -114,10 +119,12 @@ constexpr std::pair<const char*, const char*> kFailures[] = {
     {"render @clip.mkv -o @x.mp4 --settings @none.json", "none.json': No such"},
     {"render @clip.mkv -o @x.mp4 --settings @text.json", "text.json"},
     {"render @clip.mkv -o @x.mp4 --settings @still.json", "no possible speed: 0/1"},
-    {"stabilize @clip.mkv --settings @none/s.json", "none/s.json"},
     {"keyframes @none.json", "none.json': No such"},
     {"keyframes @text.json --at 1", "text.json"},
     {"register", "the registry file cannot be written"},
+    {"stabilize @none.mp4 --settings @s.json", "none.mp4': No such"},
+    {"stabilize @clip.mkv --settings @text.json", "text.json"},
+    {"stabilize @clip.mkv --settings @none/s.json", "none/s.json"},
 };
 
 constexpr const char* kOptionsNotBuilt[] = {"--alpha-video a"};
