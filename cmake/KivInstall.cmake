@@ -29,6 +29,7 @@ set(KIV_PUBLIC_HEADERS
   kiv/chain/CommandIds.h kiv/chain/IKivRender.h kiv/chain/IKivSourceBase.h kiv/chain/NodeTypes.h
   kiv/component/EntryPoints.h kiv/component/IKivVideoStreamProcess.h
   kiv/values/keyframes/IKivKeyFrameParam.h
+  kiv/VideoStab/IKivStabExtendControl.h kiv/VideoStab/StabSettings.h
   engine/logger/Logger.h engine/common/PathService.h engine/common/ClassRegistry.h
   engine/common/PropertiesJson.h engine/media/Writer.h)
 foreach(header ${KIV_PUBLIC_HEADERS})
