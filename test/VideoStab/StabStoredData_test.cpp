@@ -50,6 +50,14 @@ TEST(StabStoredData, WhatDoesNotScanIsZero) {
   for (const auto& c : cases) EXPECT_EQ(c.motion, StabMotionFromText(c.text)) << c.text;
 }
 
+TEST(StabStoredData, ATextReadIsWrittenAgainAsItStood) {
+  for (int32_t steps = -40000; steps <= 40000; ++steps) {
+    const std::wstring text = L"dx:" + std::to_wstring(steps) + L",7y,da:3600000";
+    ASSERT_EQ(text, StabMotionText(StabMotionFromText(text)));
+  }
+  EXPECT_TRUE(IsStabCut(StabMotionFromText(L"dx:0,0y,da:3600000")));
+}
+
 TEST(StabStoredData, ABagGivesBackWhatItWasGiven) {
   const StabStoredData data{{1, {5, 6}, L"/media/ä b.mov", 2, {1920, 1080}, {30000, 1001}},
                             {{0.5, -1.25, 0.001}, {0.3, 0, -0.0001}}};

@@ -76,7 +76,7 @@ TEST_F(StabThreads, FramesPassWhileAnAnalysisRunsAndAreCorrectedAfterIt) {
 }
 
 TEST_F(StabThreads, ASettingsChangeEndsTheRunAndTheNextOneIsForIt) {
-  Clip clip(Settings());
+  Clip clip(Settings({10, 1 << 30}));
   StartHeld(clip);
   auto change = std::async(std::launch::async, [&] { clip.Set(Settings({20, 21})); });
   gate.Open();

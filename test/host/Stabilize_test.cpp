@@ -111,8 +111,8 @@ TEST_F(Stabilize, ASourceFrameLooksTheSameWhicheverWayItComes) {
                {"--reverse --frames 0:2", {29, 28, 27}},
                {"--reverse --reverse-range 5:7", {7, 6, 5}},
                {"--speed 2 --frames 3:5", {6, 8, 10}},
-               {"--speed 1/2 --interpolation off --frames 5:8", {2, 3, 3, 4}},
-               {"--fps 50 --frames 4:7", {2, 2, 3, 3}},
+               {"--speed 1/2 --interpolation off --frames 5:8", {3, 3, 4, 4}},
+               {"--fps 50 --frames 4:7", {2, 3, 3, 4}},
                {"--reverse --speed 2 --frames 1:2", {27, 25}}};
   for (const auto& c : cases) {
     const Pictures some = Rendered(std::string("--stabilize ") + c.options);
