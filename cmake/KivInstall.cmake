@@ -59,6 +59,9 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR
   FILES_MATCHING PATTERN "*.md" PATTERN "*.png" PATTERN reference EXCLUDE)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/host/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples/host)
 
+# All that is installed, without tests and benchmarks.
+add_custom_target(product DEPENDS ${KIV_EXPORTED} kivclip kivclip_reference kiv_tween)
+
 # Takes away what the last installation from this build folder put there.
 add_custom_target(uninstall
   COMMAND ${CMAKE_COMMAND}
