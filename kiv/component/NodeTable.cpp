@@ -3,6 +3,7 @@
 #include "kiv/StreamCommon/VideoStreamer.h"
 #include "kiv/cache/VideoFrameCache.h"
 #include "kiv/cache/VideoReverse.h"
+#include "kiv/effects/VideoAlphaVideo.h"
 #include "kiv/effects/VideoCrop.h"
 #include "kiv/speed/VideoShifter.h"
 #include "kiv/speed/VideoSlider.h"
@@ -10,6 +11,7 @@
 NodeTable ComponentNodes() {
   static constexpr NodeClass kNodes[] = {
       {NodeType::kSource, &MakeSource<CVideoStreamer>},
+      {NodeType::kAlphaVideo, &MakeNode<CVideoAlphaVideo>},
       {NodeType::kFrameCache, &MakeNode<CVideoFrameCache>},
       {NodeType::kReverse, &MakeNode<CVideoReverse>},
       {NodeType::kCrop, &MakeNode<CVideoCrop>},
