@@ -10,6 +10,7 @@
 
 #include "host/ComponentLoader.h"
 #include "host/HostError.h"
+#include "host/KeptOptions.h"
 #include "host/Memory.h"
 #include "host/Settings.h"
 #include "kiv/chain/NodeTypes.h"
@@ -99,6 +100,7 @@ KivRational OutputSampleAspect(const KivStreamInfo& info, KivSize size) {
 Clip::Clip(const std::string& input, const ChainOptions& options)
     : input_(OpenInput(input)),
       decoder_(MeteredDecoder::Make(input_.decoder)),
+      kept_(options.kept),
       settings_(SettingsOf(options)),
       playback_(PlaybackOf(options, settings_.Get(), input_.info)),
       result_(ResultOf(playback_, input_.info)),
@@ -200,10 +202,9 @@ void Clip::Seek(int32_t frame) {
   }
 }
 
-void Clip::Advance() {
-  const HRESULT hr = render_->Skip(1, nullptr);
-  if (Failed(hr))
-    FailRun("cannot go on to the next frame: result {:08x}", static_cast<uint32_t>(hr));
+void Clip::Step(int32_t count) {
+  const HRESULT hr = render_->Skip(count, nullptr);
+  if (Failed(hr)) FailRun("cannot go on by {}: result {:08x}", count, static_cast<uint32_t>(hr));
 }
 
 KivComPtr<IKivFrame> Clip::Pull() {
@@ -222,6 +223,7 @@ KivRational Clip::SampleAspect(KivSize size) const {
 
 void Clip::SaveSettings(const std::string& path) {
   process_->SaveSettings(settings_.Get());
+  StoreKeptOptions(kept_, settings_.Get());
   WriteSettings(settings_.Get(), path);
 }
 

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "host/Crop.h"
+#include "host/KeptOptions.h"
 #include "host/MeteredDecoder.h"
 #include "host/Options.h"
 #include "host/Playback.h"
@@ -37,6 +38,7 @@ class Clip {
 
   const KivStreamInfo& Info() const { return input_.info; }
   const ResultShape& Result() const { return result_; }
+  const Playback& HowItPlays() const { return playback_; }
   InBetween InBetweenFrames() const { return inBetween_; }
   KivDecoderStats DecoderStats() const { return decoder_->Stats(); }
   const MeteredDecoder& Decoder() const { return *decoder_; }
@@ -48,7 +50,9 @@ class Clip {
 
   // Shows what playing from the first frame shows there.
   void Seek(int32_t frame);
-  void Advance();
+  void Advance() { Step(1); }
+  // Back by one; the speed node cannot.
+  void Retreat() { Step(-1); }
   // The frame at the position, straight rows, cut to its region.
   KivComPtr<IKivFrame> Pull();
 
@@ -58,6 +62,7 @@ class Clip {
   void SaveSettings(const std::string& path);
 
  private:
+  void Step(int32_t count);
   void BuildChain(const std::vector<int32_t>& nodes);
   void SetUpSource(const ChainOptions& options);
   void SetUpRender();
@@ -67,6 +72,7 @@ class Clip {
 
   OpenedInput input_;
   KivComPtr<MeteredDecoder> decoder_;
+  const KeptOptions kept_;
   KivPropDecorator settings_;
   Playback playback_;
   ResultShape result_;

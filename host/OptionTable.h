@@ -13,8 +13,12 @@ enum CommandBits : unsigned {
   kInfoBit = 4,
   kSheetBit = 8,
   kKeyframesBit = 64,
-  kChainBits = kRenderBit | kFrameBit | kSheetBit,
-  kSpanBits = kRenderBit | kSheetBit,
+  kVerifyBit = 128,
+  kRegisterBit = 256,
+  kUnregisterBit = 512,
+  kChainBits = kRenderBit | kFrameBit | kSheetBit | kVerifyBit,
+  kSpanBits = kRenderBit | kSheetBit | kVerifyBit,
+  kEveryBit = ~0u,
 };
 
 // Option values as they were typed; empty when the option is not there.
@@ -24,7 +28,8 @@ struct OptionTexts {
   std::string speed, fps, interpolation;
   std::string format, codec, quality, progress, report;
   std::string crop, cropKeyframes, plot;
-  bool json = false, noProxy = false, reverse = false;
+  std::string verbose;
+  bool json = false, noProxy = false, reverse = false, noReverse = false, quiet = false;
 };
 
 enum class Presence { kOptional, kRequired };
@@ -37,15 +42,18 @@ struct OptionRow {
   const char* help;
   std::string OptionTexts::*text;  // null for a flag
   bool OptionTexts::*flag;
+  const char* standIn = nullptr;  // not null: the value may be left out, and is this one then
+  bool isKept = false;            // saved with the clip's settings, by its first name
 };
 
 std::span<const OptionRow> OptionTable();
 
 struct CommandRow {
   std::string_view name;
-  unsigned bit;  // 0: no options
+  unsigned bit;
   bool takesInput;
   const char* help;
+  const char* example;
 };
 
 std::span<const CommandRow> CommandTable();

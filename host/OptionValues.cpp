@@ -203,6 +203,13 @@ std::vector<int32_t> ReadChain(std::string_view option, std::string_view text) {
   }
 }
 
+LogLevel ReadLogLevel(std::string_view option, std::string_view text) {
+  if (text == "failure") return LogLevel::kFailure;
+  if (text == "filter") return LogLevel::kFilter;
+  if (text == "creation") return LogLevel::kCreation;
+  FailUsage("{} {}: expected failure, filter or creation", option, text);
+}
+
 ProgressForm ReadProgress(std::string_view option, std::string_view text) {
   if (text == "json") return ProgressForm::kJson;
   if (text == "bar") return ProgressForm::kBar;

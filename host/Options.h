@@ -4,14 +4,16 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "engine/media/Writer.h"
+#include "kiv/platform/Logger.h"
 #include "kiv/values/ValueTypes.h"
 
 namespace host {
 
-enum class Command { kRender, kInfo, kFrame, kSheet, kKeyframes, kRegister, kUnregister };
+enum class Command { kRender, kInfo, kFrame, kSheet, kKeyframes, kVerify, kRegister, kUnregister };
 enum class ProgressForm { kAutomatic, kNone, kBar, kJson };
 
 // Both included; without an end it runs to the last frame.
@@ -34,12 +36,15 @@ struct ChainOptions {
   std::string proxy;
   bool noProxy = false;
   bool reverse = false;
+  bool noReverse = false;
   std::optional<FrameSpan> reverseRange;  // frames of the clip
   std::string settings;
   std::string saveSettings;
   std::optional<int64_t> memory;  // bytes for decoded pictures
   std::optional<KivRectF> crop;   // fractions of the picture
   std::string cropKeyframes;
+  // What the settings keep of the command line: key and text.
+  std::vector<std::pair<std::wstring, std::string>> kept;
 };
 
 struct Options {
@@ -55,6 +60,8 @@ struct Options {
   bool json = false;
   ProgressForm progress = ProgressForm::kAutomatic;
   std::string report;
+  bool quiet = false;
+  std::optional<LogLevel> logLevel;
 };
 
 }  // namespace host

@@ -115,6 +115,7 @@ Playback PlaybackOf(const ChainOptions& options, IKivProperties* settings,
     playback.used = ResolveRange(*options.reverseRange, "--reverse-range", "clip", info.frameCount);
     return playback;
   }
+  if (options.noReverse) return playback;
   playback.reverse = enabled && IntOr(settings, KivKey::Speed::kReverse, 0) == 1;
   if (playback.reverse) playback.used = StoredRange(options, settings, info.frameCount);
   return playback;

@@ -128,8 +128,8 @@ void RunSheet(const Options& options) {
   }
   WritePicture(options.plan, picture.Size(), picture.Pixels());
   if (layout.step > 1) {
-    PrintMessage(fmt::format("the sheet shows every {}. frame of {}", layout.step,
-                             range.end - range.start + 1));
+    PrintNote(fmt::format("the sheet shows every {}. frame of {}", layout.step,
+                          range.end - range.start + 1));
   }
 }
 

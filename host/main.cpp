@@ -27,6 +27,8 @@ void RunCommand(const host::Options& options) {
       return host::RunSheet(options);
     case host::Command::kKeyframes:
       return host::RunKeyframes(options);
+    case host::Command::kVerify:
+      return host::RunVerify(options);
     case host::Command::kInfo:
       return host::RunInfo(options);
     case host::Command::kRegister:
@@ -42,8 +44,16 @@ void SetUpLog() {
   if (std::getenv("KIV_LOG") == nullptr) kiv::SetLogLevel(kiv::kLogNothing);
 }
 
+void SetUpMessages(const host::Options& options) {
+  if (options.quiet) host::SetQuiet();
+  if (options.logLevel) kiv::SetLogLevel(*options.logLevel);
+}
+
 int Run(const std::vector<std::string>& arguments) {
-  if (const auto options = host::ReadCommandLine(arguments)) RunCommand(*options);
+  if (const auto options = host::ReadCommandLine(arguments)) {
+    SetUpMessages(*options);
+    RunCommand(*options);
+  }
   return static_cast<int>(host::ExitStatus::kDone);
 }
 
