@@ -140,6 +140,32 @@ void ReadTimeOptions(const OptionTexts& texts, ChainOptions* chain) {
   }
 }
 
+void ReadAlphaFill(const OptionTexts& texts, AlphaOptions* alpha) {
+  if (!texts.alphaColour.empty()) alpha->colour = ReadColour("--alpha-color", texts.alphaColour);
+  if (!texts.alphaGradient.empty()) {
+    alpha->gradient = ReadGradient("--alpha-gradient", texts.alphaGradient);
+  }
+  alpha->image = texts.alphaImage;
+  const int fills = (alpha->colour ? 1 : 0) + (alpha->gradient ? 1 : 0) + !alpha->image.empty();
+  if (fills > 1) {
+    FailUsage("--alpha-color, --alpha-gradient and --alpha-image exclude each other");
+  }
+}
+
+void ReadAlpha(const OptionTexts& texts, AlphaOptions* alpha) {
+  alpha->preset = texts.alphaPreset;
+  ReadAlphaFill(texts, alpha);
+  alpha->fullHd = texts.alphaFullHd;
+  alpha->over = texts.over;
+  const auto seconds = [](const char* option, const std::string& text, Least least) {
+    return text.empty() ? std::nullopt : std::optional(ReadSeconds(option, text, least));
+  };
+  alpha->duration = seconds("--alpha-duration", texts.alphaDuration, Least::kAboveZero);
+  alpha->pause = seconds("--alpha-pause", texts.alphaPause, Least::kZero);
+  alpha->length = seconds("--alpha-length", texts.alphaLength, Least::kAboveZero);
+  if (!texts.alphaLoop.empty()) alpha->loop = ReadIndex("--alpha-loop", texts.alphaLoop);
+}
+
 ChainOptions ReadChainOptions(const OptionTexts& texts) {
   ChainOptions chain;
   if (!texts.chain.empty()) chain.nodes = ReadChain("--chain", texts.chain);
@@ -162,6 +188,7 @@ ChainOptions ReadChainOptions(const OptionTexts& texts) {
   chain.settings = texts.settings;
   chain.saveSettings = texts.saveSettings;
   ReadCrop(texts, &chain);
+  ReadAlpha(texts, &chain.alpha);
   return chain;
 }
 

@@ -57,6 +57,25 @@ constexpr OptionRow kOptions[] = {
          "cut to this part, in fractions of the picture"),
     Text("--crop-keyframes", kChainBits, "FILE.json", &OptionTexts::cropKeyframes,
          "cut each frame to its region in a keyframe document, scaled to the first region's size"),
+    Flag("--alpha-preset", kChainBits, &OptionTexts::alphaPreset,
+         "the clip is a preset alpha video: a shape that fills a result of any length"),
+    Text("--alpha-color", kChainBits, "RRGGBB", &OptionTexts::alphaColour,
+         "fill the shape with this colour"),
+    Text("--alpha-gradient", kChainBits, "C1,C2,ANGLE", &OptionTexts::alphaGradient,
+         "fill it from one colour to another, in degrees clockwise, 0 from left to right"),
+    Text("--alpha-image", kChainBits, "FILE", &OptionTexts::alphaImage, "fill it with a picture"),
+    Text("--alpha-full-hd", kChainBits, "FILE", &OptionTexts::alphaFullHd,
+         "the green of this video is the shape; with a colour, the green of the clip itself"),
+    Text("--alpha-duration", kChainBits, "SECONDS", &OptionTexts::alphaDuration,
+         "how long the preset is, as long as its file if not given"),
+    Text("--alpha-pause", kChainBits, "SECONDS", &OptionTexts::alphaPause,
+         "where the preset pauses when the result is longer; 0: it loops as a whole"),
+    Text("--alpha-loop", kChainBits, "N", &OptionTexts::alphaLoop,
+         "frames looped while it pauses; 0 holds one"),
+    Kept(Text("--alpha-length", kChainBits, "SECONDS", &OptionTexts::alphaLength,
+              "how long the result is, as long as the clip of --over or the preset if not given")),
+    Kept(Text("--over", kChainBits, "CLIP", &OptionTexts::over,
+              "lay the shape over this clip, at its size, rate and length")),
     Text("--plot", kKeyframesBit, "FILE.png", &OptionTexts::plot, "draw the curves"),
     Text("--at", kKeyframesBit, "N", &OptionTexts::at, "print the value at frame N"),
     Kept(Text("--chain", kChainBits, "LIST", &OptionTexts::chain,
@@ -103,7 +122,6 @@ constexpr CommandRow kCommands[] = {
 constexpr std::string_view kCommandsNotBuilt[] = {"stabilize"};
 
 constexpr std::string_view kOptionsNotBuilt[] = {"--stabilize"};
-constexpr std::string_view kPrefixNotBuilt = "--alpha-";
 
 }  // namespace
 
@@ -117,8 +135,7 @@ bool IsCommandNotBuilt(std::string_view name) {
 
 bool IsOptionNotBuilt(std::string_view argument) {
   const std::string_view name = argument.substr(0, argument.find('='));
-  return name.starts_with(kPrefixNotBuilt) ||
-         std::count(std::begin(kOptionsNotBuilt), std::end(kOptionsNotBuilt), name) > 0;
+  return std::count(std::begin(kOptionsNotBuilt), std::end(kOptionsNotBuilt), name) > 0;
 }
 
 }  // namespace host

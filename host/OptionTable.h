@@ -28,8 +28,11 @@ struct OptionTexts {
   std::string speed, fps, interpolation;
   std::string format, codec, quality, progress, report;
   std::string crop, cropKeyframes, plot;
+  std::string alphaColour, alphaGradient, alphaImage, alphaFullHd, alphaDuration, alphaPause;
+  std::string alphaLoop, alphaLength, over;
   std::string verbose;
   bool json = false, noProxy = false, reverse = false, noReverse = false, quiet = false;
+  bool alphaPreset = false;
 };
 
 enum class Presence { kOptional, kRequired };

@@ -141,15 +141,18 @@ ResultShape ResultOf(const Playback& playback, const KivStreamInfo& info) {
   return {static_cast<int32_t>(frames), playback.frameRate};
 }
 
-std::vector<int32_t> NodesFor(const ChainOptions& options, const Playback& playback) {
+std::vector<int32_t> NodesFor(const ChainOptions& options, const Playback& playback,
+                              bool isAlphaPreset) {
   std::vector<int32_t> nodes = options.nodes;
   if (nodes.empty()) {
     nodes.push_back(static_cast<int32_t>(NodeType::kSource));
+    if (isAlphaPreset) nodes.push_back(static_cast<int32_t>(NodeType::kAlphaVideo));
     if (playback.reverse) nodes.push_back(static_cast<int32_t>(NodeType::kFrameCache));
     if (playback.rated) nodes.push_back(static_cast<int32_t>(NodeType::kFrameRate));
     if (playback.reverse) nodes.push_back(static_cast<int32_t>(NodeType::kReverse));
     if (playback.IsShifted()) nodes.push_back(static_cast<int32_t>(NodeType::kSpeed));
   }
+  if (isAlphaPreset) RequireNode(nodes, NodeType::kAlphaVideo, "--alpha-preset", "alpha");
   if (playback.reverse) RequireNode(nodes, NodeType::kReverse, "--reverse", "reverse");
   if (playback.IsShifted()) RequireNode(nodes, NodeType::kSpeed, "--speed", "speed");
   if (playback.rated) RequireNode(nodes, NodeType::kFrameRate, "--fps", "rate");

@@ -34,7 +34,8 @@ struct ResultShape {
 ResultShape ResultOf(const Playback& playback, const KivStreamInfo& info);
 
 // The nodes named in the options, else the source and what the playback needs, from the source on.
-std::vector<int32_t> NodesFor(const ChainOptions& options, const Playback& playback);
+std::vector<int32_t> NodesFor(const ChainOptions& options, const Playback& playback,
+                              bool isAlphaPreset);
 
 // Writes a playback other than the plain one into the clip's settings.
 void StorePlayback(const Playback& playback, IKivProperties* settings);
