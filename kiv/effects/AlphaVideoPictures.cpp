@@ -35,9 +35,7 @@ void SetFill(const KivComPtr<IKivCGFilter>& filter, const AlphaVideoFields& fiel
   SetColour(filter, kSecond, fields.gradientColour2);
 }
 
-void CopyTimeAndIndex(const KivComPtr<IKivFrame>& from, const KivComPtr<IKivFrame>& to) {
-  int64_t time = 0, duration = 0;
-  if (Succeeded(from->GetTime(&time, &duration))) to->SetTime(time, duration);
+void CopyIndex(const KivComPtr<IKivFrame>& from, const KivComPtr<IKivFrame>& to) {
   const auto source = from.As<IKivVideoFrame>();
   const auto target = to.As<IKivVideoFrame>();
   if (source && target) target->SetFrameIndex(source->GetFrameIndex());
@@ -106,7 +104,7 @@ HRESULT AlphaVideoPictures::Premultiply(const KivComPtr<IKivBitmap>& bitmap) {
 KivComPtr<IKivFrame> AlphaVideoPictures::NextOutput(const KivComPtr<IKivFrame>& upstream) {
   auto output =
       KivCommon::CreateBGRAFrameFrom(output_, upstream.Get(), KivCGMemoryType::kDownstream);
-  if (output) CopyTimeAndIndex(upstream, output);
+  if (output) Stamp(upstream, output);
   return output;
 }
 
@@ -139,8 +137,14 @@ KivComPtr<IKivFrame> AlphaVideoPictures::Replaced(const KivComPtr<IKivFrame>& pi
                                                   const KivComPtr<IKivFrame>& upstream) {
   const auto output = NextOutput(upstream);
   if (!output || Failed(output->CopyFrom(picture.Get()))) return upstream;
-  CopyTimeAndIndex(upstream, output);
+  Stamp(upstream, output);
   return output;
+}
+
+void AlphaVideoPictures::Stamp(const KivComPtr<IKivFrame>& upstream,
+                               const KivComPtr<IKivFrame>& output) const {
+  output->SetTime(time_, duration_);
+  CopyIndex(upstream, output);
 }
 
 void AlphaVideoPictures::Release() {

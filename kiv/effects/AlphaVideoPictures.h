@@ -8,6 +8,7 @@
 // Errors:   what cannot be made is replaced by the picture that came in, and logged where it failed.
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "kiv/effects/AlphaVideoFields.h"
@@ -18,6 +19,12 @@ class AlphaVideoPictures {
  public:
   AlphaVideoPictures();
 
+  // When the pictures made from now on are shown, which nodes above read.
+  void SetTime(int64_t time, int64_t duration) {
+    time_ = time;
+    duration_ = duration;
+  }
+
   // Prepares the image for frames of the size of `upstream`. S_FALSE when nothing had to be done, or
   // when there is no such image: what was prepared before stays.
   HRESULT LoadFillImage(const std::wstring& path, const KivComPtr<IKivFrame>& upstream);
@@ -25,7 +32,7 @@ class AlphaVideoPictures {
   const KivComPtr<IKivFrame>& FillImage() const { return fillImage_; }
 
   // `picture` in the fill's colours, with the coverage that its channel `channel` holds: 0 to 3 for
-  // blue, green, red, alpha. Time and index are those of `upstream`.
+  // blue, green, red, alpha. The index is that of `upstream`.
   KivComPtr<IKivFrame> Recolour(const AlphaVideoFields& fields, int32_t channel,
                                 const KivComPtr<IKivFrame>& picture,
                                 const KivComPtr<IKivFrame>& upstream);
@@ -39,6 +46,7 @@ class AlphaVideoPictures {
   void Release();
 
  private:
+  void Stamp(const KivComPtr<IKivFrame>& upstream, const KivComPtr<IKivFrame>& output) const;
   KivComPtr<IKivFrame> NextOutput(const KivComPtr<IKivFrame>& upstream);
   KivComPtr<IKivBitmap> ImageOfSize(const std::wstring& path, const KivSize& size) const;
   HRESULT Premultiply(const KivComPtr<IKivBitmap>& bitmap);
@@ -49,4 +57,5 @@ class AlphaVideoPictures {
   KivComPtr<IKivFrame> output_;
   KivComPtr<IKivFrame> fillImage_;
   std::wstring loadedImagePath_;
+  int64_t time_ = 0, duration_ = 0;
 };

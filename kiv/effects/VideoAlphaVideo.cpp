@@ -119,6 +119,8 @@ KivComPtr<IKivFrame> CVideoAlphaVideo::GetCurrentFrame(int32_t* status) {
 }
 
 KivComPtr<IKivFrame> CVideoAlphaVideo::Compose(const KivComPtr<IKivFrame>& frame) {
+  const AlphaVideoTiming timing = Timing();
+  pictures_.SetTime(AlphaFrameTime(timing, timelineFrame_), AlphaFrameTime(timing, 1));
   KivComPtr<IKivFrame> picture = frame;
   if (imageFill_ != 0) {
     pictures_.LoadFillImage(fields_.imagePath, frame);
@@ -129,7 +131,9 @@ KivComPtr<IKivFrame> CVideoAlphaVideo::Compose(const KivComPtr<IKivFrame>& frame
     return pictures_.Recolour(fields_, hasMask ? kGreenChannel : kAlphaChannel, picture, frame);
   }
   if (hasMask && isMaskReady_) return pictures_.Masked(MaskFor(frame), frame);
-  return picture == frame ? frame : pictures_.Replaced(picture, frame);
+  // A picture shown at another time than the preset's own is a copy that says so.
+  const bool isInPlace = std::max(position_, 0) == timelineFrame_;
+  return picture == frame && isInPlace ? frame : pictures_.Replaced(picture, frame);
 }
 
 KivComPtr<IKivFrame> CVideoAlphaVideo::MaskFor(const KivComPtr<IKivFrame>& frame) {
