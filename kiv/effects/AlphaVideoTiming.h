@@ -12,8 +12,8 @@
 
 struct AlphaVideoTiming {
   KivRational sourceRate{25, 1};
-  KivRational renderRate;
-  KivRange renderRange;  // the clip's frames, at the render rate
+  KivRational renderRate{};
+  KivRange renderRange{};  // the clip's frames, at the render rate
   double duration = 5.0;
   double pauseTime = 0;   // the pause point inside the preset; before its second frame: none
   int32_t loopCount = 0;  // frames looped while pausing; 0 holds one
