@@ -127,13 +127,9 @@ constexpr std::pair<const char*, const char*> kFailures[] = {
     {"stabilize @clip.mkv --settings @none/s.json", "none/s.json"},
 };
 
-constexpr const char* kOptionsNotBuilt[] = {"--alpha-video a"};
-
 TEST_F(Refused, WithItsStatusAndOneLine) {
   for (const auto& [line, says] : kUsage) Expect(2, line, says);
   for (const auto& [line, says] : kFailures) Expect(1, line, says);
-  const std::string renders = "render @clip.mkv -o @x.mp4 ";
-  for (const char* option : kOptionsNotBuilt) Expect(2, renders + option, " is not built yet");
 }
 
 TEST_F(Refused, NeverTheQuestionForHelp) {
