@@ -89,6 +89,20 @@ constexpr std::pair<const char*, const char*> kUsage[] = {
     {"render @clip.mkv -o @x.mp4 --fps 2 --chain source,speed", "the node 'rate'"},
     {"render @clip.mkv -o @x.mp4 --progress xml", "json, bar or none"},
     {"render @clip.mkv -o @x.mp4 --proxy @clip.mkv --no-proxy", "exclude"},
+    {"render @clip.mkv -o @x.mp4 --alpha-color FF8000", "--alpha-color needs --alpha-preset"},
+    {"render @clip.mkv -o @x.mp4 --over @clip.mkv", "--over needs --alpha-preset"},
+    {"render @clip.mkv -o @x.mp4 --alpha-preset --alpha-color FF80", "such as FF8000"},
+    {"render @clip.mkv -o @x.mp4 --alpha-preset --alpha-gradient FF8000,0",
+     "such as FF8000,0040FF,45"},
+    {"render @clip.mkv -o @x.mp4 --alpha-preset --alpha-gradient FF8000,FF8000,nan",
+     "such as FF8000,0040FF,45"},
+    {"render @clip.mkv -o @x.mp4 --alpha-preset --alpha-color FF8000 --alpha-image @clip.mkv",
+     "exclude each other"},
+    {"render @clip.mkv -o @x.mp4 --alpha-preset --alpha-duration 0", "more than 0"},
+    {"render @clip.mkv -o @x.mp4 --alpha-preset --alpha-duration nan", "more than 0"},
+    {"render @clip.mkv -o @x.mp4 --alpha-preset --alpha-pause=-1", "0 or more"},
+    {"render @clip.mkv -o @x.mp4 --alpha-preset --alpha-loop 1.5", "a whole number"},
+    {"render @clip.mkv -o @x.mp4 --alpha-preset --chain source,rate", "the node 'alpha'"},
     {"frame @clip.mkv -o @x.png", "--at is required"},
     {"frame @clip.mkv --at 20 -o @x.png", "frames 0 to 19"},
     {"sheet @clip.mkv -o @x_%d.png", "without %"},
@@ -116,6 +130,13 @@ constexpr std::pair<const char*, const char*> kFailures[] = {
     {"render @clip.mkv -o @none/x.mp4", "none/x.mp4': No such file or directory"},
     {"render @clip.mkv -o null --report @none/r", "none/r"},
     {"render @clip.mkv -o @x.mp4 --proxy @none.mp4", "the proxy"},
+    {"render @clip.mkv -o null --alpha-preset --alpha-image @none.png", "the fill image '"},
+    {"render @clip.mkv -o null --alpha-preset --alpha-image @text.json",
+     "damaged, too large or no picture"},
+    {"render @clip.mkv -o null --alpha-preset --alpha-image @folder.mp4", "not a regular file"},
+    {"render @clip.mkv -o null --alpha-preset --alpha-full-hd @none.mp4", "the mask '"},
+    {"render @clip.mkv -o null --alpha-preset --alpha-full-hd @text.json", "the mask '"},
+    {"render @clip.mkv -o null --alpha-preset --over @none.mp4", "none.mp4': No such file"},
     {"render @clip.mkv -o @x.mp4 --settings @none.json", "none.json': No such"},
     {"render @clip.mkv -o @x.mp4 --settings @text.json", "text.json"},
     {"render @clip.mkv -o @x.mp4 --settings @still.json", "no possible speed: 0/1"},
@@ -130,6 +151,10 @@ constexpr std::pair<const char*, const char*> kFailures[] = {
 TEST_F(Refused, WithItsStatusAndOneLine) {
   for (const auto& [line, says] : kUsage) Expect(2, line, says);
   for (const auto& [line, says] : kFailures) Expect(1, line, says);
+  for (const char* option : {"--alpha-image ", "--alpha-full-hd "}) {
+    Expect(2, "render @clip.mkv -o null --alpha-preset " + (option + std::string(260, 'x')),
+           "more than 259 characters");
+  }
 }
 
 TEST_F(Refused, NeverTheQuestionForHelp) {
