@@ -103,6 +103,7 @@ TEST_F(Stabilize, ASourceFrameLooksTheSameWhicheverWayItComes) {
   const Pictures all = Rendered("--stabilize");
   ASSERT_EQ(static_cast<size_t>(kFrames), all.size());
   EXPECT_NE(all, Rendered(""));
+  Run("verify @clip.mkv --stabilize");
   const struct {
     const char* options;
     std::vector<size_t> shown;
