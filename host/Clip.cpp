@@ -10,6 +10,7 @@
 
 #include "host/ComponentLoader.h"
 #include "host/HostError.h"
+#include "host/KeptOptions.h"
 #include "host/Memory.h"
 #include "host/Settings.h"
 #include "kiv/chain/NodeTypes.h"
@@ -97,15 +98,18 @@ KivRational OutputSampleAspect(const KivStreamInfo& info, KivSize size) {
 }
 
 Clip::Clip(const std::string& input, const ChainOptions& options)
-    : input_(OpenInput(input)),
+    : path_(input),
+      input_(OpenInput(input)),
       decoder_(MeteredDecoder::Make(input_.decoder)),
+      kept_(options.kept),
       settings_(SettingsOf(options)),
       playback_(PlaybackOf(options, settings_.Get(), input_.info)),
+      stabilization_(StabilizationOf(options, settings_.Get())),
       result_(ResultOf(playback_, input_.info)),
       inBetween_(SetUpInterpolation(options.interpolation, playback_.speed)) {
   if (!options.proxy.empty()) CheckFile(options.proxy, "the proxy");
   if (options.memory) SetPictureMemory(*options.memory);
-  std::vector<int32_t> nodes = NodesFor(options, playback_);
+  std::vector<int32_t> nodes = NodesFor(options, playback_, stabilization_);
   if (options.nodes.empty() && Crop::IsWanted(options, settings_.Get())) {
     nodes.push_back(static_cast<int32_t>(NodeType::kCrop));
   }
@@ -127,6 +131,7 @@ void Clip::BuildChain(const std::vector<int32_t>& nodes) {
 
 void Clip::LoadSettings(const ChainOptions& options) {
   StorePlayback(playback_, settings_.Get());
+  if (options.stabilize) StoreStabilization(stabilization_, settings_.Get());
   if (!options.settings.empty()) process_->LoadSettings(settings_.Get());
   SetUpProxy(options);
 }
@@ -176,11 +181,22 @@ void Clip::SetUpNodes() {
   process_->GetTailNode(&tail);
   const InitialBags bags = MakeInitialBags(playback_, input_.info, settings_.Get());
   bags.facts->SetInt(KivKey::Speed::kReverse_FrameCacheCount, CacheSpanFor(wholeSize_));
+  if (stabilization_.isOn) {
+    DescribeSource(path_, input_.info, bags.settings.Get(), bags.facts.Get());
+  }
   const HRESULT hr = tail->Initialize(bags.settings.Reference(), bags.facts.Reference());
   if (Failed(hr)) {
     FailRun("the chain cannot be initialized: result {:08x}", static_cast<uint32_t>(hr));
   }
   process_->SetCacheRange(&playback_.used);
+}
+
+void Clip::Stabilize(ProgressForm progress) {
+  if (!stabilization_.isOn) return;
+  KivComPtr<IKivStabExtendControl> control;
+  process_->GetStabExtendControl(control.Put());
+  if (!control) FailRun("the component cannot stabilize");
+  Analyse(*control, path_, input_.info.frameCount, progress);
 }
 
 int64_t Clip::SourceTimeOf(IKivFrame& frame) const {
@@ -200,10 +216,9 @@ void Clip::Seek(int32_t frame) {
   }
 }
 
-void Clip::Advance() {
-  const HRESULT hr = render_->Skip(1, nullptr);
-  if (Failed(hr))
-    FailRun("cannot go on to the next frame: result {:08x}", static_cast<uint32_t>(hr));
+void Clip::Step(int32_t count) {
+  const HRESULT hr = render_->Skip(count, nullptr);
+  if (Failed(hr)) FailRun("cannot go on by {}: result {:08x}", count, static_cast<uint32_t>(hr));
 }
 
 KivComPtr<IKivFrame> Clip::Pull() {
@@ -222,6 +237,7 @@ KivRational Clip::SampleAspect(KivSize size) const {
 
 void Clip::SaveSettings(const std::string& path) {
   process_->SaveSettings(settings_.Get());
+  StoreKeptOptions(kept_, settings_.Get());
   WriteSettings(settings_.Get(), path);
 }
 

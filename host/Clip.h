@@ -10,9 +10,11 @@
 #include <string>
 
 #include "host/Crop.h"
+#include "host/KeptOptions.h"
 #include "host/MeteredDecoder.h"
 #include "host/Options.h"
 #include "host/Playback.h"
+#include "host/Stabilization.h"
 #include "host/Timing.h"
 #include "kiv/chain/IKivRender.h"
 #include "kiv/component/IKivVideoStreamProcess.h"
@@ -37,6 +39,7 @@ class Clip {
 
   const KivStreamInfo& Info() const { return input_.info; }
   const ResultShape& Result() const { return result_; }
+  const Playback& HowItPlays() const { return playback_; }
   InBetween InBetweenFrames() const { return inBetween_; }
   KivDecoderStats DecoderStats() const { return decoder_->Stats(); }
   const MeteredDecoder& Decoder() const { return *decoder_; }
@@ -46,9 +49,15 @@ class Clip {
   // The sample aspect that shows a pulled picture of `size` in the clip's own shape.
   KivRational SampleAspect(KivSize size) const;
 
+  // Measures the clip's motion unless its settings brought it, or it is not steadied.
+  void Stabilize(ProgressForm progress);
+  int32_t StabilizationLevel() const { return stabilization_.level; }
+
   // Shows what playing from the first frame shows there.
   void Seek(int32_t frame);
-  void Advance();
+  void Advance() { Step(1); }
+  // Back by one; the speed node cannot.
+  void Retreat() { Step(-1); }
   // The frame at the position, straight rows, cut to its region.
   KivComPtr<IKivFrame> Pull();
 
@@ -56,8 +65,11 @@ class Clip {
   int64_t SourceTimeOf(IKivFrame& frame) const;
 
   void SaveSettings(const std::string& path);
+  // As of the last save.
+  IKivProperties* Settings() const { return settings_.Get(); }
 
  private:
+  void Step(int32_t count);
   void BuildChain(const std::vector<int32_t>& nodes);
   void SetUpSource(const ChainOptions& options);
   void SetUpRender();
@@ -65,10 +77,13 @@ class Clip {
   void LoadSettings(const ChainOptions& options);
   void SetUpProxy(const ChainOptions& options);
 
+  const std::string path_;
   OpenedInput input_;
   KivComPtr<MeteredDecoder> decoder_;
+  const KeptOptions kept_;
   KivPropDecorator settings_;
   Playback playback_;
+  Stabilization stabilization_;
   ResultShape result_;
   InBetween inBetween_;
   KivComPtr<IKivVideoStreamProcessInternal> process_;

@@ -55,6 +55,7 @@ struct PictureSeries {
   KivRational frameRate{25, 1};
   KivRational sampleAspect{1, 1};
   int32_t firstNumber = 0;  // the number of the first picture in a pattern
+  std::string soundFile{};  // its sound that fits goes into an encoded output; empty: none
 };
 
 // Threads:  one caller at a time; any thread.
@@ -70,6 +71,14 @@ class KIV_ENGINE_API Writer {
 
 // Touches no file. On failure `plan` is unchanged.
 KIV_ENGINE_API WriteError PlanOutput(const OutputRequest& request, OutputPlan* plan);
+
+// How many sound streams a media file has, and how many of them the output can hold as they are.
+struct SoundFit {
+  int32_t streams = 0;
+  int32_t fitting = 0;
+};
+// Nothing of a file that cannot be opened.
+KIV_ENGINE_API SoundFit SoundThatFits(const OutputPlan& plan, const std::string& path);
 
 // `cancelled` (may be null) makes a write that a signal interrupted give up; it outlives the
 // writer.

@@ -6,8 +6,10 @@
 #include <fmt/format.h>
 #include <libyuv/planar_functions.h>
 
+#include <cmath>
 #include <cstdio>
 
+#include "engine/media/SoundCopy.h"
 #include "engine/media/WriterConvert.h"
 #include "engine/media/WriterEncoder.h"
 #include "engine/media/WriterFile.h"
@@ -93,7 +95,11 @@ class EncodedWriter : public Writer {
   WriteError OpenContainer();
   WriteError OpenIo();
   WriteError AddStream();
+  WriteError AddSound();
+  WriteError WritePicture(AVPacket& packet);
+  WriteError CopySound(double until);
   WriteError WritePacket(AVPacket& packet);
+  bool IsCancelled() const { return setup_.cancelled != nullptr && *setup_.cancelled; }
   // What the file itself reported, else libavformat's reason.
   WriteError Explain(int code) const;
   WriteError Because(const std::string& reason) const;
@@ -103,6 +109,7 @@ class EncodedWriter : public Writer {
   WriterFile file_;
   WriterConvert converter_;
   WriterEncoder encoder_;
+  std::unique_ptr<SoundCopy> sound_;  // null: none
   AVFormatContext* container_ = nullptr;
   int64_t pictures_ = 0;
 };
@@ -145,6 +152,7 @@ WriteError EncodedWriter::Open() {
   if (auto error = OpenEncoder()) return Because(*error);
   if (auto error = OpenIo()) return error;
   if (auto error = AddStream()) return error;
+  if (auto error = AddSound()) return Because(*error);
   AVDictionary* options = nullptr;
   if (setup_.plan.container == "mp4" || setup_.plan.container == "mov") {
     av_dict_set(&options, "movflags", "+faststart", 0);
@@ -157,7 +165,9 @@ WriteError EncodedWriter::Open() {
 WriteError EncodedWriter::OpenContainer() {
   const int code =
       avformat_alloc_output_context2(&container_, nullptr, setup_.plan.container.c_str(), nullptr);
-  return code < 0 ? Because(AvErrorText(code)) : std::nullopt;
+  if (code < 0) return Because(AvErrorText(code));
+  container_->flags |= AVFMT_FLAG_BITEXACT;  // the same pictures give the same file: no random ids
+  return std::nullopt;
 }
 
 WriteError EncodedWriter::OpenEncoder() {
@@ -209,6 +219,12 @@ WriteError EncodedWriter::AddStream() {
   return code < 0 ? Because(AvErrorText(code)) : std::nullopt;
 }
 
+WriteError EncodedWriter::AddSound() {
+  if (setup_.series.soundFile.empty()) return std::nullopt;
+  sound_ = SoundCopy::Open(setup_.series.soundFile, *container_->oformat);
+  return sound_ ? sound_->AddStreams(container_) : std::nullopt;
+}
+
 void EncodedWriter::FillFrame(const uint8_t* bgra, AVFrame* frame) {
   if (!IsBgra()) return converter_.Convert(bgra, frame);
   const KivSize size = setup_.series.size;
@@ -220,23 +236,42 @@ WriteError EncodedWriter::Write(const uint8_t* bgra) {
   AVFrame* frame = encoder_.WritableFrame();
   if (frame == nullptr) return Because(AvErrorText(AVERROR(ENOMEM)));
   FillFrame(bgra, frame);
-  return encoder_.Encode(pictures_++, [this](AVPacket& packet) { return WritePacket(packet); });
+  return encoder_.Encode(pictures_++, [this](AVPacket& packet) { return WritePicture(packet); });
 }
 
-WriteError EncodedWriter::WritePacket(AVPacket& packet) {
+WriteError EncodedWriter::WritePicture(AVPacket& packet) {
   AVStream* stream = container_->streams[0];
   packet.stream_index = 0;
   packet.duration = 1;
   av_packet_rescale_ts(&packet, encoder_.Context()->time_base, stream->time_base);
+  const double end = static_cast<double>(packet.dts + packet.duration) * av_q2d(stream->time_base);
+  if (auto error = WritePacket(packet)) return error;
+  return CopySound(end);
+}
+
+// Sound goes along with the pictures, so that the muxer has little to hold back. A packet that the
+// muxer refuses, of a damaged file, is a gap in the sound and no reason to lose the pictures.
+WriteError EncodedWriter::CopySound(double until) {
+  if (!sound_) return std::nullopt;
+  return sound_->CopyUntil(until, [this](AVPacket& packet) -> WriteError {
+    if (IsCancelled()) return Because("interrupted");
+    const int code = av_interleaved_write_frame(container_, &packet);
+    if (container_->pb->error < 0) return Explain(container_->pb->error);
+    return code == AVERROR(ENOMEM) ? Because(AvErrorText(code)) : std::nullopt;
+  });
+}
+
+WriteError EncodedWriter::WritePacket(AVPacket& packet) {
   const int code = av_interleaved_write_frame(container_, &packet);
   if (code >= 0 && container_->pb->error < 0) return Explain(container_->pb->error);
   return code < 0 ? Explain(code) : std::nullopt;
 }
 
 WriteError EncodedWriter::Finish() {
-  if (auto error = encoder_.Drain([this](AVPacket& packet) { return WritePacket(packet); })) {
+  if (auto error = encoder_.Drain([this](AVPacket& packet) { return WritePicture(packet); })) {
     return error;
   }
+  if (auto error = CopySound(HUGE_VAL)) return error;
   int code = av_write_trailer(container_);
   avio_flush(container_->pb);
   if (code >= 0) code = container_->pb->error;

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 
 #include "test/host/RunProgram.h"
@@ -14,6 +15,9 @@ class Refused : public testing::Test {
   void SetUp() override {
     WriteGreyClip(folder_.Path("clip.mkv"));
     WriteBytes(folder_.Path("text.json"), "[1, 2");
+    WriteBytes(folder_.Path("kept.json"),
+               R"({"format": "kivclip-settings", "version": 1, "clip":)"
+               R"( {"Kivclip.fps": {"type": "std::wstring", "value": "9x"}}})");
     std::filesystem::create_directory(folder_.Path("folder.mp4"));
     names_ = folder_.Names();
   }
@@ -36,6 +40,7 @@ class Refused : public testing::Test {
 constexpr std::pair<const char*, const char*> kUsage[] = {
     {"", "no command given"},
     {"play", "no command 'play'"},
+    {"--completion tcsh", "bash, zsh or fish"},
     {"render -o @x.mp4", "INPUT is required"},
     {"render @clip.mkv -o @x.png", "frame_%04d.png"},
     {"render @clip.mkv -o - --report -", "--report"},
@@ -74,8 +79,11 @@ constexpr std::pair<const char*, const char*> kUsage[] = {
     {"sheet @clip.mkv -o @x_%d.png", "without %"},
     {"frame @clip.mkv --at 1 -o @x.mp4", ".png"},
     {"render @clip.mkv -o @clip.mkv", "input itself"},
-    {"stabilize @clip.mkv", "stabilize is not built yet"},
-    {"verify @clip.mkv", "verify is not built yet"},
+    {"stabilize @clip.mkv", "--settings is required"},
+    {"verify @clip.mkv --frames 5:20", "frames 0 to 19"},
+    {"render @clip.mkv -o @x.mp4 --reverse --no-reverse", "exclude"},
+    {"render @clip.mkv -o @x.mp4 --verbose=all", "failure, filter or creation"},
+    {"render @clip.mkv -o @x.mp4 --settings @kept.json", "--fps 9x"},
     {"keyframes @x.json --at 1.5", "expected a whole number"},
 };
 
@@ -92,7 +100,7 @@ constexpr std::pair<const char*, const char*> kFailures[] = {
     {"render @clip.mkv -o @x.mp4 --settings @text.json", "text.json"},
 };
 
-constexpr const char* kOptionsNotBuilt[] = {"--stabilize", "--stabilize=2", "--alpha-video a"};
+constexpr const char* kOptionsNotBuilt[] = {"--alpha-video a"};
 
 TEST_F(Refused, WithItsStatusAndOneLine) {
   for (const auto& [line, says] : kUsage) Expect(2, line, says);
@@ -102,11 +110,30 @@ TEST_F(Refused, WithItsStatusAndOneLine) {
 }
 
 TEST_F(Refused, NeverTheQuestionForHelp) {
-  for (const char* line : {"--help", "render --help", "frame --help", "info -h", "--version"}) {
+  for (const char* line : {"--help", "render --help", "verify --help", "info -h", "--version"}) {
     const ProgramResult result = RunKivclip(folder_, line);
     EXPECT_EQ(0, result.status);
     EXPECT_NE(std::string::npos, result.out.find("kivclip")) << result.out;
     EXPECT_EQ("", result.err);
+  }
+}
+
+// In a real bash: what it offers for the last word of a line.
+TEST_F(Refused, NeverWhatBashCompletes) {
+  WriteBytes(folder_.Path("complete"), RunKivclip(folder_, "--completion bash").out);
+  const struct {
+    const char *words, *offered;
+  } cases[] = {{"ver", "verify"},
+               {"render clip.mp4 --sp", "--speed"},
+               {"render clip.mp4 --crop", "--crop --crop-keyframes"},
+               {"render clip.mp4 --speed --", ""},
+               {"info --s", ""}};
+  for (const auto& c : cases) {
+    const std::string script = ". " + folder_.Path("complete") + "; COMP_WORDS=(kivclip " +
+                               c.words + "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _kivclip; " +
+                               "echo ${COMPREPLY[@]} > " + folder_.Path("offered");
+    ASSERT_EQ(0, std::system(("bash -c '" + script + "'").c_str()));
+    EXPECT_EQ(std::string(c.offered) + "\n", ReadBytes(folder_.Path("offered"))) << c.words;
   }
 }
 
