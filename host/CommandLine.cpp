@@ -90,16 +90,6 @@ const CommandRow& FindCommand(const std::string& name) {
   return *found;
 }
 
-void RefuseWhatIsNotBuilt(const CommandRow& command, const std::vector<std::string>& arguments) {
-  if ((command.bit & kChainBits) == 0) return;
-  for (const std::string& argument : arguments) {
-    if (argument == "--") return;
-    if (IsOptionNotBuilt(argument)) {
-      FailUsage("the option {} is not built yet", argument.substr(0, argument.find('=')));
-    }
-  }
-}
-
 std::string FirstLine(const std::string& text) { return text.substr(0, text.find('\n')); }
 
 enum class Parsed { kCommand, kHelp };
@@ -140,6 +130,32 @@ void ReadTimeOptions(const OptionTexts& texts, ChainOptions* chain) {
   }
 }
 
+void ReadAlphaFill(const OptionTexts& texts, AlphaOptions* alpha) {
+  if (!texts.alphaColour.empty()) alpha->colour = ReadColour("--alpha-color", texts.alphaColour);
+  if (!texts.alphaGradient.empty()) {
+    alpha->gradient = ReadGradient("--alpha-gradient", texts.alphaGradient);
+  }
+  alpha->image = texts.alphaImage;
+  const int fills = (alpha->colour ? 1 : 0) + (alpha->gradient ? 1 : 0) + !alpha->image.empty();
+  if (fills > 1) {
+    FailUsage("--alpha-color, --alpha-gradient and --alpha-image exclude each other");
+  }
+}
+
+void ReadAlpha(const OptionTexts& texts, AlphaOptions* alpha) {
+  alpha->preset = texts.alphaPreset;
+  ReadAlphaFill(texts, alpha);
+  alpha->fullHd = texts.alphaFullHd;
+  alpha->over = texts.over;
+  const auto seconds = [](const char* option, const std::string& text, Least least) {
+    return text.empty() ? std::nullopt : std::optional(ReadSeconds(option, text, least));
+  };
+  alpha->duration = seconds("--alpha-duration", texts.alphaDuration, Least::kAboveZero);
+  alpha->pause = seconds("--alpha-pause", texts.alphaPause, Least::kZero);
+  alpha->length = seconds("--alpha-length", texts.alphaLength, Least::kAboveZero);
+  if (!texts.alphaLoop.empty()) alpha->loop = ReadIndex("--alpha-loop", texts.alphaLoop);
+}
+
 ChainOptions ReadChainOptions(const OptionTexts& texts) {
   ChainOptions chain;
   if (!texts.chain.empty()) chain.nodes = ReadChain("--chain", texts.chain);
@@ -165,6 +181,7 @@ ChainOptions ReadChainOptions(const OptionTexts& texts) {
   chain.settings = texts.settings;
   chain.saveSettings = texts.saveSettings;
   ReadCrop(texts, &chain);
+  ReadAlpha(texts, &chain.alpha);
   return chain;
 }
 
@@ -283,7 +300,6 @@ std::optional<Options> ReadCommandLine(const std::vector<std::string>& arguments
   }
   const CommandRow& command = FindCommand(name);
   const std::vector<std::string> rest(arguments.begin() + 1, arguments.end());
-  RefuseWhatIsNotBuilt(command, rest);
   std::string input;
   OptionTexts texts;
   if (Parse(command, rest, &input, &texts) == Parsed::kHelp) return std::nullopt;

@@ -57,6 +57,25 @@ constexpr OptionRow kOptions[] = {
          "cut to this part, in fractions of the picture"),
     Text("--crop-keyframes", kChainBits, "FILE.json", &OptionTexts::cropKeyframes,
          "cut each frame to its region in a keyframe document, scaled to the first region's size"),
+    Flag("--alpha-preset", kChainBits, &OptionTexts::alphaPreset,
+         "the clip is a preset alpha video: a shape that fills a result of any length"),
+    Text("--alpha-color", kChainBits, "RRGGBB", &OptionTexts::alphaColour,
+         "fill the shape with this colour"),
+    Text("--alpha-gradient", kChainBits, "C1,C2,ANGLE", &OptionTexts::alphaGradient,
+         "fill it from one colour to another, in degrees clockwise, 0 from left to right"),
+    Text("--alpha-image", kChainBits, "FILE", &OptionTexts::alphaImage, "fill it with a picture"),
+    Text("--alpha-full-hd", kChainBits, "FILE", &OptionTexts::alphaFullHd,
+         "the green of this video is the shape; with a colour, the green of the clip itself"),
+    Text("--alpha-duration", kChainBits, "SECONDS", &OptionTexts::alphaDuration,
+         "how long the preset is, as long as its file if not given"),
+    Text("--alpha-pause", kChainBits, "SECONDS", &OptionTexts::alphaPause,
+         "where the preset pauses when the result is longer; 0: it loops as a whole"),
+    Text("--alpha-loop", kChainBits, "N", &OptionTexts::alphaLoop,
+         "frames looped while it pauses; 0 holds one"),
+    Kept(Text("--alpha-length", kChainBits, "SECONDS", &OptionTexts::alphaLength,
+              "how long the result is, as long as the clip of --over or the preset if not given")),
+    Kept(Text("--over", kChainBits, "CLIP", &OptionTexts::over,
+              "lay the shape over this clip, at its size, rate and length")),
     MayHaveValue(Text("--stabilize", kChainBits, "LEVEL", &OptionTexts::stabilize,
                       "steady the picture, 10 if no level is given or stored; more is smoother, 0 "
                       "turns it off"),
@@ -79,7 +98,8 @@ constexpr OptionRow kOptions[] = {
          "save the clip's settings after"),
     Text("--format", kRenderBit, "NAME", &OptionTexts::format,
          "mp4, mov, mkv, webm, png, y4m, y4m444, bgra or null, whatever the name's ending"),
-    Kept(Text("--codec", kRenderBit, "NAME", &OptionTexts::codec, "h264, vp9 or ffv1 (lossless)")),
+    Kept(Text("--codec", kRenderBit, "NAME", &OptionTexts::codec,
+              "h264, vp9, ffv1 or png (both lossless), or prores")),
     Kept(Text("--quality", kRenderBit, "N", &OptionTexts::quality,
               "0 (smallest file) to 100 (best picture), 70 if not given")),
     Text("--progress", kProgressBits, "FORM", &OptionTexts::progress,
@@ -112,14 +132,10 @@ constexpr CommandRow kCommands[] = {
     {"unregister", kUnregisterBit, false, "Takes the component out of the registry", "unregister"},
 };
 
-constexpr std::string_view kPrefixNotBuilt = "--alpha-";
-
 }  // namespace
 
 std::span<const OptionRow> OptionTable() { return kOptions; }
 
 std::span<const CommandRow> CommandTable() { return kCommands; }
-
-bool IsOptionNotBuilt(std::string_view argument) { return argument.starts_with(kPrefixNotBuilt); }
 
 }  // namespace host

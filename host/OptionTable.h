@@ -31,8 +31,11 @@ struct OptionTexts {
   std::string format, codec, quality, progress, report;
   std::string stabilize, level;
   std::string crop, cropKeyframes, plot;
+  std::string alphaColour, alphaGradient, alphaImage, alphaFullHd, alphaDuration, alphaPause;
+  std::string alphaLoop, alphaLength, over;
   std::string verbose;
   bool json = false, noProxy = false, reverse = false, noReverse = false, quiet = false;
+  bool alphaPreset = false;
 };
 
 // What stands for the value of an option that is given without one.
@@ -63,9 +66,5 @@ struct CommandRow {
 };
 
 std::span<const CommandRow> CommandTable();
-
-// Options that are known but whose nodes do not exist yet.
-// `argument` with or without "=value".
-bool IsOptionNotBuilt(std::string_view argument);
 
 }  // namespace host

@@ -40,6 +40,27 @@ struct StabilizeOption {
   std::optional<int32_t> level;
 };
 
+// Colours 0xRRGGBB, degrees.
+struct GradientFill {
+  int32_t first = 0, second = 0;
+  double angle = 0;
+};
+
+// What makes a clip a preset alpha video; times in seconds.
+struct AlphaOptions {
+  bool preset = false;
+  std::optional<int32_t> colour;
+  std::optional<GradientFill> gradient;
+  std::string image;
+  std::string fullHd;
+  std::optional<double> duration, pause, length;
+  std::optional<int32_t> loop;
+  std::string over;
+
+  // The option that makes no sense without a preset; null when there is none.
+  const char* FirstGiven() const;
+};
+
 // How the clip's chain is built and set up.
 struct ChainOptions {
   std::vector<int32_t> nodes;  // NodeType ids from the source on; empty: what the rest needs
@@ -59,6 +80,7 @@ struct ChainOptions {
   std::optional<StabilizeOption> stabilize;
   std::optional<KivRectF> crop;  // fractions of the picture
   std::string cropKeyframes;
+  AlphaOptions alpha;
   // What the settings keep of the command line: key and text.
   std::vector<std::pair<std::wstring, std::string>> kept;
 };

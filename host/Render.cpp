@@ -86,8 +86,9 @@ KivComPtr<IKivFrame> RenderRun::PullNext(int32_t number) {
 void RenderRun::OpenOutput(IKivFrame& first) {
   size_ = SizeOf(first);
   if (options_.plan.kind == kiv::OutputKind::kDiscard) return;
-  const kiv::PictureSeries series{size_, clip_.Result().frameRate, clip_.SampleAspect(size_),
-                                  range_.start, sound_.file};
+  const kiv::PictureSeries series{
+      size_,       clip_.Result().frameRate, clip_.SampleAspect(size_), range_.start,
+      sound_.file, clip_.HasAlpha()};
   TellOfSound(options_, sound_);
   std::unique_ptr<kiv::Writer> writer;
   if (const auto error = kiv::OpenWriter(options_.plan, series, &cancelled_, &writer)) {

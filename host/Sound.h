@@ -9,6 +9,7 @@ namespace host {
 
 struct Sound {
   kiv::SoundFit fit;
+  std::string source;   // the file that has it
   std::string file;     // whose sound streams go into the output; empty: none do
   std::string leftOut;  // why some or all do not; empty when nothing is lost
 };

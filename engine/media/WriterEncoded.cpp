@@ -1,4 +1,4 @@
-// H.264, VP9 and FFV1 in their containers.
+// H.264, VP9, FFV1, ProRes and PNG in their containers.
 //
 // H.264 pictures with an odd side grow by one column or row, repeated from the edge: players handle
 // 4:2:0 more widely than 4:4:4. VP9 and FFV1 hold odd sizes as they are.
@@ -6,10 +6,12 @@
 #include <fmt/format.h>
 #include <libyuv/planar_functions.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 
 #include "engine/media/SoundCopy.h"
+#include "engine/media/WriterAlpha.h"
 #include "engine/media/WriterConvert.h"
 #include "engine/media/WriterEncoder.h"
 #include "engine/media/WriterFile.h"
@@ -19,6 +21,7 @@
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
+#include <libavutil/cpu.h>
 #include <libavutil/opt.h>
 }
 
@@ -30,6 +33,8 @@ constexpr int kBytesPerPixel = 4;
 // The 0..100 scale, spread over the useful part of each encoder's own.
 constexpr double kH264WorstCrf = 40, kH264BestCrf = 10;
 constexpr double kVp9WorstCrf = 60, kVp9BestCrf = 10;
+constexpr double kProResWorstScale = 24, kProResBestScale = 2;
+constexpr int kMostThreads = 16;  // the codec's own limit
 
 std::string CrfText(double worst, double best, int32_t quality) {
   return std::to_string(SaturateToInt32(worst + (best - worst) * quality / kQualityBest + 0.5));
@@ -41,6 +46,10 @@ const char* EncoderName(OutputCodec codec) {
       return "libvpx-vp9";
     case OutputCodec::kFfv1:
       return "ffv1";
+    case OutputCodec::kProRes:
+      return "prores_ks";
+    case OutputCodec::kPng:
+      return "png";
     default:
       return "libx264";
   }
@@ -65,6 +74,17 @@ void SetCodecOptions(AVCodecContext* context, const OutputPlan& plan) {
       av_opt_set_int(own, "cpu-used", 4, 0);
       av_opt_set_int(own, "row-mt", 1, 0);
       context->bit_rate = 0;
+      // With the frames that it hides it cannot keep the alpha layer's beside the pictures'.
+      if (context->pix_fmt == AV_PIX_FMT_YUVA420P) av_opt_set_int(own, "auto-alt-ref", 0, 0);
+      break;
+    case OutputCodec::kProRes:
+      context->thread_count = std::min(av_cpu_count(), kMostThreads);
+      context->flags |= AV_CODEC_FLAG_QSCALE;
+      context->global_quality =
+          FF_QP2LAMBDA * std::stoi(CrfText(kProResWorstScale, kProResBestScale, plan.quality));
+      av_opt_set(own, "profile", "4444", 0);
+      break;
+    case OutputCodec::kPng:
       break;
     case OutputCodec::kFfv1:
       context->level = 3;  // slices with checksums
@@ -78,6 +98,8 @@ void SetCodecOptions(AVCodecContext* context, const OutputPlan& plan) {
   }
 }
 
+bool IsRgb(AVPixelFormat format) { return format == AV_PIX_FMT_BGRA || format == AV_PIX_FMT_RGBA; }
+
 class EncodedWriter : public Writer {
  public:
   explicit EncodedWriter(const WriterSetup& setup) : setup_(setup), file_(setup.cancelled) {}
@@ -90,7 +112,12 @@ class EncodedWriter : public Writer {
   WriteError Finish() override;
 
  private:
-  bool IsBgra() const { return setup_.plan.codec == OutputCodec::kFfv1; }
+  // VP9 stores it as a layer that only these containers have room for.
+  bool KeepsAlphaLayer() const {
+    return setup_.series.hasAlpha && setup_.plan.codec == OutputCodec::kVp9 &&
+           setup_.plan.container != "mp4";
+  }
+  AVPixelFormat PixelFormat() const;
   WriteError OpenEncoder();
   WriteError OpenContainer();
   WriteError OpenIo();
@@ -104,6 +131,7 @@ class EncodedWriter : public Writer {
   WriteError Explain(int code) const;
   WriteError Because(const std::string& reason) const;
   void FillFrame(const uint8_t* bgra, AVFrame* frame);
+  static void FillBgra(const uint8_t* bgra, KivSize size, AVFrame* frame);
 
   WriterSetup setup_;
   WriterFile file_;
@@ -170,18 +198,33 @@ WriteError EncodedWriter::OpenContainer() {
   return std::nullopt;
 }
 
+AVPixelFormat EncodedWriter::PixelFormat() const {
+  switch (setup_.plan.codec) {
+    case OutputCodec::kFfv1:
+      return AV_PIX_FMT_BGRA;
+    case OutputCodec::kPng:
+      return AV_PIX_FMT_RGBA;
+    case OutputCodec::kProRes:
+      return setup_.series.hasAlpha ? AV_PIX_FMT_YUVA444P10 : AV_PIX_FMT_YUV444P10;
+    default:
+      return KeepsAlphaLayer() ? AV_PIX_FMT_YUVA420P : AV_PIX_FMT_YUV420P;
+  }
+}
+
 WriteError EncodedWriter::OpenEncoder() {
   const KivSize size = setup_.series.size;
-  if (Failed(converter_.Open(size, ChromaSampling::k420))) {
+  const auto transparent = KeepsAlphaLayer() ? WriterConvert::Transparent::kAsItIs
+                                             : WriterConvert::Transparent::kOverBlack;
+  if (Failed(converter_.Open(size, ChromaSampling::k420, transparent))) {
     return std::string("no memory for a picture");
   }
   const bool pads = setup_.plan.codec == OutputCodec::kH264;
   if (auto error =
           encoder_.Prepare(EncoderName(setup_.plan.codec), pads ? converter_.PaddedSize() : size,
-                           IsBgra() ? AV_PIX_FMT_BGRA : AV_PIX_FMT_YUV420P, setup_.series)) {
+                           PixelFormat(), setup_.series)) {
     return error;
   }
-  if (!IsBgra()) SetColourTags(encoder_.Context(), size);
+  if (!IsRgb(PixelFormat())) SetColourTags(encoder_.Context(), size);
   SetCodecOptions(encoder_.Context(), setup_.plan);
   if ((container_->oformat->flags & AVFMT_GLOBALHEADER) != 0) {
     encoder_.Context()->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
@@ -216,6 +259,7 @@ WriteError EncodedWriter::AddStream() {
   stream->avg_frame_rate = context->framerate;
   stream->r_frame_rate = context->framerate;
   stream->sample_aspect_ratio = context->sample_aspect_ratio;
+  if (KeepsAlphaLayer()) av_dict_set(&stream->metadata, "alpha_mode", "1", 0);
   return code < 0 ? Because(AvErrorText(code)) : std::nullopt;
 }
 
@@ -226,8 +270,21 @@ WriteError EncodedWriter::AddSound() {
 }
 
 void EncodedWriter::FillFrame(const uint8_t* bgra, AVFrame* frame) {
-  if (!IsBgra()) return converter_.Convert(bgra, frame);
   const KivSize size = setup_.series.size;
+  switch (setup_.plan.codec) {
+    case OutputCodec::kProRes:
+      return FillYuva444Ten(bgra, size, YuvFactorsOf(OutputMatrix(size)), frame);
+    case OutputCodec::kPng:
+      return FillRgba(bgra, size, frame);
+    case OutputCodec::kFfv1:
+      return FillBgra(bgra, size, frame);
+    default:
+      converter_.Convert(bgra, frame);
+      if (KeepsAlphaLayer()) FillAlphaPlane(bgra, size, frame);
+  }
+}
+
+void EncodedWriter::FillBgra(const uint8_t* bgra, KivSize size, AVFrame* frame) {
   libyuv::CopyPlane(bgra, size.width * kBytesPerPixel, frame->data[0], frame->linesize[0],
                     size.width * kBytesPerPixel, size.height);
 }

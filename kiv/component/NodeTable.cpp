@@ -4,6 +4,7 @@
 #include "kiv/VideoStab/KivVideoStabilizer.h"
 #include "kiv/cache/VideoFrameCache.h"
 #include "kiv/cache/VideoReverse.h"
+#include "kiv/effects/VideoAlphaVideo.h"
 #include "kiv/effects/VideoCrop.h"
 #include "kiv/speed/VideoShifter.h"
 #include "kiv/speed/VideoSlider.h"
@@ -11,6 +12,7 @@
 NodeTable ComponentNodes() {
   static constexpr NodeClass kNodes[] = {
       {NodeType::kSource, &MakeSource<CVideoStreamer>},
+      {NodeType::kAlphaVideo, &MakeNode<CVideoAlphaVideo>},
       {NodeType::kFrameCache, &MakeNode<CVideoFrameCache>},
       {NodeType::kStabilizer, &MakeNode<CKivVideoStabilizer>},
       {NodeType::kReverse, &MakeNode<CVideoReverse>},

@@ -188,6 +188,10 @@ inline constexpr KeyFact kKeys[] = {
     KIV_ALPHA_KEY(LoopCount, "integer", "frames",
                   "How many frames go round while it waits; 0 holds one."),
 
+    // What kivclip keeps of its own options.
+    {"Kivclip.OPTION", "", KeyBag::kClip, "string", "as typed", "kivclip", "kivclip",
+     "An option that no node keeps, by its name: fps, size, frames, chain, codec and the like."},
+
     // Files, filters.
     {"Codec::GPU::kGPUFirst", "", KeyBag::kCodec, "integer", "0 or 1", "stabilizer",
      "media factory", "0 decodes on the processor."},
