@@ -9,7 +9,7 @@ check_installed() {
   example=$(find "$prefix" -type d -path '*/examples/host')
 
   for library in libkiv libkiv_engine libkiv_values; do
-    readelf -d "$libraries/$library.so" | grep -q "SONAME.*\[$library.so.0\]" || { echo "$library has no version"; return 1; }
+    readelf -d "$libraries/$library.so" | grep "SONAME.*\[$library.so.0\]" >/dev/null || { echo "$library has no version"; return 1; }
   done
   check_exports "$libraries"
   check_headers "$prefix" "$pc"

@@ -15,7 +15,7 @@ depends=$(dpkg-deb -f "$package" Depends)
 for needed in libavcodec libc6 libstdc++6 libjsoncpp; do
   grep -q "$needed.*(>= " <<<"$depends" || { echo "the package does not depend on $needed: $depends"; exit 1; }
 done
-dpkg-deb --ctrl-tarfile "$package" | tar -xO ./postinst | grep -q ldconfig
+dpkg-deb --ctrl-tarfile "$package" | tar -xO ./postinst | grep ldconfig >/dev/null
 
 dpkg-deb -x "$package" "$work/root"
 outside=$(find "$work/root" ! -type d ! -path "$work/root/usr/*")
