@@ -1,4 +1,8 @@
-# Installation: libraries, headers under their path in the tree, the CMake package and pkg-config.
+# Installation: libraries, headers, the CMake package and pkg-config; and the way back.
+#
+# Every header lies below include/kiv: those of kiv/ under their own path, those of engine/ in
+# include/kiv/engine, so that nothing as common as "engine" appears beside other projects' headers.
+# Both are included by their path in the tree.
 include(CMakePackageConfigHelpers)
 
 set(KIV_EXPORTED kiv_values kiv_platform kiv_engine kiv_component)
@@ -12,9 +16,13 @@ foreach(target ${KIV_EXPORTED})
   else()
     install(TARGETS ${target} EXPORT kivTargets)
   endif()
-  target_include_directories(${target} INTERFACE $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+  target_include_directories(${target} INTERFACE
+    $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>
+    $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/kiv>)
 endforeach()
 install(TARGETS kivclip)
+# Loaded at run time from beside libkiv_engine.
+install(TARGETS kiv_tween LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 
 # The component's interfaces and the engine's entry headers for hosts.
 set(KIV_PUBLIC_HEADERS
@@ -25,6 +33,7 @@ set(KIV_PUBLIC_HEADERS
   engine/common/PropertiesJson.h engine/media/Writer.h)
 foreach(header ${KIV_PUBLIC_HEADERS})
   get_filename_component(folder ${header} DIRECTORY)
+  string(REGEX REPLACE "^engine/" "kiv/engine/" folder ${folder})
   install(FILES ${PROJECT_SOURCE_DIR}/${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/${folder})
 endforeach()
 
@@ -37,5 +46,21 @@ write_basic_package_version_file(${CMAKE_BINARY_DIR}/kivConfigVersion.cmake
 install(FILES ${CMAKE_BINARY_DIR}/kivConfig.cmake ${CMAKE_BINARY_DIR}/kivConfigVersion.cmake
   DESTINATION ${package_dir})
 
+# The file finds the prefix from where it lies, so a package or another --prefix needs no new one.
+file(RELATIVE_PATH KIV_PC_PREFIX
+  ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 configure_file(${PROJECT_SOURCE_DIR}/cmake/kiv.pc.in ${CMAKE_BINARY_DIR}/kiv.pc @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/kiv.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+install(FILES ${PROJECT_SOURCE_DIR}/README.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs
+  FILES_MATCHING PATTERN "*.md" PATTERN "*.png")
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/host/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples/host)
+
+# Takes away what the last installation from this build folder put there.
+add_custom_target(uninstall
+  COMMAND ${CMAKE_COMMAND}
+    -D KIV_MANIFEST=${CMAKE_BINARY_DIR}/install_manifest.txt
+    -P ${PROJECT_SOURCE_DIR}/cmake/KivUninstall.cmake
+  USES_TERMINAL)
+include(KivPackage)

@@ -99,18 +99,20 @@ KivRational OutputSampleAspect(const KivStreamInfo& info, KivSize size) {
 }
 
 Clip::Clip(const std::string& input, const ChainOptions& options)
-    : input_(OpenInput(input)),
+    : path_(input),
+      input_(OpenInput(input)),
       decoder_(MeteredDecoder::Make(input_.decoder)),
       kept_(options.kept),
       settings_(SettingsOf(options)),
       isPreset_(StoreAlpha(options, input_.info, settings_.Get())),
-      shown_(input_.info) {
+      shown_(input_.info),
+      stabilization_(StabilizationOf(options, settings_.Get())) {
   OpenFootage(options);
   PlanPlayback(options);
   inBetween_ = SetUpInterpolation(options.interpolation, playback_.speed);
   if (!options.proxy.empty()) CheckFile(options.proxy, "the proxy");
   if (options.memory) SetPictureMemory(*options.memory);
-  std::vector<int32_t> nodes = NodesFor(options, playback_, isPreset_);
+  std::vector<int32_t> nodes = NodesFor(options, playback_, stabilization_, isPreset_);
   if (options.nodes.empty() && Crop::IsWanted(options, settings_.Get())) {
     nodes.push_back(static_cast<int32_t>(NodeType::kCrop));
   }
@@ -173,6 +175,7 @@ void Clip::BuildChain(const std::vector<int32_t>& nodes) {
 
 void Clip::LoadSettings(const ChainOptions& options) {
   StorePlayback(playback_, settings_.Get());
+  if (options.stabilize) StoreStabilization(stabilization_, settings_.Get());
   if (!options.settings.empty() || isPreset_) process_->LoadSettings(settings_.Get());
   SetUpProxy(options);
 }
@@ -223,11 +226,22 @@ void Clip::SetUpNodes() {
   const InitialBags bags = MakeInitialBags(playback_, shown_, settings_.Get());
   if (isPreset_) bags.facts->SetRange(KivKey::Render::kRender_RangeFrameNumber, &renderRange_);
   bags.facts->SetInt(KivKey::Speed::kReverse_FrameCacheCount, CacheSpanFor(wholeSize_));
+  if (stabilization_.isOn) {
+    DescribeSource(path_, input_.info, bags.settings.Get(), bags.facts.Get());
+  }
   const HRESULT hr = tail->Initialize(bags.settings.Reference(), bags.facts.Reference());
   if (Failed(hr)) {
     FailRun("the chain cannot be initialized: result {:08x}", static_cast<uint32_t>(hr));
   }
   process_->SetCacheRange(&playback_.used);
+}
+
+void Clip::Stabilize(ProgressForm progress) {
+  if (!stabilization_.isOn) return;
+  KivComPtr<IKivStabExtendControl> control;
+  process_->GetStabExtendControl(control.Put());
+  if (!control) FailRun("the component cannot stabilize");
+  Analyse(*control, path_, input_.info.frameCount, progress);
 }
 
 int64_t Clip::SourceTimeOf(IKivFrame& frame) const {

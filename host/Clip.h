@@ -15,6 +15,7 @@
 #include "host/Options.h"
 #include "host/Overlay.h"
 #include "host/Playback.h"
+#include "host/Stabilization.h"
 #include "host/Timing.h"
 #include "kiv/chain/IKivRender.h"
 #include "kiv/component/IKivVideoStreamProcess.h"
@@ -57,6 +58,10 @@ class Clip {
   // The sample aspect that shows a pulled picture of `size` in the clip's own shape.
   KivRational SampleAspect(KivSize size) const;
 
+  // Measures the clip's motion unless its settings brought it, or it is not steadied.
+  void Stabilize(ProgressForm progress);
+  int32_t StabilizationLevel() const { return stabilization_.level; }
+
   // Shows what playing from the first frame shows there.
   void Seek(int32_t frame);
   void Advance() { Step(1); }
@@ -69,6 +74,8 @@ class Clip {
   int64_t SourceTimeOf(IKivFrame& frame) const;
 
   void SaveSettings(const std::string& path);
+  // As of the last save.
+  IKivProperties* Settings() const { return settings_.Get(); }
 
  private:
   void Step(int32_t count);
@@ -81,6 +88,7 @@ class Clip {
   void LoadSettings(const ChainOptions& options);
   void SetUpProxy(const ChainOptions& options);
 
+  const std::string path_;
   OpenedInput input_;
   KivComPtr<MeteredDecoder> decoder_;
   const KeptOptions kept_;
@@ -89,6 +97,7 @@ class Clip {
   KivStreamInfo shown_;  // the input's, as long as it is shown
   KivRange renderRange_;
   Playback playback_;
+  Stabilization stabilization_;
   ResultShape result_;
   InBetween inBetween_ = InBetween::kNotNeeded;
   KivComPtr<IKivVideoStreamProcessInternal> process_;

@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
+#include <filesystem>
 
 #include "host/HostError.h"
 #include "host/KeptOptions.h"
@@ -80,7 +81,6 @@ std::optional<std::string> GeneralText(const std::vector<std::string>& arguments
 }
 
 const CommandRow& FindCommand(const std::string& name) {
-  if (IsCommandNotBuilt(name)) FailUsage("the command {} is not built yet", name);
   const auto commands = CommandTable();
   const auto found = std::find_if(commands.begin(), commands.end(),
                                   [&](const CommandRow& row) { return row.name == name; });
@@ -88,16 +88,6 @@ const CommandRow& FindCommand(const std::string& name) {
     FailUsage("there is no command '{}': use one of {}", name, CommandNames());
   }
   return *found;
-}
-
-void RefuseWhatIsNotBuilt(const CommandRow& command, const std::vector<std::string>& arguments) {
-  if ((command.bit & kChainBits) == 0) return;
-  for (const std::string& argument : arguments) {
-    if (argument == "--") return;
-    if (IsOptionNotBuilt(argument)) {
-      FailUsage("the option {} is not built yet", argument.substr(0, argument.find('=')));
-    }
-  }
 }
 
 std::string FirstLine(const std::string& text) { return text.substr(0, text.find('\n')); }
@@ -185,6 +175,9 @@ ChainOptions ReadChainOptions(const OptionTexts& texts) {
     chain.reverseRange = ReadSpan("--reverse-range", texts.reverseRange);
   }
   if (!texts.memory.empty()) chain.memory = ReadMemory("--memory", texts.memory);
+  if (!texts.stabilize.empty()) {
+    chain.stabilize = ReadStabilize("--stabilize", texts.stabilize);
+  }
   chain.settings = texts.settings;
   chain.saveSettings = texts.saveSettings;
   ReadCrop(texts, &chain);
@@ -237,13 +230,26 @@ void ReadSheetOptions(const OptionTexts& texts, Options* options) {
   ReadSpanOptions(texts, options);
 }
 
-void ReadKeyframesOptions(const OptionTexts& texts, Options* options) {
+void ReadPlot(const OptionTexts& texts, Options* options) {
   options->plot = texts.plot;
   options->output = texts.plot;
-  if (!texts.at.empty()) options->atFrame = ReadFrame("--at", texts.at);
   OptionTexts picture;
   picture.output = texts.plot;
   if (!texts.plot.empty()) PlanThePicture(picture, options);
+}
+
+void ReadStabilizeOptions(const OptionTexts& texts, Options* options) {
+  ReadPlot(texts, options);
+  if (!texts.progress.empty()) options->progress = ReadProgress("--progress", texts.progress);
+  options->chain.stabilize.emplace();
+  if (!texts.level.empty()) options->chain.stabilize = ReadStabilize("--level", texts.level);
+  options->chain.saveSettings = texts.settings;
+  if (!std::filesystem::exists(texts.settings)) options->chain.settings.clear();
+}
+
+void ReadKeyframesOptions(const OptionTexts& texts, Options* options) {
+  ReadPlot(texts, options);
+  if (!texts.at.empty()) options->atFrame = ReadFrame("--at", texts.at);
 }
 
 Options Interpret(const CommandRow& command, const std::string& input, const OptionTexts& texts) {
@@ -267,6 +273,9 @@ Options Interpret(const CommandRow& command, const std::string& input, const Opt
   } else if (command.name == "verify") {
     options.command = Command::kVerify;
     ReadSpanOptions(texts, &options);
+  } else if (command.name == "stabilize") {
+    options.command = Command::kStabilize;
+    ReadStabilizeOptions(texts, &options);
   } else if (command.name == "keyframes") {
     options.command = Command::kKeyframes;
     ReadKeyframesOptions(texts, &options);
@@ -291,11 +300,11 @@ std::optional<Options> ReadCommandLine(const std::vector<std::string>& arguments
   }
   const CommandRow& command = FindCommand(name);
   const std::vector<std::string> rest(arguments.begin() + 1, arguments.end());
-  RefuseWhatIsNotBuilt(command, rest);
   std::string input;
   OptionTexts texts;
   if (Parse(command, rest, &input, &texts) == Parsed::kHelp) return std::nullopt;
-  if (texts.settings.empty()) return Interpret(command, input, texts);
+  const bool hasChain = (command.bit & kChainBits) != 0;
+  if (!hasChain || texts.settings.empty()) return Interpret(command, input, texts);
   FillFromSettings(ReadSettings(texts.settings).Get(), command, &texts);
   try {
     return Interpret(command, input, texts);

@@ -76,6 +76,16 @@ constexpr OptionRow kOptions[] = {
               "how long the result is, as long as the clip of --over or the preset if not given")),
     Kept(Text("--over", kChainBits, "CLIP", &OptionTexts::over,
               "lay the shape over this clip, at its size, rate and length")),
+    MayHaveValue(Text("--stabilize", kChainBits, "LEVEL", &OptionTexts::stabilize,
+                      "steady the picture, 10 if no level is given or stored; more is smoother, 0 "
+                      "turns it off"),
+                 kBareValue),
+    Text("--level", kStabilizeBit, "LEVEL", &OptionTexts::level,
+         "how strongly it will be steadied, 10 if not given or stored"),
+    Text("--plot", kStabilizeBit, "FILE.png", &OptionTexts::plot,
+         "draw the camera's path as it is and as it will be"),
+    Text("--settings", kStabilizeBit, "FILE.json", &OptionTexts::settings,
+         "the clip's settings, kept but for the motion data, or a new file", Presence::kRequired),
     Text("--plot", kKeyframesBit, "FILE.png", &OptionTexts::plot, "draw the curves"),
     Text("--at", kKeyframesBit, "N", &OptionTexts::at, "print the value at frame N"),
     Kept(Text("--chain", kChainBits, "LIST", &OptionTexts::chain,
@@ -92,7 +102,7 @@ constexpr OptionRow kOptions[] = {
               "h264, vp9, ffv1 or png (both lossless), or prores")),
     Kept(Text("--quality", kRenderBit, "N", &OptionTexts::quality,
               "0 (smallest file) to 100 (best picture), 70 if not given")),
-    Text("--progress", kSpanBits, "FORM", &OptionTexts::progress,
+    Text("--progress", kProgressBits, "FORM", &OptionTexts::progress,
          "json, bar or none; a bar on a terminal, else none, if not given"),
     Text("--report", kRenderBit, "FILE.json", &OptionTexts::report,
          "write what was done, and how long it took"),
@@ -110,6 +120,8 @@ constexpr CommandRow kCommands[] = {
      "frame clip.mp4 --at 42 -o frame.png"},
     {"sheet", kSheetBit, true, "Writes a contact sheet: every frame with its number and time",
      "sheet clip.mp4 -o sheet.png --reverse"},
+    {"stabilize", kStabilizeBit, true, "Measures how the camera moved, for --stabilize",
+     "stabilize clip.mp4 --settings clip.json --plot path.png"},
     {"verify", kVerifyBit, true,
      "Pulls every frame forward, backward and at random, and names those that differ",
      "verify clip.mp4 --fps 60"},
@@ -120,23 +132,10 @@ constexpr CommandRow kCommands[] = {
     {"unregister", kUnregisterBit, false, "Takes the component out of the registry", "unregister"},
 };
 
-constexpr std::string_view kCommandsNotBuilt[] = {"stabilize"};
-
-constexpr std::string_view kOptionsNotBuilt[] = {"--stabilize"};
-
 }  // namespace
 
 std::span<const OptionRow> OptionTable() { return kOptions; }
 
 std::span<const CommandRow> CommandTable() { return kCommands; }
-
-bool IsCommandNotBuilt(std::string_view name) {
-  return std::count(std::begin(kCommandsNotBuilt), std::end(kCommandsNotBuilt), name) > 0;
-}
-
-bool IsOptionNotBuilt(std::string_view argument) {
-  const std::string_view name = argument.substr(0, argument.find('='));
-  return std::count(std::begin(kOptionsNotBuilt), std::end(kOptionsNotBuilt), name) > 0;
-}
 
 }  // namespace host

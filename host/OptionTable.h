@@ -12,12 +12,14 @@ enum CommandBits : unsigned {
   kFrameBit = 2,
   kInfoBit = 4,
   kSheetBit = 8,
+  kStabilizeBit = 32,
   kKeyframesBit = 64,
   kVerifyBit = 128,
   kRegisterBit = 256,
   kUnregisterBit = 512,
   kChainBits = kRenderBit | kFrameBit | kSheetBit | kVerifyBit,
   kSpanBits = kRenderBit | kSheetBit | kVerifyBit,
+  kProgressBits = kSpanBits | kStabilizeBit,
   kEveryBit = ~0u,
 };
 
@@ -27,6 +29,7 @@ struct OptionTexts {
   std::string reverseRange, memory;
   std::string speed, fps, interpolation;
   std::string format, codec, quality, progress, report;
+  std::string stabilize, level;
   std::string crop, cropKeyframes, plot;
   std::string alphaColour, alphaGradient, alphaImage, alphaFullHd, alphaDuration, alphaPause;
   std::string alphaLoop, alphaLength, over;
@@ -34,6 +37,9 @@ struct OptionTexts {
   bool json = false, noProxy = false, reverse = false, noReverse = false, quiet = false;
   bool alphaPreset = false;
 };
+
+// What stands for the value of an option that is given without one.
+constexpr const char* kBareValue = "on";
 
 enum class Presence { kOptional, kRequired };
 
@@ -60,10 +66,5 @@ struct CommandRow {
 };
 
 std::span<const CommandRow> CommandTable();
-
-// Commands and options that are known but whose nodes do not exist yet.
-bool IsCommandNotBuilt(std::string_view name);
-// `argument` with or without "=value".
-bool IsOptionNotBuilt(std::string_view argument);
 
 }  // namespace host

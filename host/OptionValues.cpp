@@ -7,7 +7,9 @@
 
 #include "host/HostError.h"
 #include "host/KeyframeFile.h"
+#include "host/OptionTable.h"
 #include "kiv/chain/NodeTypes.h"
+#include "kiv/platform/Stabilizer.h"
 
 namespace host {
 namespace {
@@ -245,6 +247,13 @@ LogLevel ReadLogLevel(std::string_view option, std::string_view text) {
   if (text == "filter") return LogLevel::kFilter;
   if (text == "creation") return LogLevel::kCreation;
   FailUsage("{} {}: expected failure, filter or creation", option, text);
+}
+
+StabilizeOption ReadStabilize(std::string_view option, std::string_view text) {
+  if (text == kBareValue) return {};
+  const auto level = ReadDigits<int32_t>(text);
+  if (level && *level <= kStabLevelMax) return {*level};
+  FailUsage("{} {}: expected a level from 0 to {}", option, text, kStabLevelMax);
 }
 
 ProgressForm ReadProgress(std::string_view option, std::string_view text) {

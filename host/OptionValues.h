@@ -30,6 +30,7 @@ int32_t ReadIndex(std::string_view option, std::string_view text);              
 int64_t ReadMemory(std::string_view option, std::string_view text);
 std::vector<int32_t> ReadChain(std::string_view option, std::string_view text);  // source,crop
 LogLevel ReadLogLevel(std::string_view option, std::string_view text);           // filter
+StabilizeOption ReadStabilize(std::string_view option, std::string_view text);   // 10, on
 ProgressForm ReadProgress(std::string_view option, std::string_view text);
 
 }  // namespace host

@@ -13,7 +13,17 @@
 
 namespace host {
 
-enum class Command { kRender, kInfo, kFrame, kSheet, kKeyframes, kVerify, kRegister, kUnregister };
+enum class Command {
+  kRender,
+  kInfo,
+  kFrame,
+  kSheet,
+  kStabilize,
+  kKeyframes,
+  kVerify,
+  kRegister,
+  kUnregister
+};
 enum class ProgressForm { kAutomatic, kNone, kBar, kJson };
 
 // Both included; without an end it runs to the last frame.
@@ -46,6 +56,11 @@ struct AlphaOptions {
   const char* FirstGiven() const;
 };
 
+// Steadies the clip; without a level, at the one that its settings hold. Level 0 turns it off.
+struct StabilizeOption {
+  std::optional<int32_t> level;
+};
+
 // How the clip's chain is built and set up.
 struct ChainOptions {
   std::vector<int32_t> nodes;  // NodeType ids from the source on; empty: what the rest needs
@@ -62,7 +77,8 @@ struct ChainOptions {
   std::string settings;
   std::string saveSettings;
   std::optional<int64_t> memory;  // bytes for decoded pictures
-  std::optional<KivRectF> crop;   // fractions of the picture
+  std::optional<StabilizeOption> stabilize;
+  std::optional<KivRectF> crop;  // fractions of the picture
   std::string cropKeyframes;
   AlphaOptions alpha;
   // What the settings keep of the command line: key and text.
@@ -77,7 +93,7 @@ struct Options {
   ChainOptions chain;
   FrameSpan frames;
   int32_t at = 0;
-  std::string plot;                // keyframes
+  std::string plot;                // keyframes, stabilize
   std::optional<int32_t> atFrame;  // keyframes
   bool json = false;
   ProgressForm progress = ProgressForm::kAutomatic;

@@ -140,6 +140,7 @@ RenderReport RenderRun::Report() const {
 void RunOver(const Options& options, KivRange (*resolve)(const Options&, int32_t)) {
   RefuseWritingOverTheInput(options);
   RenderRun run(options, resolve);
+  run.TheClip().Stabilize(options.progress);
   run.Run();
   if (!options.report.empty()) WriteTextFile(options.report, ReportText(run.Report()));
   if (!options.chain.saveSettings.empty()) run.TheClip().SaveSettings(options.chain.saveSettings);

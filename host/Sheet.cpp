@@ -111,6 +111,7 @@ void RunSheet(const Options& options) {
   RefuseWritingOverTheInput(options);
   Clip clip(options.input, options.chain);
   const KivRange range = ResolveFrames(options.frames, "--frames", clip.Result().frameCount);
+  clip.Stabilize(options.progress);
   clip.Seek(range.start);
   KivComPtr<IKivFrame> frame = clip.Pull();
   const Layout layout =

@@ -25,6 +25,8 @@ void RunCommand(const host::Options& options) {
       return host::RunFrame(options);
     case host::Command::kSheet:
       return host::RunSheet(options);
+    case host::Command::kStabilize:
+      return host::RunStabilize(options);
     case host::Command::kKeyframes:
       return host::RunKeyframes(options);
     case host::Command::kVerify:

@@ -14,7 +14,7 @@
 namespace kiv {
 
 // 8-bit brightness with a margin around it that repeats the edge, so that windows may hang over.
-class LumaPlane {
+class KIV_ENGINE_API LumaPlane {
  public:
   static constexpr int kMargin = 32;
 
@@ -36,13 +36,15 @@ class LumaPlane {
 };
 
 // The brightness of `width` pixels.
-void LumaRow(const uint8_t* bgra, size_t width, uint8_t* out);
+KIV_ENGINE_API void LumaRow(const uint8_t* bgra, size_t width, uint8_t* out);
 // The mean brightness of 2 x 2 pixels; writes `width` of them from two rows of twice as many.
-void HalvedLumaRow(const uint8_t* upper, const uint8_t* lower, size_t width, uint8_t* out);
+KIV_ENGINE_API void HalvedLumaRow(const uint8_t* upper, const uint8_t* lower, size_t width,
+                                  uint8_t* out);
 // The same from rows of brightness.
-void HalvedRow(const uint8_t* upper, const uint8_t* lower, size_t width, uint8_t* out);
+KIV_ENGINE_API void HalvedRow(const uint8_t* upper, const uint8_t* lower, size_t width,
+                              uint8_t* out);
 
 // Half of `plane` on each side, rounded down, margin included.
-void HalvePlane(const LumaPlane& plane, LumaPlane* half);
+KIV_ENGINE_API void HalvePlane(const LumaPlane& plane, LumaPlane* half);
 
 }  // namespace kiv

@@ -11,7 +11,7 @@
 
 namespace kiv {
 
-class LumaPyramid {
+class KIV_ENGINE_API LumaPyramid {
  public:
   // `bgra` holds straight rows.
   void Build(const uint8_t* bgra, const KivSize& size);

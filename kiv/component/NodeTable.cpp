@@ -1,6 +1,7 @@
 #include "kiv/component/NodeTable.h"
 
 #include "kiv/StreamCommon/VideoStreamer.h"
+#include "kiv/VideoStab/KivVideoStabilizer.h"
 #include "kiv/cache/VideoFrameCache.h"
 #include "kiv/cache/VideoReverse.h"
 #include "kiv/effects/VideoAlphaVideo.h"
@@ -13,6 +14,7 @@ NodeTable ComponentNodes() {
       {NodeType::kSource, &MakeSource<CVideoStreamer>},
       {NodeType::kAlphaVideo, &MakeNode<CVideoAlphaVideo>},
       {NodeType::kFrameCache, &MakeNode<CVideoFrameCache>},
+      {NodeType::kStabilizer, &MakeNode<CKivVideoStabilizer>},
       {NodeType::kReverse, &MakeNode<CVideoReverse>},
       {NodeType::kCrop, &MakeNode<CVideoCrop>},
       {NodeType::kFrameRate, &MakeNode<CVideoSlider>},

@@ -93,7 +93,7 @@ constexpr std::pair<const char*, const char*> kUsage[] = {
     {"sheet @clip.mkv -o @x_%d.png", "without %"},
     {"frame @clip.mkv --at 1 -o @x.mp4", ".png"},
     {"render @clip.mkv -o @clip.mkv", "input itself"},
-    {"stabilize @clip.mkv", "stabilize is not built yet"},
+    {"stabilize @clip.mkv", "--settings is required"},
     {"verify @clip.mkv --frames 5:20", "frames 0 to 19"},
     {"render @clip.mkv -o @x.mp4 --reverse --no-reverse", "exclude"},
     {"render @clip.mkv -o @x.mp4 --verbose=all", "failure, filter or creation"},
@@ -121,8 +121,6 @@ constexpr std::pair<const char*, const char*> kFailures[] = {
     {"render @clip.mkv -o @x.mp4 --settings @text.json", "text.json"},
 };
 
-constexpr const char* kOptionsNotBuilt[] = {"--stabilize", "--stabilize=2"};
-
 TEST_F(Refused, WithItsStatusAndOneLine) {
   for (const auto& [line, says] : kUsage) Expect(2, line, says);
   for (const auto& [line, says] : kFailures) Expect(1, line, says);
@@ -130,8 +128,6 @@ TEST_F(Refused, WithItsStatusAndOneLine) {
     Expect(2, "render @clip.mkv -o null --alpha-preset " + (option + std::string(260, 'x')),
            "more than 259 characters");
   }
-  const std::string renders = "render @clip.mkv -o @x.mp4 ";
-  for (const char* option : kOptionsNotBuilt) Expect(2, renders + option, " is not built yet");
 }
 
 TEST_F(Refused, NeverTheQuestionForHelp) {

@@ -1,0 +1,148 @@
+#include "engine/tween/FlowSearch.h"
+
+#include <cmath>
+
+#include "engine/tween/PatchAt.h"
+
+namespace kiv::tween {
+namespace {
+
+// What a pixel of disagreement with the expected motion costs, as much as this difference on all
+// pixels of a window.
+constexpr float kCodesPerPixel = 1.0F;
+constexpr float kRoughness = kPatchPixels * 16 * 16 * kCodesPerPixel * kCodesPerPixel;
+// Keeps windows without slopes in place.
+constexpr float kLeastSlope = kPatchPixels * 8.0F;
+constexpr int kSteps = 3;
+constexpr float kLongestStep = 4;
+constexpr float kSmallestStep = 1.0F / 32;
+
+float WithoutBrightness(const PatchSums& sums) {
+  const auto d = static_cast<float>(sums.d);
+  return static_cast<float>(sums.dd) - d * d / kPatchPixels;
+}
+
+}  // namespace
+
+struct FlowSearch::Level {
+  const LumaPlane& from;
+  const LumaPlane& to;
+  FlowGrid& grid;
+};
+
+namespace {
+
+// One node's search.
+class NodeSearch {
+ public:
+  NodeSearch(const LumaPlane& from, const LumaPlane& to, int i, int j, const Motion& expected)
+      : to_(to),
+        x_(static_cast<float>(CornerOf(i))),
+        y_(static_cast<float>(CornerOf(j))),
+        expected_(expected) {
+    const PatchPlace place = PatchAt(from, x_, y_);
+    MakeSearchPatch(place.corner, place.stride, &patch_);
+    SetUpSlopes();
+  }
+
+  // True when it is the best so far.
+  bool Try(const Motion& motion) {
+    const PatchSums sums = Compare(patch_, PatchAt(to_, x_ + motion.x, y_ + motion.y));
+    const float cost = WithoutBrightness(sums) + kRoughness * Penalty(motion);
+    if (tried_ && cost >= best_.cost) return false;
+    tried_ = true;
+    best_ = {motion, cost};
+    sums_ = sums;
+    return true;
+  }
+
+  void Follow() {
+    const Motion start = best_.motion;
+    for (int step = 0; step < kSteps; ++step) {
+      const Motion move = Step();
+      if (SquareOf(move) < kSmallestStep * kSmallestStep) return;
+      const Motion next = best_.motion + move;
+      if (SquareOf(next - start) > kLongestStep * kLongestStep || !Try(next)) return;
+    }
+  }
+
+  const FlowNode& Best() const { return best_; }
+
+ private:
+  float Penalty(const Motion& motion) const { return std::min(SquareOf(motion - expected_), 4.0F); }
+
+  // Of the window's brightness per pixel, less its mean, in sixteenths of a code.
+  void SetUpSlopes() {
+    const auto x = static_cast<float>(patch_.sumX), y = static_cast<float>(patch_.sumY);
+    xx_ = static_cast<float>(patch_.xx) - x * x / kPatchPixels + kLeastSlope;
+    xy_ = static_cast<float>(patch_.xy) - x * y / kPatchPixels;
+    yy_ = static_cast<float>(patch_.yy) - y * y / kPatchPixels + kLeastSlope;
+    // A slope of 1 here is one of 8 in sixteenths of a code per pixel.
+    scale_ = 1.0F / (8 * (xx_ * yy_ - xy_ * xy_));
+  }
+
+  Motion Step() const {
+    const float mean = static_cast<float>(sums_.d) / kPatchPixels;
+    const float dx = static_cast<float>(sums_.dx) - mean * static_cast<float>(patch_.sumX);
+    const float dy = static_cast<float>(sums_.dy) - mean * static_cast<float>(patch_.sumY);
+    return {-(yy_ * dx - xy_ * dy) * scale_, -(xx_ * dy - xy_ * dx) * scale_};
+  }
+
+  const LumaPlane& to_;
+  const float x_, y_;
+  const Motion expected_;
+  SearchPatch patch_;
+  float xx_ = 0, xy_ = 0, yy_ = 0, scale_ = 0;
+  FlowNode best_;
+  PatchSums sums_{};
+  bool tried_ = false;
+};
+
+}  // namespace
+
+void FlowSearch::Run(const LumaPyramid& from, const LumaPyramid& to) {
+  levels_.resize(static_cast<size_t>(from.LevelCount()));
+  const FlowGrid* coarser = nullptr;
+  for (int i = from.LevelCount() - 1; i >= 0; --i) {
+    FlowGrid& grid = levels_[static_cast<size_t>(i)];
+    const Level level{from.Level(i), to.Level(i), grid};
+    Start(level, coarser);
+    Sweep(level, 1);
+    Sweep(level, -1);
+    coarser = &grid;
+  }
+}
+
+void FlowSearch::Start(const Level& level, const FlowGrid* coarser) {
+  level.grid.Resize(level.from.Size());
+  if (!coarser) return level.grid.Fill({});
+  for (int j = 0; j < level.grid.Height(); ++j) {
+    for (int i = 0; i < level.grid.Width(); ++i) {
+      level.grid.At(i, j) = {coarser->Near(i / 2, j / 2).motion * 2, -1};
+    }
+  }
+}
+
+void FlowSearch::Sweep(const Level& level, int direction) {
+  FlowGrid& grid = level.grid;
+  const int width = grid.Width(), height = grid.Height();
+  for (int row = 0; row < height; ++row) {
+    const int j = direction > 0 ? row : height - 1 - row;
+    for (int column = 0; column < width; ++column) {
+      const int i = direction > 0 ? column : width - 1 - column;
+      const Motion across = grid.Near(i - direction, j).motion;
+      const Motion down = grid.Near(i, j - direction).motion;
+      const Motion own = grid.At(i, j).motion;
+      NodeSearch search(level.from, level.to, i, j, (across + down) * 0.5F);
+      search.Try(own);
+      for (const Motion& other : {across, down, Motion{}}) {
+        constexpr float kSame = 1.0F / 64;
+        if (SquareOf(other - search.Best().motion) > kSame) search.Try(other);
+      }
+      search.Follow();
+      grid.At(i, j) = search.Best();
+    }
+  }
+}
+
+}  // namespace kiv::tween

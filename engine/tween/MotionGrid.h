@@ -1,0 +1,61 @@
+// Motion as a grid of vectors, one for each square of kNodeStep pixels of a brightness plane.
+//
+// Units:    pixels of that plane.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "kiv/values/ValueTypes.h"
+
+namespace kiv::tween {
+
+constexpr int kNodeStep = 4;
+
+struct Motion {
+  float x = 0, y = 0;
+};
+inline Motion operator+(const Motion& a, const Motion& b) { return {a.x + b.x, a.y + b.y}; }
+inline Motion operator-(const Motion& a, const Motion& b) { return {a.x - b.x, a.y - b.y}; }
+inline Motion operator*(const Motion& a, float by) { return {a.x * by, a.y * by}; }
+inline float SquareOf(const Motion& a) { return a.x * a.x + a.y * a.y; }
+
+template <typename Node>
+class NodeGrid {
+ public:
+  // For a plane of this size. The content is unspecified unless it had this size before.
+  void Resize(const KivSize& plane) {
+    width_ = std::max((plane.width + kNodeStep - 1) / kNodeStep, 1);
+    height_ = std::max((plane.height + kNodeStep - 1) / kNodeStep, 1);
+    nodes_.resize(static_cast<size_t>(width_) * static_cast<size_t>(height_));
+  }
+  void Fill(const Node& value) { std::fill(nodes_.begin(), nodes_.end(), value); }
+
+  int Width() const { return width_; }
+  int Height() const { return height_; }
+  Node& At(int x, int y) { return nodes_[Index(x, y)]; }
+  const Node& At(int x, int y) const { return nodes_[Index(x, y)]; }
+  // The nearest node inside.
+  const Node& Near(int x, int y) const {
+    return At(std::clamp(x, 0, width_ - 1), std::clamp(y, 0, height_ - 1));
+  }
+
+ private:
+  size_t Index(int x, int y) const {
+    return static_cast<size_t>(y) * static_cast<size_t>(width_) + static_cast<size_t>(x);
+  }
+  int width_ = 0, height_ = 0;
+  std::vector<Node> nodes_;
+};
+
+// Where a window around (x, y) of one picture is found in another, and how badly it fits: the sum of
+// squared differences in sixteenths of a code, less what a change of brightness explains.
+struct FlowNode {
+  Motion motion;
+  float cost = 0;
+};
+using FlowGrid = NodeGrid<FlowNode>;
+
+}  // namespace kiv::tween

@@ -1,0 +1,230 @@
+#include "engine/tween/PatchKernel.h"
+
+#include <algorithm>
+
+// Compiles this file once for every instruction set; the best one is chosen at run time.
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "engine/tween/PatchKernel.cpp"
+#include <hwy/foreach_target.h>  // NOLINT
+#include <hwy/highway.h>
+
+HWY_BEFORE_NAMESPACE();
+namespace kiv::tween::HWY_NAMESPACE {
+
+// Eight 16-bit lanes, a window's row. Without vectors a plain array stands for them.
+#if HWY_TARGET != HWY_SCALAR
+namespace hn = hwy::HWY_NAMESPACE;
+using Lanes = hn::FixedTag<int16_t, kPatchSide>;
+using Row = hn::Vec<Lanes>;
+
+HWY_INLINE Row LoadCodes(const uint8_t* from) {
+  const hn::Rebind<uint8_t, Lanes> codes;
+  return hn::PromoteTo(Lanes(), hn::LoadU(codes, from));
+}
+HWY_INLINE Row LoadRow(const int16_t* from) { return hn::LoadU(Lanes(), from); }
+HWY_INLINE void StoreRow(Row row, int16_t* to) { hn::StoreU(row, Lanes(), to); }
+HWY_INLINE Row Filled(int value) { return hn::Set(Lanes(), static_cast<int16_t>(value)); }
+HWY_INLINE Row Plus(Row a, Row b) { return hn::Add(a, b); }
+HWY_INLINE Row Minus(Row a, Row b) { return hn::Sub(a, b); }
+HWY_INLINE Row Times(Row a, Row b) { return hn::Mul(a, b); }
+HWY_INLINE Row Sixteenth(Row a) {  // of a value without sign
+  const hn::FixedTag<uint16_t, kPatchSide> d;
+  return hn::BitCast(Lanes(), hn::ShiftRight<4>(hn::BitCast(d, a)));
+}
+HWY_INLINE Row Half(Row a) { return hn::ShiftRight<1>(a); }
+HWY_INLINE Row Sixteenfold(Row a) { return hn::ShiftLeft<4>(a); }
+
+class Sum {
+ public:
+  // One that is left to the compiler does not count as part of the target.
+  HWY_INLINE Sum() : low_(hn::Zero(Wide())), high_(hn::Zero(Wide())) {}
+  HWY_INLINE void Add(Row a, Row b) {
+    low_ = hn::ReorderWidenMulAccumulate(Wide(), a, b, low_, high_);
+  }
+  HWY_INLINE int32_t Total() const {
+    return hn::GetLane(hn::SumOfLanes(Wide(), hn::Add(low_, high_)));
+  }
+
+ private:
+  using Wide = hn::FixedTag<int32_t, kPatchSide / 2>;
+  hn::Vec<Wide> low_, high_;
+};
+#else
+struct Row {
+  int16_t v[kPatchSide];
+};
+
+template <class Function>
+Row Each(Function value) {
+  Row row;
+  for (int i = 0; i < kPatchSide; ++i) row.v[i] = static_cast<int16_t>(value(i));
+  return row;
+}
+Row LoadCodes(const uint8_t* from) {
+  return Each([&](int i) { return from[i]; });
+}
+Row LoadRow(const int16_t* from) {
+  return Each([&](int i) { return from[i]; });
+}
+void StoreRow(const Row& row, int16_t* to) { std::copy_n(row.v, kPatchSide, to); }
+Row Filled(int value) {
+  return Each([&](int) { return value; });
+}
+Row Plus(const Row& a, const Row& b) {
+  return Each([&](int i) { return a.v[i] + b.v[i]; });
+}
+Row Minus(const Row& a, const Row& b) {
+  return Each([&](int i) { return a.v[i] - b.v[i]; });
+}
+Row Times(const Row& a, const Row& b) {
+  return Each([&](int i) { return a.v[i] * b.v[i]; });
+}
+Row Sixteenth(const Row& a) {
+  return Each([&](int i) { return static_cast<uint16_t>(a.v[i]) >> 4; });
+}
+Row Half(const Row& a) {
+  return Each([&](int i) { return a.v[i] >> 1; });
+}
+Row Sixteenfold(const Row& a) {
+  return Each([&](int i) { return a.v[i] * 16; });
+}
+
+class Sum {
+ public:
+  void Add(const Row& a, const Row& b) {
+    for (int i = 0; i < kPatchSide; ++i) total_ += a.v[i] * b.v[i];
+  }
+  int32_t Total() const { return total_; }
+
+ private:
+  int32_t total_ = 0;
+};
+#endif
+
+// Rows of a window between pixels, one after the other.
+class Sampler {
+ public:
+  HWY_INLINE explicit Sampler(const PatchPlace& place)
+      : next_(place.corner),
+        stride_(place.stride),
+        w00_(Filled((16 - place.fractionX) * (16 - place.fractionY))),
+        w01_(Filled(place.fractionX * (16 - place.fractionY))),
+        w10_(Filled((16 - place.fractionX) * place.fractionY)),
+        w11_(Filled(place.fractionX * place.fractionY)),
+        left_(LoadCodes(next_)),
+        right_(LoadCodes(next_ + 1)) {}
+
+  HWY_INLINE Row Next() {
+    next_ += stride_;
+    const Row left = LoadCodes(next_), right = LoadCodes(next_ + 1);
+    const Row sum = Plus(Plus(Times(left_, w00_), Times(right_, w01_)),
+                         Plus(Times(left, w10_), Times(right, w11_)));
+    left_ = left;
+    right_ = right;
+    return Sixteenth(sum);
+  }
+
+ private:
+  const uint8_t* next_;
+  const ptrdiff_t stride_;
+  const Row w00_, w01_, w10_, w11_;
+  Row left_, right_;
+};
+
+void MakeSearchPatchImpl(const uint8_t* corner, ptrdiff_t stride, SearchPatch* made) {
+  Sum sumX, sumY, xx, xy, yy;
+  const Row one = Filled(1);
+  for (int y = 0; y < kPatchSide; ++y) {
+    const uint8_t* const row = corner + y * stride;
+    const Row x = Minus(LoadCodes(row + 1), LoadCodes(row - 1));
+    const Row down = Minus(LoadCodes(row + stride), LoadCodes(row - stride));
+    StoreRow(Sixteenfold(LoadCodes(row)), made->value + y * kPatchSide);
+    StoreRow(x, made->slopeX + y * kPatchSide);
+    StoreRow(down, made->slopeY + y * kPatchSide);
+    sumX.Add(x, one);
+    sumY.Add(down, one);
+    xx.Add(x, x);
+    xy.Add(x, down);
+    yy.Add(down, down);
+  }
+  made->sumX = sumX.Total();
+  made->sumY = sumY.Total();
+  made->xx = xx.Total();
+  made->xy = xy.Total();
+  made->yy = yy.Total();
+}
+
+PatchSums CompareImpl(const SearchPatch& wanted, const PatchPlace& place) {
+  Sampler sampler(place);
+  Sum d, dd, dx, dy;
+  const Row one = Filled(1);
+  for (int y = 0; y < kPatchSide; ++y) {
+    const Row difference = Minus(sampler.Next(), LoadRow(wanted.value + y * kPatchSide));
+    d.Add(difference, one);
+    dd.Add(difference, difference);
+    dx.Add(difference, LoadRow(wanted.slopeX + y * kPatchSide));
+    dy.Add(difference, LoadRow(wanted.slopeY + y * kPatchSide));
+  }
+  return {d.Total(), dd.Total(), dx.Total(), dy.Total()};
+}
+
+PairSums ComparePairImpl(const PatchPlace& first, const PatchPlace& second) {
+  constexpr int kWide = kPatchSide + 2;
+  Sampler a(first), b(second);
+  // Repeats its edge on all sides, which makes the slopes there half as steep.
+  alignas(16) int16_t mean[kWide * (kPatchSide + 2)];
+  alignas(16) int16_t differences[kPatchPixels];
+  Sum d, dd;
+  const Row one = Filled(1);
+  for (int y = 0; y < kPatchSide; ++y) {
+    const Row p = a.Next(), q = b.Next();
+    const Row difference = Minus(p, q);
+    d.Add(difference, one);
+    dd.Add(difference, difference);
+    StoreRow(difference, differences + y * kPatchSide);
+    int16_t* const row = mean + (y + 1) * kWide;
+    StoreRow(Sixteenth(Half(Plus(p, q))), row + 1);
+    row[0] = row[1];
+    row[kWide - 1] = row[kPatchSide];
+  }
+  std::copy_n(mean + kWide, kWide, mean);
+  std::copy_n(mean + kPatchSide * kWide, kWide, mean + (kPatchSide + 1) * kWide);
+  Sum dx, dy, xx, xy, yy;
+  for (int y = 0; y < kPatchSide; ++y) {
+    const int16_t* const row = mean + (y + 1) * kWide + 1;
+    const Row x = Minus(LoadRow(row + 1), LoadRow(row - 1));
+    const Row down = Minus(LoadRow(row + kWide), LoadRow(row - kWide));
+    const Row difference = LoadRow(differences + y * kPatchSide);
+    dx.Add(difference, x);
+    dy.Add(difference, down);
+    xx.Add(x, x);
+    xy.Add(x, down);
+    yy.Add(down, down);
+  }
+  return {d.Total(), dd.Total(), dx.Total(), dy.Total(), xx.Total(), xy.Total(), yy.Total()};
+}
+
+}  // namespace kiv::tween::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace kiv::tween {
+
+HWY_EXPORT(MakeSearchPatchImpl);
+HWY_EXPORT(CompareImpl);
+HWY_EXPORT(ComparePairImpl);
+
+void MakeSearchPatch(const uint8_t* corner, ptrdiff_t stride, SearchPatch* made) {
+  HWY_DYNAMIC_DISPATCH(MakeSearchPatchImpl)(corner, stride, made);
+}
+
+PatchSums Compare(const SearchPatch& wanted, const PatchPlace& place) {
+  return HWY_DYNAMIC_DISPATCH(CompareImpl)(wanted, place);
+}
+
+PairSums ComparePair(const PatchPlace& first, const PatchPlace& second) {
+  return HWY_DYNAMIC_DISPATCH(ComparePairImpl)(first, second);
+}
+
+}  // namespace kiv::tween
+#endif  // HWY_ONCE
