@@ -9,8 +9,8 @@
 
 namespace host {
 
-// Nothing when help or the version was asked for and written to standard output. A wrong command
-// line, and what is not built yet, throw a usage error.
+// Nothing when help or the version was asked for and written to standard output. A wrong
+// command line throws a usage error.
 std::optional<Options> ReadCommandLine(const std::vector<std::string>& arguments);
 
 }  // namespace host
