@@ -1,4 +1,8 @@
-# Installation: libraries, headers under their path in the tree, the CMake package and pkg-config.
+# Installation: libraries, headers, the CMake package and pkg-config; and the way back.
+#
+# Every header lies below include/kiv: those of kiv/ under their own path, those of engine/ in
+# include/kiv/engine, so that nothing as common as "engine" appears beside other projects' headers.
+# Both are included by their path in the tree.
 include(CMakePackageConfigHelpers)
 
 set(KIV_EXPORTED kiv_values kiv_platform kiv_engine kiv_component)
@@ -12,7 +16,9 @@ foreach(target ${KIV_EXPORTED})
   else()
     install(TARGETS ${target} EXPORT kivTargets)
   endif()
-  target_include_directories(${target} INTERFACE $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+  target_include_directories(${target} INTERFACE
+    $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>
+    $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/kiv>)
 endforeach()
 install(TARGETS kivclip)
 # Loaded at run time from beside libkiv_engine.
@@ -23,10 +29,12 @@ set(KIV_PUBLIC_HEADERS
   kiv/chain/CommandIds.h kiv/chain/IKivRender.h kiv/chain/IKivSourceBase.h kiv/chain/NodeTypes.h
   kiv/component/EntryPoints.h kiv/component/IKivVideoStreamProcess.h
   kiv/values/keyframes/IKivKeyFrameParam.h
+  kiv/VideoStab/IKivStabExtendControl.h kiv/VideoStab/StabSettings.h
   engine/logger/Logger.h engine/common/PathService.h engine/common/ClassRegistry.h
   engine/common/PropertiesJson.h engine/media/Writer.h)
 foreach(header ${KIV_PUBLIC_HEADERS})
   get_filename_component(folder ${header} DIRECTORY)
+  string(REGEX REPLACE "^engine/" "kiv/engine/" folder ${folder})
   install(FILES ${PROJECT_SOURCE_DIR}/${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/${folder})
 endforeach()
 
@@ -39,5 +47,25 @@ write_basic_package_version_file(${CMAKE_BINARY_DIR}/kivConfigVersion.cmake
 install(FILES ${CMAKE_BINARY_DIR}/kivConfig.cmake ${CMAKE_BINARY_DIR}/kivConfigVersion.cmake
   DESTINATION ${package_dir})
 
+# The file finds the prefix from where it lies, so a package or another --prefix needs no new one.
+file(RELATIVE_PATH KIV_PC_PREFIX
+  ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 configure_file(${PROJECT_SOURCE_DIR}/cmake/kiv.pc.in ${CMAKE_BINARY_DIR}/kiv.pc @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/kiv.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+install(FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/ARCHITECTURE.md
+  DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs
+  FILES_MATCHING PATTERN "*.md" PATTERN "*.png" PATTERN reference EXCLUDE)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/host/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples/host)
+
+# All that is installed, without tests and benchmarks.
+add_custom_target(product DEPENDS ${KIV_EXPORTED} kivclip kivclip_reference kiv_tween)
+
+# Takes away what the last installation from this build folder put there.
+add_custom_target(uninstall
+  COMMAND ${CMAKE_COMMAND}
+    -D KIV_MANIFEST=${CMAKE_BINARY_DIR}/install_manifest.txt
+    -P ${PROJECT_SOURCE_DIR}/cmake/KivUninstall.cmake
+  USES_TERMINAL)
+include(KivPackage)

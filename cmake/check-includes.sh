@@ -26,7 +26,7 @@ awk '
     allow("^engine/common/", "kiv/(values|platform)/|engine/common/")
     allow("^engine/(media|filters|motion|tween|tasks|logger)/", "kiv/(values|platform)/|engine/")
     allow("^engine/", "kiv/(values|platform)/|engine/")
-    allow("^host/", "kiv/(values|platform)/|kiv/(chain|component)/(IKiv[A-Za-z]*|CommandIds|NodeTypes|EntryPoints)[.]h|engine/|host/")
+    allow("^host/", "kiv/(values|platform)/|kiv/(chain|component)/(IKiv[A-Za-z]*|CommandIds|NodeTypes|EntryPoints)[.]h|kiv/VideoStab/(IKiv[A-Za-z]*|StabSettings)[.]h|engine/|host/")
     # Above the object base, though it lies in the folder of the values; hosts see its interface only.
     keyframes = "^kiv/values/keyframes/"
     outside = "^(libav|libsw|libyuv|hwy/|opencv|spdlog|fmt/|json/)"

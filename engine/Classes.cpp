@@ -9,6 +9,7 @@
 #include "engine/media/PictureMemory.h"
 #include "engine/motion/StabilizerAlgorithm.h"
 #include "kiv/platform/Frame.h"
+#include "kiv/platform/ImageProc.h"
 #include "kiv/platform/Media.h"
 #include "kiv/platform/Stabilizer.h"
 
@@ -24,6 +25,7 @@ constexpr BuiltInClass kBuiltInClasses[] = {
     {kFrameClassId, &CreateFrameObject},
     {kFilterManagerClassId, &CreateFilterManagerObject},
     {kDeviceClassId, &CreateDeviceObject},
+    {kImageProcClassId, &CreateImageProcObject},
     {kMediaFactoryClassId, &CreateMediaFactoryObject},
     {kMediaSourceClassId, &CreateMediaSourceObject},
     {kPictureMemoryClassId, &CreatePictureMemoryObject},

@@ -8,37 +8,28 @@
 #include <numeric>
 #include <system_error>
 
+#include "host/Alpha.h"
 #include "host/ComponentLoader.h"
 #include "host/HostError.h"
+#include "host/KeptOptions.h"
 #include "host/Memory.h"
 #include "host/Settings.h"
 #include "kiv/chain/NodeTypes.h"
 #include "kiv/platform/KeyNames.h"
+#include "kiv/values/Saturate.h"
 
 namespace host {
 namespace {
 
 std::wstring Wide(const std::string& text) { return KivCommon::Char2WChar(text.c_str()); }
 
-// What an editor would say about a file that is not there, before any library is asked.
-void CheckFile(const std::string& path, const char* what) {
-  struct stat status {};
-  if (stat(path.c_str(), &status) != 0) {
-    FailRun("cannot open {} '{}': {}", what, path, std::generic_category().message(errno));
-  }
-  if (!S_ISREG(status.st_mode)) {
-    FailRun("cannot open {} '{}': it is not a regular file", what, path);
-  }
-  if (status.st_size == 0) FailRun("cannot open {} '{}': the file is empty", what, path);
-}
-
-KivComPtr<IKivMediaSource> OpenSource(const std::string& path) {
+KivComPtr<IKivMediaSource> OpenSource(const std::string& path, const char* what) {
   const auto factory = KivCommon::GetFactory(nullptr);
-  if (!factory) FailRun("cannot open the input '{}': there is no media factory", path);
+  if (!factory) FailRun("cannot open {} '{}': there is no media factory", what, path);
   KivComPtr<IKivMediaSource> source;
   const HRESULT hr = factory->OpenMediaFile(source.Put(), Wide(path).c_str(), nullptr);
   if (Failed(hr) || !source) {
-    FailRun("cannot open the input '{}': it is damaged or no media file (result {:08x})", path,
+    FailRun("cannot open {} '{}': it is damaged or no media file (result {:08x})", what, path,
             static_cast<uint32_t>(hr));
   }
   return source;
@@ -67,20 +58,31 @@ bool LeavesFramesAlone(const std::vector<int32_t>& nodes) {
 
 }  // namespace
 
-OpenedInput OpenInput(const std::string& path) {
-  CheckFile(path, "the input");
-  const auto source = OpenSource(path);
+void CheckFile(const std::string& path, const char* what) {
+  struct stat status {};
+  if (stat(path.c_str(), &status) != 0) {
+    FailRun("cannot open {} '{}': {}", what, path, std::generic_category().message(errno));
+  }
+  if (!S_ISREG(status.st_mode)) {
+    FailRun("cannot open {} '{}': it is not a regular file", what, path);
+  }
+  if (status.st_size == 0) FailRun("cannot open {} '{}': the file is empty", what, path);
+}
+
+OpenedInput OpenInput(const std::string& path, const char* what) {
+  CheckFile(path, what);
+  const auto source = OpenSource(path, what);
   OpenedInput input;
   const HRESULT hr = source->GetVideoStream(0, input.decoder.Put());
   if (Failed(hr) || !input.decoder) {
-    FailRun("cannot open the input '{}': it has no video stream that can be decoded", path);
+    FailRun("cannot open {} '{}': it has no video stream that can be decoded", what, path);
   }
   input.streamInfo = input.decoder.As<IKivStreamInfo>();
   if (!input.streamInfo || Failed(input.streamInfo->GetInfo(&input.info))) {
-    FailRun("cannot open the input '{}': its video stream cannot be described", path);
+    FailRun("cannot open {} '{}': its video stream cannot be described", what, path);
   }
   if (input.info.frameCount < 1 || input.info.size.width < 1 || input.info.size.height < 1) {
-    FailRun("cannot open the input '{}': its video stream has no pictures", path);
+    FailRun("cannot open {} '{}': its video stream has no pictures", what, path);
   }
   return input;
 }
@@ -97,15 +99,20 @@ KivRational OutputSampleAspect(const KivStreamInfo& info, KivSize size) {
 }
 
 Clip::Clip(const std::string& input, const ChainOptions& options)
-    : input_(OpenInput(input)),
+    : path_(input),
+      input_(OpenInput(input)),
       decoder_(MeteredDecoder::Make(input_.decoder)),
+      kept_(options.kept),
       settings_(SettingsOf(options)),
-      playback_(PlaybackOf(options, settings_.Get(), input_.info)),
-      result_(ResultOf(playback_, input_.info)),
-      inBetween_(SetUpInterpolation(options.interpolation, playback_.speed)) {
+      isPreset_(StoreAlpha(options, input_.info, settings_.Get())),
+      shown_(input_.info),
+      stabilization_(StabilizationOf(options, settings_.Get())) {
+  OpenFootage(options);
+  PlanPlayback(options);
+  inBetween_ = SetUpInterpolation(options.interpolation, playback_.speed);
   if (!options.proxy.empty()) CheckFile(options.proxy, "the proxy");
   if (options.memory) SetPictureMemory(*options.memory);
-  std::vector<int32_t> nodes = NodesFor(options, playback_);
+  std::vector<int32_t> nodes = NodesFor(options, playback_, {isPreset_, stabilization_.isOn});
   if (options.nodes.empty() && Crop::IsWanted(options, settings_.Get())) {
     nodes.push_back(static_cast<int32_t>(NodeType::kCrop));
   }
@@ -115,6 +122,47 @@ Clip::Clip(const std::string& input, const ChainOptions& options)
   SetUpRender();
   SetUpNodes();
   crop_.SetUp(options, process_, *render_.Get());
+  if (FillsWithImage(settings_.Get())) overlay_.SetFill(PreparedImage(*process_.Get()));
+}
+
+void Clip::OpenFootage(const ChainOptions& options) {
+  if (!isPreset_ || options.alpha.over.empty()) return;
+  ChainOptions plain;
+  plain.frameRate = options.frameRate;
+  overlay_.SetFootage(std::make_unique<Clip>(options.alpha.over, plain));
+}
+
+void Clip::PlanPlayback(const ChainOptions& options) {
+  ChainOptions wanted = options;
+  const Clip* const footage = Footage();
+  if (footage && !SameValue(footage->Result().frameRate, SourceRate(input_.info))) {
+    wanted.frameRate = footage->Result().frameRate;
+  }
+  if (isPreset_) {
+    KivStreamInfo endless = input_.info;
+    endless.frameCount = KivCommon::Const::FRAMEINDEX_MAX - 1;
+    const Playback how = PlaybackOf(wanted, settings_.Get(), endless);
+    int32_t frames = footage ? footage->Result().frameCount : 0;
+    if (options.alpha.length) {
+      const double count = *options.alpha.length * how.frameRate.ToDouble() + 0.5;
+      frames = std::max(kiv::SaturateToInt32(count), 1);
+      if (footage) frames = std::min(frames, footage->Result().frameCount);
+    }
+    const AlphaLength length = LengthFor(frames, how, input_.info);
+    shown_.frameCount = length.clipFrames;
+    renderRange_ = length.renderRange;
+    playback_ = PlaybackOf(wanted, settings_.Get(), shown_);
+    result_ = ResultOf(playback_, shown_);
+    if (frames > 0) result_.frameCount = std::min(result_.frameCount, frames);
+    return;
+  }
+  playback_ = PlaybackOf(wanted, settings_.Get(), shown_);
+  result_ = ResultOf(playback_, shown_);
+}
+
+bool Clip::HasAlpha() const {
+  if (Footage()) return Footage()->HasAlpha();
+  return isPreset_ || Info().hasAlpha != 0;
 }
 
 void Clip::BuildChain(const std::vector<int32_t>& nodes) {
@@ -127,7 +175,8 @@ void Clip::BuildChain(const std::vector<int32_t>& nodes) {
 
 void Clip::LoadSettings(const ChainOptions& options) {
   StorePlayback(playback_, settings_.Get());
-  if (!options.settings.empty()) process_->LoadSettings(settings_.Get());
+  if (options.stabilize) StoreStabilization(stabilization_, settings_.Get());
+  if (!options.settings.empty() || isPreset_) process_->LoadSettings(settings_.Get());
   SetUpProxy(options);
 }
 
@@ -174,13 +223,25 @@ void Clip::SetUpNodes() {
   render_->GetLastFrame(&none);
   KivComPtr<IKivSourceBase> tail;
   process_->GetTailNode(&tail);
-  const InitialBags bags = MakeInitialBags(playback_, input_.info, settings_.Get());
+  const InitialBags bags = MakeInitialBags(playback_, shown_, settings_.Get());
+  if (isPreset_) bags.facts->SetRange(KivKey::Render::kRender_RangeFrameNumber, &renderRange_);
   bags.facts->SetInt(KivKey::Speed::kReverse_FrameCacheCount, CacheSpanFor(wholeSize_));
+  if (stabilization_.isOn) {
+    DescribeSource(path_, input_.info, bags.settings.Get(), bags.facts.Get());
+  }
   const HRESULT hr = tail->Initialize(bags.settings.Reference(), bags.facts.Reference());
   if (Failed(hr)) {
     FailRun("the chain cannot be initialized: result {:08x}", static_cast<uint32_t>(hr));
   }
   process_->SetCacheRange(&playback_.used);
+}
+
+void Clip::Stabilize(ProgressForm progress) {
+  if (!stabilization_.isOn) return;
+  KivComPtr<IKivStabExtendControl> control;
+  process_->GetStabExtendControl(control.Put());
+  if (!control) FailRun("the component cannot stabilize");
+  Analyse(*control, path_, input_.info.frameCount, progress);
 }
 
 int64_t Clip::SourceTimeOf(IKivFrame& frame) const {
@@ -192,18 +253,19 @@ int64_t Clip::SourceTimeOf(IKivFrame& frame) const {
 }
 
 void Clip::Seek(int32_t frame) {
-  const int32_t start = RollInStart(frame, playback_, input_.info);
+  const int32_t start = RollInStart(frame, playback_, shown_);
   HRESULT hr = render_->Seek(start, nullptr, static_cast<int32_t>(KivSeekMode::kReadOnward));
   if (Succeeded(hr) && start < frame) hr = render_->Skip(frame - start, nullptr);
   if (Failed(hr)) {
     FailRun("cannot go to frame {}: result {:08x}", frame, static_cast<uint32_t>(hr));
   }
+  overlay_.Seek(frame);
 }
 
-void Clip::Advance() {
-  const HRESULT hr = render_->Skip(1, nullptr);
-  if (Failed(hr))
-    FailRun("cannot go on to the next frame: result {:08x}", static_cast<uint32_t>(hr));
+void Clip::Step(int32_t count) {
+  const HRESULT hr = render_->Skip(count, nullptr);
+  if (Failed(hr)) FailRun("cannot go on by {}: result {:08x}", count, static_cast<uint32_t>(hr));
+  overlay_.Step(count);
 }
 
 KivComPtr<IKivFrame> Clip::Pull() {
@@ -213,15 +275,17 @@ KivComPtr<IKivFrame> Clip::Pull() {
     FailRun("frame {} could not be made: result {:08x}", render_->GetPosition(),
             static_cast<uint32_t>(hr));
   }
-  return crop_.Cut(frame);
+  return overlay_.Compose(crop_.Cut(frame));
 }
 
 KivRational Clip::SampleAspect(KivSize size) const {
+  if (Footage()) return Footage()->SampleAspect(size);
   return OutputSampleAspect(Info(), crop_.IsOn() ? wholeSize_ : size);
 }
 
 void Clip::SaveSettings(const std::string& path) {
   process_->SaveSettings(settings_.Get());
+  StoreKeptOptions(kept_, settings_.Get());
   WriteSettings(settings_.Get(), path);
 }
 

@@ -10,9 +10,12 @@
 #include <string>
 
 #include "host/Crop.h"
+#include "host/KeptOptions.h"
 #include "host/MeteredDecoder.h"
 #include "host/Options.h"
+#include "host/Overlay.h"
 #include "host/Playback.h"
+#include "host/Stabilization.h"
 #include "host/Timing.h"
 #include "kiv/chain/IKivRender.h"
 #include "kiv/component/IKivVideoStreamProcess.h"
@@ -26,7 +29,9 @@ struct OpenedInput {
   KivComPtr<IKivStreamInfo> streamInfo;
   KivStreamInfo info;
 };
-OpenedInput OpenInput(const std::string& path);
+OpenedInput OpenInput(const std::string& path, const char* what = "the input");
+// What an editor would say about a file that is not there, before any library is asked.
+void CheckFile(const std::string& path, const char* what);
 
 // The sample aspect that shows a picture of `size` in the clip's own shape.
 KivRational OutputSampleAspect(const KivStreamInfo& info, KivSize size);
@@ -37,27 +42,45 @@ class Clip {
 
   const KivStreamInfo& Info() const { return input_.info; }
   const ResultShape& Result() const { return result_; }
+  const Playback& HowItPlays() const { return playback_; }
   InBetween InBetweenFrames() const { return inBetween_; }
   KivDecoderStats DecoderStats() const { return decoder_->Stats(); }
   const MeteredDecoder& Decoder() const { return *decoder_; }
   // Whether a frame pulled stays as it is when the next one is pulled.
-  bool FramesStay() const { return framesStay_; }
+  bool FramesStay() const { return framesStay_ || overlay_.IsOn(); }
+  // Whether pictures may be transparent.
+  bool HasAlpha() const;
+  // The clip that the pictures are laid over; null when there is none.
+  const Clip* Footage() const { return overlay_.Footage(); }
+  // Whether the frames of the clip are shown once each, in their order.
+  bool IsStretched() const { return shown_.frameCount != input_.info.frameCount; }
 
   // The sample aspect that shows a pulled picture of `size` in the clip's own shape.
   KivRational SampleAspect(KivSize size) const;
 
+  // Measures the clip's motion unless its settings brought it, or it is not steadied.
+  void Stabilize(ProgressForm progress);
+  int32_t StabilizationLevel() const { return stabilization_.level; }
+
   // Shows what playing from the first frame shows there.
   void Seek(int32_t frame);
-  void Advance();
-  // The frame at the position, straight rows, cut to its region.
+  void Advance() { Step(1); }
+  // Back by one; the speed node cannot.
+  void Retreat() { Step(-1); }
+  // The frame at the position, straight rows, cut to its region, laid over the footage.
   KivComPtr<IKivFrame> Pull();
 
   // When the clip itself shows what the frame shows. Nodes rewrite a frame's time, not its number.
   int64_t SourceTimeOf(IKivFrame& frame) const;
 
   void SaveSettings(const std::string& path);
+  // As of the last save.
+  IKivProperties* Settings() const { return settings_.Get(); }
 
  private:
+  void Step(int32_t count);
+  void PlanPlayback(const ChainOptions& options);
+  void OpenFootage(const ChainOptions& options);
   void BuildChain(const std::vector<int32_t>& nodes);
   void SetUpSource(const ChainOptions& options);
   void SetUpRender();
@@ -65,16 +88,23 @@ class Clip {
   void LoadSettings(const ChainOptions& options);
   void SetUpProxy(const ChainOptions& options);
 
+  const std::string path_;
   OpenedInput input_;
   KivComPtr<MeteredDecoder> decoder_;
+  const KeptOptions kept_;
   KivPropDecorator settings_;
+  bool isPreset_;
+  KivStreamInfo shown_;  // the input's, as long as it is shown
+  KivRange renderRange_;
   Playback playback_;
+  Stabilization stabilization_;
   ResultShape result_;
-  InBetween inBetween_;
+  InBetween inBetween_ = InBetween::kNotNeeded;
   KivComPtr<IKivVideoStreamProcessInternal> process_;
   KivComPtr<IKivRenderEx> render_;
   KivSize wholeSize_;  // before the cut
   Crop crop_;
+  Overlay overlay_;
   bool framesStay_ = false;
 };
 

@@ -8,7 +8,9 @@ namespace host {
 void RunRender(const Options& options);
 void RunFrame(const Options& options);
 void RunSheet(const Options& options);
+void RunStabilize(const Options& options);
 void RunKeyframes(const Options& options);
+void RunVerify(const Options& options);
 void RunInfo(const Options& options);
 void RunRegister();
 void RunUnregister();

@@ -1,11 +1,20 @@
-// Messages to the user, on standard error: one line each.
+// Messages to the user, on standard error: one line each, in colour on a terminal only.
+//
+// Threads:  any, once SetQuiet was called.
 #pragma once
 
 #include <string_view>
 
 namespace host {
 
-// Line ends and control characters in `text` (file names may hold them) become blanks.
+// Leaves notes and progress bars out.
+void SetQuiet();
+bool IsQuiet();
+
+// Why a command did not do what it should. Line ends and control characters in `text` (file names
+// may hold them) become blanks.
 void PrintMessage(std::string_view text);
+// What a user should know of a command that worked.
+void PrintNote(std::string_view text);
 
 }  // namespace host

@@ -12,9 +12,15 @@ enum CommandBits : unsigned {
   kFrameBit = 2,
   kInfoBit = 4,
   kSheetBit = 8,
+  kStabilizeBit = 32,
   kKeyframesBit = 64,
-  kChainBits = kRenderBit | kFrameBit | kSheetBit,
-  kSpanBits = kRenderBit | kSheetBit,
+  kVerifyBit = 128,
+  kRegisterBit = 256,
+  kUnregisterBit = 512,
+  kChainBits = kRenderBit | kFrameBit | kSheetBit | kVerifyBit,
+  kSpanBits = kRenderBit | kSheetBit | kVerifyBit,
+  kProgressBits = kSpanBits | kStabilizeBit,
+  kEveryBit = ~0u,
 };
 
 // Option values as they were typed; empty when the option is not there.
@@ -23,9 +29,17 @@ struct OptionTexts {
   std::string reverseRange, memory;
   std::string speed, fps, interpolation;
   std::string format, codec, quality, progress, report;
+  std::string stabilize, level;
   std::string crop, cropKeyframes, plot;
-  bool json = false, noProxy = false, reverse = false;
+  std::string alphaColour, alphaGradient, alphaImage, alphaFullHd, alphaDuration, alphaPause;
+  std::string alphaLoop, alphaLength, over;
+  std::string verbose;
+  bool json = false, noProxy = false, reverse = false, noReverse = false, quiet = false;
+  bool alphaPreset = false;
 };
+
+// What stands for the value of an option that is given without one.
+constexpr const char* kBareValue = "on";
 
 enum class Presence { kOptional, kRequired };
 
@@ -37,22 +51,20 @@ struct OptionRow {
   const char* help;
   std::string OptionTexts::*text;  // null for a flag
   bool OptionTexts::*flag;
+  const char* standIn = nullptr;  // not null: the value may be left out, and is this one then
+  bool isKept = false;            // saved with the clip's settings, by its first name
 };
 
 std::span<const OptionRow> OptionTable();
 
 struct CommandRow {
   std::string_view name;
-  unsigned bit;  // 0: no options
+  unsigned bit;
   bool takesInput;
   const char* help;
+  const char* example;
 };
 
 std::span<const CommandRow> CommandTable();
-
-// Commands and options that are known but whose nodes do not exist yet.
-bool IsCommandNotBuilt(std::string_view name);
-// `argument` with or without "=value".
-bool IsOptionNotBuilt(std::string_view argument);
 
 }  // namespace host

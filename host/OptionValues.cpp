@@ -2,11 +2,14 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cmath>
 #include <numeric>
 
 #include "host/HostError.h"
 #include "host/KeyframeFile.h"
+#include "host/OptionTable.h"
 #include "kiv/chain/NodeTypes.h"
+#include "kiv/platform/Stabilizer.h"
 
 namespace host {
 namespace {
@@ -15,6 +18,7 @@ constexpr int32_t kLargestSide = 1 << 15;
 constexpr int64_t kLargestTerm = 1'000'000;
 constexpr int64_t kMostMemory = int64_t{1} << 20;  // MiB
 constexpr size_t kMostPlaces = 6;
+constexpr double kMostSeconds = 1e6;
 
 // The whole text as digits; nothing else is a number here, no sign, no blank.
 template <typename Integer>
@@ -41,6 +45,17 @@ std::optional<double> ReadDecimal(std::string_view text) {
   double value = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
   if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
+  return value;
+}
+
+// Six digits; a # before them is a habit worth bearing with.
+std::optional<int32_t> ReadHex(std::string_view text) {
+  constexpr size_t kDigits = 6;
+  if (text.starts_with('#')) text.remove_prefix(1);
+  int32_t value = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, 16);
+  const bool isWhole = error == std::errc() && end == text.data() + text.size();
+  if (!isWhole || text.size() != kDigits || value < 0) return std::nullopt;
   return value;
 }
 
@@ -171,6 +186,30 @@ KivRectF ReadRegion(std::string_view option, std::string_view text) {
             text);
 }
 
+int32_t ReadColour(std::string_view option, std::string_view text) {
+  if (const auto colour = ReadHex(text)) return *colour;
+  FailUsage("{} {}: expected a colour as RRGGBB such as FF8000", option, text);
+}
+
+GradientFill ReadGradient(std::string_view option, std::string_view text) {
+  const auto first = SplitAt(text, ',');
+  const auto rest = first ? SplitAt(first->right, ',') : std::nullopt;
+  if (rest) {
+    const auto from = ReadHex(first->left), to = ReadHex(rest->left);
+    const auto angle = ReadDecimal(rest->right);
+    if (from && to && angle && std::isfinite(*angle)) return {*from, *to, *angle};
+  }
+  FailUsage("{} {}: expected two colours and degrees such as FF8000,0040FF,45", option, text);
+}
+
+double ReadSeconds(std::string_view option, std::string_view text, Least least) {
+  const auto seconds = ReadDecimal(text);
+  const bool isEnough = seconds && (least == Least::kZero ? *seconds >= 0 : *seconds > 0);
+  if (isEnough && *seconds <= kMostSeconds) return *seconds;
+  FailUsage("{} {}: expected seconds such as 2.5, {}", option, text,
+            least == Least::kZero ? "0 or more" : "more than 0");
+}
+
 int32_t ReadFrame(std::string_view option, std::string_view text) {
   const bool negative = text.starts_with('-');
   const auto digits = ReadDigits<int32_t>(negative ? text.substr(1) : text);
@@ -201,6 +240,20 @@ std::vector<int32_t> ReadChain(std::string_view option, std::string_view text) {
     if (!halves) return nodes;
     rest = halves->right;
   }
+}
+
+LogLevel ReadLogLevel(std::string_view option, std::string_view text) {
+  if (text == "failure") return LogLevel::kFailure;
+  if (text == "filter") return LogLevel::kFilter;
+  if (text == "creation") return LogLevel::kCreation;
+  FailUsage("{} {}: expected failure, filter or creation", option, text);
+}
+
+StabilizeOption ReadStabilize(std::string_view option, std::string_view text) {
+  if (text == kBareValue) return {};
+  const auto level = ReadDigits<int32_t>(text);
+  if (level && *level <= kStabLevelMax) return {*level};
+  FailUsage("{} {}: expected a level from 0 to {}", option, text, kStabLevelMax);
 }
 
 ProgressForm ReadProgress(std::string_view option, std::string_view text) {

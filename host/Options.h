@@ -4,14 +4,26 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "engine/media/Writer.h"
+#include "kiv/platform/Logger.h"
 #include "kiv/values/ValueTypes.h"
 
 namespace host {
 
-enum class Command { kRender, kInfo, kFrame, kSheet, kKeyframes, kRegister, kUnregister };
+enum class Command {
+  kRender,
+  kInfo,
+  kFrame,
+  kSheet,
+  kStabilize,
+  kKeyframes,
+  kVerify,
+  kRegister,
+  kUnregister
+};
 enum class ProgressForm { kAutomatic, kNone, kBar, kJson };
 
 // Both included; without an end it runs to the last frame.
@@ -22,6 +34,32 @@ struct FrameSpan {
 
 // What slow motion shows between source frames.
 enum class Interpolation { kFlow, kOff };
+
+// Steadies the clip; without a level, at the one that its settings hold. Level 0 turns it off.
+struct StabilizeOption {
+  std::optional<int32_t> level;
+};
+
+// Colours 0xRRGGBB, degrees.
+struct GradientFill {
+  int32_t first = 0, second = 0;
+  double angle = 0;
+};
+
+// What makes a clip a preset alpha video; times in seconds.
+struct AlphaOptions {
+  bool preset = false;
+  std::optional<int32_t> colour;
+  std::optional<GradientFill> gradient;
+  std::string image;
+  std::string fullHd;
+  std::optional<double> duration, pause, length;
+  std::optional<int32_t> loop;
+  std::string over;
+
+  // The option that makes no sense without a preset; null when there is none.
+  const char* FirstGiven() const;
+};
 
 // How the clip's chain is built and set up.
 struct ChainOptions {
@@ -34,12 +72,17 @@ struct ChainOptions {
   std::string proxy;
   bool noProxy = false;
   bool reverse = false;
+  bool noReverse = false;
   std::optional<FrameSpan> reverseRange;  // frames of the clip
   std::string settings;
   std::string saveSettings;
   std::optional<int64_t> memory;  // bytes for decoded pictures
-  std::optional<KivRectF> crop;   // fractions of the picture
+  std::optional<StabilizeOption> stabilize;
+  std::optional<KivRectF> crop;  // fractions of the picture
   std::string cropKeyframes;
+  AlphaOptions alpha;
+  // What the settings keep of the command line: key and text.
+  std::vector<std::pair<std::wstring, std::string>> kept;
 };
 
 struct Options {
@@ -50,11 +93,13 @@ struct Options {
   ChainOptions chain;
   FrameSpan frames;
   int32_t at = 0;
-  std::string plot;                // keyframes
+  std::string plot;                // keyframes, stabilize
   std::optional<int32_t> atFrame;  // keyframes
   bool json = false;
   ProgressForm progress = ProgressForm::kAutomatic;
   std::string report;
+  bool quiet = false;
+  std::optional<LogLevel> logLevel;
 };
 
 }  // namespace host

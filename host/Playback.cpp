@@ -27,6 +27,11 @@ int32_t IntOr(IKivProperties* bag, const wchar_t* key, int32_t fallback) {
   return fallback;
 }
 
+void CopyInt(IKivProperties* from, const wchar_t* key, IKivProperties* to) {
+  int32_t value = 0;
+  if (Succeeded(from->GetInt(key, &value))) to->SetInt(key, value);
+}
+
 KivRange StoredRange(const ChainOptions& options, IKivProperties* settings, int32_t frameCount) {
   KivRange range{0, frameCount - 1};
   settings->GetRange(KivKey::Speed::kReverse_Range, &range);
@@ -58,16 +63,17 @@ void RequireNode(const std::vector<int32_t>& nodes, NodeType type, const char* o
   FailUsage("{} needs the node '{}' in --chain", option, name);
 }
 
-// The rate node reads times that neither of the others tells, and the reverse node mirrors the
-// numbers of the frames that it is given.
+// The stabilizer goes by the source's frame numbers, the rate node reads times that neither of the
+// others tells, and the reverse node mirrors the numbers of the frames that it is given.
 void CheckOrder(const std::vector<int32_t>& nodes) {
-  NodeType last = NodeType::kFrameRate;
+  NodeType last = NodeType::kSource;
   for (const int32_t node : nodes) {
     const auto type = static_cast<NodeType>(node);
-    if (type != NodeType::kFrameRate && type != NodeType::kReverse && type != NodeType::kSpeed) {
-      continue;
-    }
-    if (type < last) FailUsage("--chain must name rate, reverse and speed in this order");
+    const bool isOrdered = type == NodeType::kStabilizer || type == NodeType::kFrameRate ||
+                           type == NodeType::kReverse || type == NodeType::kSpeed;
+    if (!isOrdered) continue;
+    if (type < last)
+      FailUsage("--chain must name stabilizer, rate, reverse and speed in this order");
     last = type;
   }
 }
@@ -115,6 +121,7 @@ Playback PlaybackOf(const ChainOptions& options, IKivProperties* settings,
     playback.used = ResolveRange(*options.reverseRange, "--reverse-range", "clip", info.frameCount);
     return playback;
   }
+  if (options.noReverse) return playback;
   playback.reverse = enabled && IntOr(settings, KivKey::Speed::kReverse, 0) == 1;
   if (playback.reverse) playback.used = StoredRange(options, settings, info.frameCount);
   return playback;
@@ -140,14 +147,21 @@ ResultShape ResultOf(const Playback& playback, const KivStreamInfo& info) {
   return {static_cast<int32_t>(frames), playback.frameRate};
 }
 
-std::vector<int32_t> NodesFor(const ChainOptions& options, const Playback& playback) {
+std::vector<int32_t> NodesFor(const ChainOptions& options, const Playback& playback,
+                              FurtherNodes further) {
   std::vector<int32_t> nodes = options.nodes;
   if (nodes.empty()) {
     nodes.push_back(static_cast<int32_t>(NodeType::kSource));
+    if (further.alpha) nodes.push_back(static_cast<int32_t>(NodeType::kAlphaVideo));
+    if (further.stabilizer) nodes.push_back(static_cast<int32_t>(NodeType::kStabilizer));
     if (playback.reverse) nodes.push_back(static_cast<int32_t>(NodeType::kFrameCache));
     if (playback.rated) nodes.push_back(static_cast<int32_t>(NodeType::kFrameRate));
     if (playback.reverse) nodes.push_back(static_cast<int32_t>(NodeType::kReverse));
     if (playback.IsShifted()) nodes.push_back(static_cast<int32_t>(NodeType::kSpeed));
+  }
+  if (further.alpha) RequireNode(nodes, NodeType::kAlphaVideo, "--alpha-preset", "alpha");
+  if (further.stabilizer) {
+    RequireNode(nodes, NodeType::kStabilizer, "--stabilize", "stabilizer");
   }
   if (playback.reverse) RequireNode(nodes, NodeType::kReverse, "--reverse", "reverse");
   if (playback.IsShifted()) RequireNode(nodes, NodeType::kSpeed, "--speed", "speed");
@@ -181,6 +195,9 @@ InitialBags MakeInitialBags(const Playback& playback, const KivStreamInfo& info,
   bags.settings->SetRational(KivKey::Speed::kScale, &playback.speed);
   bags.settings->SetInt(KivKey::Speed::kInterpolationMode,
                         IntOr(clipSettings, KivKey::Speed::kInterpolationMode, 0));
+
+  CopyInt(clipSettings, KivKey::Stabilization::kEnabled, bags.settings.Get());
+  CopyInt(clipSettings, KivKey::Stabilization::kLevel, bags.settings.Get());
 
   const KivRational sourceRate = SourceRate(info);
   bags.facts->SetInt(VideoKey(KivKey::Source::kSource_TotalFrameCount).c_str(), info.frameCount);

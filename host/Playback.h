@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "host/Options.h"
+#include "host/Stabilization.h"
 #include "kiv/platform/Media.h"
 #include "kiv/platform/Properties.h"
 
@@ -33,8 +34,14 @@ struct ResultShape {
 };
 ResultShape ResultOf(const Playback& playback, const KivStreamInfo& info);
 
-// The nodes named in the options, else the source and what the playback needs, from the source on.
-std::vector<int32_t> NodesFor(const ChainOptions& options, const Playback& playback);
+// What a chain is made of beside the source and what its playback needs.
+struct FurtherNodes {
+  bool alpha = false;
+  bool stabilizer = false;
+};
+// The nodes named in the options, else those that are needed, from the source on.
+std::vector<int32_t> NodesFor(const ChainOptions& options, const Playback& playback,
+                              FurtherNodes further);
 
 // Writes a playback other than the plain one into the clip's settings.
 void StorePlayback(const Playback& playback, IKivProperties* settings);

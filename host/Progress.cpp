@@ -5,6 +5,7 @@
 
 #include <cstdio>
 
+#include "host/Messages.h"
 #include "kiv/values/Saturate.h"
 
 namespace host {
@@ -14,6 +15,7 @@ constexpr std::chrono::milliseconds kInterval{100};
 constexpr int kBarWidth = 30;
 
 ProgressForm Resolve(ProgressForm form) {
+  if (IsQuiet()) return ProgressForm::kNone;
   if (form != ProgressForm::kAutomatic) return form;
   return isatty(STDERR_FILENO) != 0 ? ProgressForm::kBar : ProgressForm::kNone;
 }

@@ -8,6 +8,7 @@
 #include "engine/media/Writer.h"
 #include "host/Clip.h"
 #include "host/Commands.h"
+#include "host/Frames.h"
 #include "host/HostError.h"
 #include "host/InputChecks.h"
 #include "host/Interrupt.h"
@@ -15,6 +16,7 @@
 #include "host/Progress.h"
 #include "host/Report.h"
 #include "host/Settings.h"
+#include "host/Sound.h"
 #include "host/WriterQueue.h"
 
 namespace host {
@@ -26,31 +28,13 @@ double SecondsSince(Clock::time_point start) {
   return std::chrono::duration<double>(Clock::now() - start).count();
 }
 
-KivSize SizeOf(IKivFrame& frame) {
-  IKivBitmap* const bitmap = frame.GetBitmap();
-  return {bitmap->GetWidth(), bitmap->GetHeight()};
-}
-
-KivComPtr<IKivFrame> CopyOf(IKivFrame& frame) {
-  KivComPtr<IKivFrame> copy;
-  KivCommon::GetInterface(kFrameClassId, nullptr, 0, IKivFrame::kIid, copy.PutVoid());
-  if (!copy || Failed(copy->CopyFrom(&frame))) FailRun("no memory for a frame");
-  return copy;
-}
-
-// A frame that a writer may read: rows without gaps.
-KivComPtr<IKivFrame> Straight(const KivComPtr<IKivFrame>& frame) {
-  KivFrameDescription description;
-  frame->GetDescription(&description);
-  return description.pixelLayout == KivPixelLayout::kPadded ? CopyOf(*frame) : frame;
-}
-
 class RenderRun {
  public:
   RenderRun(const Options& options, KivRange (*resolve)(const Options&, int32_t))
       : options_(options),
         clip_(options.input, options.chain),
-        range_(resolve(options, clip_.Result().frameCount)) {}
+        range_(resolve(options, clip_.Result().frameCount)),
+        sound_(SoundFor(options, clip_, range_)) {}
 
   void Run();
   RenderReport Report() const;
@@ -65,6 +49,7 @@ class RenderRun {
   const Options& options_;
   Clip clip_;
   KivRange range_;
+  Sound sound_;
   KivSize size_;
   std::atomic<bool> cancelled_{false};
   // Nothing is read of discarded pictures, so they need no thread.
@@ -101,8 +86,10 @@ KivComPtr<IKivFrame> RenderRun::PullNext(int32_t number) {
 void RenderRun::OpenOutput(IKivFrame& first) {
   size_ = SizeOf(first);
   if (options_.plan.kind == kiv::OutputKind::kDiscard) return;
-  const kiv::PictureSeries series{size_, clip_.Result().frameRate, clip_.SampleAspect(size_),
-                                  range_.start};
+  const kiv::PictureSeries series{
+      size_,       clip_.Result().frameRate, clip_.SampleAspect(size_), range_.start,
+      sound_.file, clip_.HasAlpha()};
+  TellOfSound(options_, sound_);
   std::unique_ptr<kiv::Writer> writer;
   if (const auto error = kiv::OpenWriter(options_.plan, series, &cancelled_, &writer)) {
     ThrowIfInterrupted();
@@ -125,7 +112,7 @@ void RenderRun::Finish() {
   if (queue_) queue_->Finish();
   wallSeconds_ = SecondsSince(start_);
   if (const int32_t unread = clip_.Decoder().UnreadPictures(); unread > 0) {
-    PrintMessage(
+    PrintNote(
         fmt::format("warning: {} of the pictures of '{}' could not be decoded and were "
                     "replaced",
                     unread, options_.input));
@@ -142,6 +129,9 @@ RenderReport RenderRun::Report() const {
   report.decoderSeconds = clip_.Decoder().Seconds();
   report.pullSeconds = pullSeconds_;
   report.writeSeconds = queue_ ? queue_->SecondsWriting() : 0;
+  report.soundStreams = sound_.fit.streams;
+  report.soundCopied = sound_.fit.fitting;
+  report.soundLeftOut = sound_.leftOut;
   report.unreadPictures = clip_.Decoder().UnreadPictures();
   report.decoder = clip_.DecoderStats();
   return report;
@@ -150,6 +140,7 @@ RenderReport RenderRun::Report() const {
 void RunOver(const Options& options, KivRange (*resolve)(const Options&, int32_t)) {
   RefuseWritingOverTheInput(options);
   RenderRun run(options, resolve);
+  run.TheClip().Stabilize(options.progress);
   run.Run();
   if (!options.report.empty()) WriteTextFile(options.report, ReportText(run.Report()));
   if (!options.chain.saveSettings.empty()) run.TheClip().SaveSettings(options.chain.saveSettings);

@@ -30,6 +30,14 @@ Json::Value DecoderFigures(const RenderReport& report) {
   return figures;
 }
 
+Json::Value SoundFigures(const RenderReport& report) {
+  Json::Value sound;
+  sound["streams"] = report.soundStreams;
+  sound["copied"] = report.soundCopied;
+  if (!report.soundLeftOut.empty()) sound["left_out_because"] = report.soundLeftOut;
+  return sound;
+}
+
 Json::Value NodeFigures(const RenderReport& report) {
   Json::Value nodes;
   nodes["decoder"] = report.decoderSeconds;
@@ -62,6 +70,7 @@ std::string ReportText(const RenderReport& report) {
   root["wall_seconds"] = report.wallSeconds;
   root["node_seconds"] = NodeFigures(report);
   root["decoder"] = DecoderFigures(report);
+  root["sound"] = SoundFigures(report);
   root["memory"] = MemoryFigures();
   Json::StreamWriterBuilder builder;
   builder["indentation"] = "  ";

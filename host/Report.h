@@ -19,6 +19,9 @@ struct RenderReport {
   double pullSeconds = 0;     // inside the whole chain, the decoder included
   double writeSeconds = 0;
   int32_t unreadPictures = 0;
+  int32_t soundStreams = 0;
+  int32_t soundCopied = 0;
+  std::string soundLeftOut;  // why not all of them
   KivDecoderStats decoder;
 };
 

@@ -111,6 +111,7 @@ void RunSheet(const Options& options) {
   RefuseWritingOverTheInput(options);
   Clip clip(options.input, options.chain);
   const KivRange range = ResolveFrames(options.frames, "--frames", clip.Result().frameCount);
+  clip.Stabilize(options.progress);
   clip.Seek(range.start);
   KivComPtr<IKivFrame> frame = clip.Pull();
   const Layout layout =
@@ -128,8 +129,8 @@ void RunSheet(const Options& options) {
   }
   WritePicture(options.plan, picture.Size(), picture.Pixels());
   if (layout.step > 1) {
-    PrintMessage(fmt::format("the sheet shows every {}. frame of {}", layout.step,
-                             range.end - range.start + 1));
+    PrintNote(fmt::format("the sheet shows every {}. frame of {}", layout.step,
+                          range.end - range.start + 1));
   }
 }
 

@@ -44,7 +44,7 @@ InBetween SetUpInterpolation(Interpolation wanted, const KivRational& speed) {
   if (wanted == Interpolation::kOff) return InBetween::kOff;
   std::string why;
   if (kiv::AlgorithmModules::Shared().Find(kTweenModuleName, &why)) return InBetween::kGenerated;
-  PrintMessage("source frames repeat, there is no interpolation: " + why);
+  PrintNote("source frames repeat, there is no interpolation: " + why);
   return InBetween::kNoModule;
 }
 

@@ -25,8 +25,12 @@ void RunCommand(const host::Options& options) {
       return host::RunFrame(options);
     case host::Command::kSheet:
       return host::RunSheet(options);
+    case host::Command::kStabilize:
+      return host::RunStabilize(options);
     case host::Command::kKeyframes:
       return host::RunKeyframes(options);
+    case host::Command::kVerify:
+      return host::RunVerify(options);
     case host::Command::kInfo:
       return host::RunInfo(options);
     case host::Command::kRegister:
@@ -42,8 +46,16 @@ void SetUpLog() {
   if (std::getenv("KIV_LOG") == nullptr) kiv::SetLogLevel(kiv::kLogNothing);
 }
 
+void SetUpMessages(const host::Options& options) {
+  if (options.quiet) host::SetQuiet();
+  if (options.logLevel) kiv::SetLogLevel(*options.logLevel);
+}
+
 int Run(const std::vector<std::string>& arguments) {
-  if (const auto options = host::ReadCommandLine(arguments)) RunCommand(*options);
+  if (const auto options = host::ReadCommandLine(arguments)) {
+    SetUpMessages(*options);
+    RunCommand(*options);
+  }
   return static_cast<int>(host::ExitStatus::kDone);
 }
 

@@ -5,7 +5,6 @@
 
 #include "engine/common/Boundary.h"
 #include "kiv/platform/KeyNames.h"
-#include "kiv/values/Saturate.h"
 
 namespace kiv {
 namespace {
@@ -51,18 +50,21 @@ HRESULT FilterBase::PublishOne(size_t index) {
   if (!bag) return E_OUTOFMEMORY;
   const Parameter& parameter = parameters_[index];
   if (const HRESULT hr = bag->SetString(Key::kFriendName, parameter.name); Failed(hr)) return hr;
-  if (const HRESULT hr = bag->SetInt(Key::kValue_Current, parameter.value); Failed(hr)) return hr;
+  const HRESULT set = parameter.kind == ParameterKind::kReal
+                          ? bag->SetDouble(Key::kValue_Current, parameter.value)
+                          : bag->SetInt(Key::kValue_Current, ValueOf(index));
+  if (Failed(set)) return set;
   parameterBags_.push_back(bag);
   return properties_->SetObject(Key::kParamsArray[index], bag.Get());
 }
 
 HRESULT FilterBase::CommitParameters() {
   for (size_t i = 0; i < parameters_.size(); ++i) {
-    double real = parameters_[i].value;
-    const HRESULT hr = parameterBags_[i]->GetInt(Key::kValue_Current, &parameters_[i].value);
-    if (hr == E_TYPEMISMATCH &&
-        Succeeded(parameterBags_[i]->GetDouble(Key::kValue_Current, &real))) {
-      parameters_[i].value = SaturateToInt32(real);
+    int32_t whole = 0;
+    const HRESULT hr = parameterBags_[i]->GetInt(Key::kValue_Current, &whole);
+    if (Succeeded(hr)) parameters_[i].value = whole;
+    if (hr == E_TYPEMISMATCH) {
+      parameterBags_[i]->GetDouble(Key::kValue_Current, &parameters_[i].value);
     }
   }
   return S_OK;
@@ -88,7 +90,7 @@ HRESULT FilterBase::Run(const KivSize* outputSize) {
   if (!outputSize || !IsPictureSize(outputSize->width, outputSize->height)) return E_INVALIDARG;
   const FilterInputs inputs{PictureOf(firstInput_.Get()), PictureOf(secondInput_.Get()), firstRect_,
                             targetRect_};
-  if (!inputs.first.pixels) return E_NOTREADY;
+  if (!HasInputs(inputs)) return E_NOTREADY;
   CommitParameters();
   return AtBoundary([&] {
     PictureMemory made;

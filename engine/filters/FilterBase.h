@@ -14,6 +14,7 @@
 #include "engine/common/PictureScale.h"
 #include "kiv/platform/Filters.h"
 #include "kiv/platform/KivCommon.h"
+#include "kiv/values/Saturate.h"
 
 namespace kiv {
 
@@ -59,15 +60,23 @@ class FilterBase : public CountedObject<IKivCGFilter, IKivProperties> {
   HRESULT GetRational(const wchar_t* key, KivRational* value) override;
 
  protected:
+  enum class ParameterKind { kWhole, kReal };
   struct Parameter {
     const wchar_t* name;
-    int32_t value;  // the initial one, then the one taken over last
+    double value;  // the initial one, then the one taken over last
+    ParameterKind kind = ParameterKind::kWhole;
   };
 
   // `parameters` are published in this order and found again by their index.
   explicit FilterBase(std::vector<Parameter> parameters) : parameters_(std::move(parameters)) {}
 
-  int32_t ValueOf(size_t parameter) const { return parameters_[parameter].value; }
+  int32_t ValueOf(size_t parameter) const { return SaturateToInt32(RealOf(parameter)); }
+  double RealOf(size_t parameter) const { return parameters_[parameter].value; }
+
+  // Whether there is enough to make a picture of.
+  virtual bool HasInputs(const FilterInputs& inputs) const {
+    return inputs.first.pixels != nullptr;
+  }
 
   // Writes the whole of `output`.
   virtual HRESULT Process(const FilterInputs& inputs, const TargetPicture& output) = 0;

@@ -5,7 +5,9 @@
 
 #include "engine/common/Boundary.h"
 #include "engine/common/CountedObject.h"
+#include "engine/filters/ChannelFilters.h"
 #include "engine/filters/ResizeFilter.h"
+#include "kiv/platform/ImageProc.h"
 #include "kiv/platform/KeyNames.h"
 
 namespace kiv {
@@ -23,6 +25,9 @@ FilterBase* Create() {
 
 constexpr FilterClass kFilterClasses[] = {
     {&KivKey::Filter::kFilterGUID_Resize, &Create<CResizeFilter>},
+    {&KivKey::Filter::kFilterGUID_AlphaChannel, &Create<CAlphaChannelFilter>},
+    {&KivKey::Filter::kFilterGUID_GreenChannel, &Create<CGreenChannelFilter>},
+    {&KivKey::Filter::kFilterGUID_preMultAlpha, &Create<CPremultiplyFilter>},
 };
 
 wchar_t LowerAscii(wchar_t c) { return c >= L'A' && c <= L'Z' ? c + (L'a' - L'A') : c; }
@@ -35,6 +40,9 @@ bool IsGuid(std::wstring_view braced, std::wstring_view bare) {
 
 // Filters run on the processor, so a device has nothing to say.
 class CDevice final : public CountedObject<IKivCGDevice> {};
+
+// And pictures are resized without any state to keep.
+class CImageProc final : public CountedObject<IKivImageProc> {};
 
 class CFilterManager final : public CountedObject<IKivCGFilterManager> {
  public:
@@ -60,6 +68,10 @@ class CFilterManager final : public CountedObject<IKivCGFilterManager> {
 
 HRESULT CreateFilterManagerObject(IUnknown* outer, const GUID& iid, void** object) {
   return CreateObject<CFilterManager>(outer, iid, object);
+}
+
+HRESULT CreateImageProcObject(IUnknown* outer, const GUID& iid, void** object) {
+  return CreateObject<CImageProc>(outer, iid, object);
 }
 
 HRESULT CreateDeviceObject(IUnknown* outer, const GUID& iid, void** object) {

@@ -146,27 +146,34 @@ std::vector<int> MediaInput::VideoStreams() const {
   return streams;
 }
 
-int MediaInput::AudioStreamCount() const {
-  return static_cast<int>(std::count_if(
-      context_->streams, context_->streams + context_->nb_streams,
-      [](const AVStream* stream) { return stream->codecpar->codec_type == AVMEDIA_TYPE_AUDIO; }));
+std::vector<int> MediaInput::AudioStreams() const {
+  std::vector<int> streams;
+  for (unsigned i = 0; i < context_->nb_streams; ++i) {
+    if (context_->streams[i]->codecpar->codec_type != AVMEDIA_TYPE_AUDIO) continue;
+    streams.push_back(static_cast<int>(i));
+  }
+  return streams;
 }
 
-void MediaInput::SelectOnly(int stream) {
+void MediaInput::Select(std::span<const int> streams) {
   for (unsigned i = 0; i < context_->nb_streams; ++i) {
-    context_->streams[i]->discard =
-        static_cast<int>(i) == stream ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
+    const auto found = std::find(streams.begin(), streams.end(), static_cast<int>(i));
+    context_->streams[i]->discard = found != streams.end() ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
   }
+}
+
+bool MediaInput::ReadAny(AVPacket* packet) {
+  av_packet_unref(packet);
+  const int error = av_read_frame(context_, packet);
+  if (error == AVERROR(ENOMEM)) throw std::bad_alloc();
+  return error >= 0;
 }
 
 bool MediaInput::ReadPacket(int stream, AVPacket* packet) {
-  for (;;) {
-    av_packet_unref(packet);
-    const int error = av_read_frame(context_, packet);
-    if (error == AVERROR(ENOMEM)) throw std::bad_alloc();
-    if (error < 0) return false;
+  while (ReadAny(packet)) {
     if (packet->stream_index == stream) return true;
   }
+  return false;
 }
 
 int MediaInput::ReadBytes(void* self, uint8_t* buffer, int size) {

@@ -10,6 +10,7 @@
 #include <chrono>
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -39,11 +40,15 @@ class KIV_ENGINE_API MediaInput {
 
   // Stream numbers of the moving pictures; cover art is none.
   std::vector<int> VideoStreams() const;
-  int AudioStreamCount() const;
+  std::vector<int> AudioStreams() const;
+  int AudioStreamCount() const { return static_cast<int>(AudioStreams().size()); }
   // Packets of every other stream are dropped by the demuxer.
-  void SelectOnly(int stream);
+  void Select(std::span<const int> streams);
+  void SelectOnly(int stream) { Select({&stream, 1}); }
   // The next packet of `stream`; false at the end or when reading fails.
   bool ReadPacket(int stream, AVPacket* packet);
+  // The next packet of any selected stream.
+  bool ReadAny(AVPacket* packet);
 
  private:
   explicit MediaInput(const std::string& path) : path_(path) {}

@@ -60,6 +60,9 @@ WriteError OpenWriter(const OutputPlan& plan, const PictureSeries& series,
   writer->reset();
   if (auto error = CheckSeries(series)) return error;
   WriterSetup setup{plan, series, cancelled};
+  if (series.hasAlpha && plan.codecWithAlpha != OutputCodec::kNone) {
+    setup.plan.codec = plan.codecWithAlpha;
+  }
   if (series.sampleAspect.numerator <= 0 || series.sampleAspect.denominator <= 0) {
     setup.series.sampleAspect = {1, 1};
   }

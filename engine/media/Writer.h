@@ -9,7 +9,9 @@
 //
 // Colours: H.264, VP9 and YUV4MPEG2 hold limited-range YUV, BT.709 from 720 lines or 1280 columns
 // on, else BT.601, and say so in their tags where the format has any. What is transparent becomes
-// black there; PNG, FFV1 and raw BGRA keep the alpha channel.
+// black there; PNG, FFV1 and raw BGRA keep the alpha channel. Pictures with alpha keep it in mov
+// (ProRes 4444, unless another codec is asked for) and in webm (VP9 with its alpha layer), as straight
+// alpha.
 #pragma once
 
 #include <atomic>
@@ -27,7 +29,7 @@ namespace kiv {
 using WriteError = std::optional<std::string>;
 
 enum class OutputKind { kDiscard, kEncoded, kPicture, kPictures, kYuv4Mpeg, kRawBgra };
-enum class OutputCodec { kNone, kH264, kVp9, kFfv1 };
+enum class OutputCodec { kNone, kH264, kVp9, kFfv1, kProRes, kPng };
 enum class ChromaSampling { k420, k444 };
 
 constexpr int32_t kQualityUnset = -1;
@@ -46,6 +48,8 @@ struct OutputPlan {
   std::string name;
   std::string container;  // libavformat's name of it, for kEncoded
   OutputCodec codec = OutputCodec::kNone;
+  // Takes the codec's place for pictures with coverage; kNone: there is nothing better.
+  OutputCodec codecWithAlpha = OutputCodec::kNone;
   int32_t quality = kQualityDefault;
   ChromaSampling chroma = ChromaSampling::k420;
 };
@@ -55,6 +59,8 @@ struct PictureSeries {
   KivRational frameRate{25, 1};
   KivRational sampleAspect{1, 1};
   int32_t firstNumber = 0;  // the number of the first picture in a pattern
+  std::string soundFile{};  // its sound that fits goes into an encoded output; empty: none
+  bool hasAlpha = false;    // pictures may be transparent
 };
 
 // Threads:  one caller at a time; any thread.
@@ -70,6 +76,14 @@ class KIV_ENGINE_API Writer {
 
 // Touches no file. On failure `plan` is unchanged.
 KIV_ENGINE_API WriteError PlanOutput(const OutputRequest& request, OutputPlan* plan);
+
+// How many sound streams a media file has, and how many of them the output can hold as they are.
+struct SoundFit {
+  int32_t streams = 0;
+  int32_t fitting = 0;
+};
+// Nothing of a file that cannot be opened.
+KIV_ENGINE_API SoundFit SoundThatFits(const OutputPlan& plan, const std::string& path);
 
 // `cancelled` (may be null) makes a write that a signal interrupted give up; it outlives the
 // writer.

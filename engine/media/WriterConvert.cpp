@@ -41,7 +41,8 @@ MatrixKind OutputMatrix(KivSize size) {
                                                                  : MatrixKind::kBt601;
 }
 
-HRESULT WriterConvert::Open(KivSize size, ChromaSampling chroma) try {
+HRESULT WriterConvert::Open(KivSize size, ChromaSampling chroma, Transparent transparent) try {
+  transparent_ = transparent;
   size_ = size;
   padded_ = size;
   chroma_ = chroma;
@@ -94,7 +95,8 @@ const uint8_t* WriterConvert::PrepareRow(const uint8_t* bgra, int32_t y,
                                          std::vector<uint8_t>* scratch) const {
   const size_t bytes = RowBytes(size_);
   const uint8_t* const row = bgra + Unsigned(std::min(y, size_.height - 1)) * bytes;
-  const bool opaque = IsOpaqueRow(row, Unsigned(size_.width));
+  const bool opaque =
+      transparent_ == Transparent::kAsItIs || IsOpaqueRow(row, Unsigned(size_.width));
   if (opaque && padded_.width == size_.width) return row;
   uint8_t* const copy = scratch->data();
   std::memcpy(copy, row, bytes);

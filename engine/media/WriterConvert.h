@@ -1,8 +1,8 @@
 // Turns BGRA pictures into limited-range YUV planes, every code within 0.55 of the exact value.
 //
 // 4:2:0 chroma lies between the rows and on the left columns, as H.264 and VP9 have it. Pictures
-// with an odd side are padded by repeating the last column or row. Straight alpha is laid over
-// black.
+// with an odd side are padded by repeating the last column or row. Straight alpha is laid over black,
+// unless it is written elsewhere and colours are to stay as they are.
 // Owns:     its scratch memory, a few rows.
 // Threads:  one caller at a time.
 // Errors:   E_OUTOFMEMORY.
@@ -26,7 +26,9 @@ MatrixKind OutputMatrix(KivSize size);
 
 class WriterConvert {
  public:
-  HRESULT Open(KivSize size, ChromaSampling chroma);
+  enum class Transparent { kOverBlack, kAsItIs };
+  HRESULT Open(KivSize size, ChromaSampling chroma,
+               Transparent transparent = Transparent::kOverBlack);
   // Sides rounded up to whole chroma samples.
   KivSize PaddedSize() const { return padded_; }
   // `planes` has the format of the sampling, its rows are writable. Its size is the picture's or
@@ -41,6 +43,7 @@ class WriterConvert {
   KivSize size_;
   KivSize padded_;
   ChromaSampling chroma_ = ChromaSampling::k420;
+  Transparent transparent_ = Transparent::kOverBlack;
   YuvFactors factors_{};
   std::vector<uint8_t> upper_, lower_;
   std::vector<int16_t> cb_, cr_;  // one sum ahead of the first column

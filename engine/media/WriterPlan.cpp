@@ -11,7 +11,7 @@
 namespace kiv {
 namespace {
 
-constexpr unsigned kH264Bit = 1, kVp9Bit = 2, kFfv1Bit = 4;
+constexpr unsigned kH264Bit = 1, kVp9Bit = 2, kFfv1Bit = 4, kProResBit = 8, kPngBit = 16;
 
 struct FormatRow {
   std::string_view name;  // of --format, and of the ending
@@ -20,13 +20,15 @@ struct FormatRow {
   OutputCodec codec;  // when none is asked for
   unsigned codecs;    // all that the container may hold
   bool streams;       // can be written to a pipe
+  OutputCodec codecWithAlpha = OutputCodec::kNone;
 };
 
 constexpr FormatRow kFormats[] = {
     {"mp4", OutputKind::kEncoded, "mp4", OutputCodec::kH264, kH264Bit | kVp9Bit, false},
-    {"mov", OutputKind::kEncoded, "mov", OutputCodec::kH264, kH264Bit, false},
-    {"mkv", OutputKind::kEncoded, "matroska", OutputCodec::kH264, kH264Bit | kVp9Bit | kFfv1Bit,
-     false},
+    {"mov", OutputKind::kEncoded, "mov", OutputCodec::kH264, kH264Bit | kProResBit | kPngBit, false,
+     OutputCodec::kProRes},
+    {"mkv", OutputKind::kEncoded, "matroska", OutputCodec::kH264,
+     kH264Bit | kVp9Bit | kFfv1Bit | kProResBit | kPngBit, false},
     {"webm", OutputKind::kEncoded, "webm", OutputCodec::kVp9, kVp9Bit, false},
     {"png", OutputKind::kPicture, "", OutputCodec::kNone, 0, false},
     {"y4m", OutputKind::kYuv4Mpeg, "", OutputCodec::kNone, 0, true},
@@ -43,7 +45,9 @@ struct CodecRow {
 
 constexpr CodecRow kCodecs[] = {{"h264", OutputCodec::kH264, kH264Bit},
                                 {"vp9", OutputCodec::kVp9, kVp9Bit},
-                                {"ffv1", OutputCodec::kFfv1, kFfv1Bit}};
+                                {"ffv1", OutputCodec::kFfv1, kFfv1Bit},
+                                {"prores", OutputCodec::kProRes, kProResBit},
+                                {"png", OutputCodec::kPng, kPngBit}};
 
 template <typename Rows>
 auto FindByName(const Rows& rows, std::string_view name) {
@@ -112,7 +116,7 @@ WriteError CheckQuality(const OutputRequest& request, OutputCodec codec) {
   if (request.quality < 0 || request.quality > kQualityBest) {
     return fmt::format("--quality {} is out of range: 0 (worst) to 100 (best)", request.quality);
   }
-  if (codec == OutputCodec::kNone || codec == OutputCodec::kFfv1) {
+  if (codec == OutputCodec::kNone || codec == OutputCodec::kFfv1 || codec == OutputCodec::kPng) {
     return std::string("--quality has no effect on a lossless output: leave it out");
   }
   return std::nullopt;
@@ -140,6 +144,7 @@ WriteError PlanOutput(const OutputRequest& request, OutputPlan* plan) {
   if (auto error = FindCodec(request, *format, &result.codec)) return error;
   if (auto error = CheckQuality(request, result.codec)) return error;
   if (auto error = CheckPictureName(&result)) return error;
+  if (request.codec.empty()) result.codecWithAlpha = format->codecWithAlpha;
   if (request.quality != kQualityUnset) result.quality = request.quality;
   if (format->name == "y4m444") result.chroma = ChromaSampling::k444;
   *plan = std::move(result);

@@ -82,3 +82,33 @@ struct SpeedSettings {
 };
 static_assert(offsetof(SpeedSettings, reverse) == 16);
 static_assert(offsetof(SpeedSettings, interpolationMode) == 40);
+
+// The record of GetAlphaVideoSettings and SetAlphaVideoSettings, of one layout everywhere: paths are
+// UTF-16, zero-terminated. Colours are 0xRRGGBB, angles degrees, times seconds.
+struct AlphaVideoSettings {
+  static constexpr size_t kPathCapacity = 260;
+
+  int32_t canChangeColour = 0;
+  int32_t fillType = 0;  // 0: the single colour, else the gradient
+  int32_t singleColour = 0;
+  int32_t padding = 0;
+  double gradientAngle = 0;
+  int32_t gradientColour1 = 0;
+  int32_t gradientColour2 = 0;
+  int32_t preset = 0;  // 0: the node passes everything through
+  int32_t fullHd = 0;
+  char16_t fullHdDataPath[kPathCapacity] = {};
+  char16_t imagePath[kPathCapacity] = {};
+  int32_t loopCount = 0;
+  int32_t padding2 = 0;
+  double duration = 5.0;
+  double pauseTime = 0;
+};
+static_assert(offsetof(AlphaVideoSettings, gradientAngle) == 16);
+static_assert(offsetof(AlphaVideoSettings, preset) == 32);
+static_assert(offsetof(AlphaVideoSettings, fullHdDataPath) == 40);
+static_assert(offsetof(AlphaVideoSettings, imagePath) == 560);
+static_assert(offsetof(AlphaVideoSettings, loopCount) == 1080);
+static_assert(offsetof(AlphaVideoSettings, duration) == 1088);
+static_assert(offsetof(AlphaVideoSettings, pauseTime) == 1096);
+static_assert(sizeof(AlphaVideoSettings) == 1104);

@@ -6,6 +6,18 @@
 // X(group, name, text)
 #define KIV_KEYS(X)                                                                       \
   X(AlphaVideo, kAlphaVideo_PresetVideo, "AlphaVideo.PresetVideo")                        \
+  X(AlphaVideo, kAlphaVideo_FullHD, "AlphaVideo.FullHD")                                  \
+  X(AlphaVideo, kAlphaVideo_FullHDDataFilepath, "AlphaVideo.FullHDDataFilepath")          \
+  X(AlphaVideo, kAlphaVideo_ImageFilepath, "AlphaVideo.ImageFilepath")                    \
+  X(AlphaVideo, kAlphaVideo_CanChangeColor, "AlphaVideo.CanChangeColor")                  \
+  X(AlphaVideo, kAlphaVideo_FillType, "AlphaVideo.FillType")                              \
+  X(AlphaVideo, kAlphaVideo_SingleColor, "AlphaVideo.SingleColor")                        \
+  X(AlphaVideo, kAlphaVideo_GradientColor1, "AlphaVideo.GradientColor1")                  \
+  X(AlphaVideo, kAlphaVideo_GradientColor2, "AlphaVideo.GradientColor2")                  \
+  X(AlphaVideo, kAlphaVideo_GradientAngle, "AlphaVideo.GradientAngle")                    \
+  X(AlphaVideo, kAlphaVideo_VideoDuration, "AlphaVideo.VideoDuration")                    \
+  X(AlphaVideo, kAlphaVideo_VideoPauseTime, "AlphaVideo.VideoPauseTime")                  \
+  X(AlphaVideo, kAlphaVideo_LoopCount, "AlphaVideo.LoopCount")                            \
   X(Base, kStrFileFullPath, "Base.FileFullPath")                                          \
   X(Codec::GPU, kGPUFirst, "Codec.GPU.First")                                             \
   X(Crop, kEnabled, "Crop.Enabled")                                                       \

@@ -1,25 +1,24 @@
 #!/usr/bin/env bash
-# Installs the release build into an empty folder and builds the player against it, by the CMake
-# package and by pkg-config. Run from anywhere.
+# Installs the release build into an empty folder, builds the example host from what is installed
+# alone, by the CMake package and by pkg-config, runs it, and uninstalls. Run from anywhere.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/../.."
+source test/consumer/installed.sh
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-cmake --preset release -DCMAKE_INSTALL_PREFIX="$work/kiv" >/dev/null
+cmake --preset release >/dev/null
 cmake --build --preset release | tail -n 1
-cmake --install build/release >/dev/null
-cp -r test/consumer "$work/consumer"
-clip=$PWD/samples/city.mp4
-cd "$work"
+# Somebody else's file in a folder that we share, and in one of ours.
+mkdir -p "$work/prefix/include/kiv/theirs"
+touch "$work/prefix/include/theirs.h" "$work/prefix/include/kiv/theirs/own.h"
+theirs=$(find "$work/prefix" ! -type d | sort)
+cmake --install build/release --prefix "$work/prefix" >/dev/null
 
-cmake -S consumer -B by-cmake -G Ninja -DCMAKE_PREFIX_PATH="$work/kiv" >/dev/null
-cmake --build by-cmake | tail -n 1
-[ "$(by-cmake/player "$clip")" = "100 of 100 frames" ]
+check_installed "$work/prefix" "$PWD/samples/city.mp4" "$work"
 
-pc=$(dirname "$(find kiv -name kiv.pc)")
-# shellcheck disable=SC2046
-g++ -std=c++20 consumer/player.cpp -o player $(PKG_CONFIG_PATH=$pc pkg-config --cflags --libs kiv)
-[ "$(LD_LIBRARY_PATH=$(dirname "$pc") ./player "$clip")" = "100 of 100 frames" ]
-kiv/bin/kivclip frame "$clip" --at 50 -o frame.png
-test -s frame.png
-echo "the installed package works"
+cmake --build build/release --target uninstall >/dev/null
+left=$(find "$work/prefix" ! -type d | sort)
+[ "$left" = "$theirs" ] || { echo "the uninstall left or took: $(diff <(echo "$theirs") <(echo "$left"))"; exit 1; }
+# Of our folders only the one that somebody else uses is left.
+[ "$(find "$work/prefix" -type d -name 'kiv')" = "$work/prefix/include/kiv" ]
+echo "the installed files work, and the uninstall takes exactly them"

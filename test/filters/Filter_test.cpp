@@ -39,7 +39,8 @@ TEST(CreateFilter, KnowsTheBareTextOfItsFilters) {
   const std::pair<const wchar_t*, HRESULT> kCases[] = {
       {L"2c6e0b5d-7f43-4a91-8d0a-3b5e94f1c6d2", S_OK},
       {L"{2C6E0B5D-7F43-4A91-8D0A-3B5E94F1C6D2}", E_NOTFOUND},
-      {L"A1F7D3C8-52B6-4E0F-9C41-6D82E7B40F95", E_NOTFOUND},  // not built yet
+      {L"A1F7D3C8-52B6-4E0F-9C41-6D82E7B40F95", S_OK},
+      {L"A1F7D3C8-52B6-4E0F-9C41-6D82E7B40F96", E_NOTFOUND},
       {L"", E_NOTFOUND},
       {nullptr, E_INVALIDARG}};
   for (const auto& [guid, expected] : kCases) {

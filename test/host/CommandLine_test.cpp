@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 
 #include "test/host/RunProgram.h"
@@ -14,9 +15,18 @@ class Refused : public testing::Test {
   void SetUp() override {
     WriteGreyClip(folder_.Path("clip.mkv"));
     WriteBytes(folder_.Path("text.json"), "[1, 2");
+    WriteBytes(folder_.Path("kept.json"),
+               R"({"format": "kivclip-settings", "version": 1, "clip":)"
+               R"( {"Kivclip.fps": {"type": "std::wstring", "value": "9x"}}})");
+    WriteBytes(folder_.Path("still.json"),
+               R"({"format": "kivclip-settings", "version": 1, "clip":)"
+               R"( {"Speed.Scale": {"type": "KivRational", "value": "[0, 1]: 0.0 "}}})");
     std::filesystem::create_directory(folder_.Path("folder.mp4"));
+    setenv("KIV_REGISTRY", "/dev/null/registry", 1);
     names_ = folder_.Names();
   }
+
+  void TearDown() override { unsetenv("KIV_REGISTRY"); }
 
   void Expect(int status, const std::string& line, const std::string& says) {
     SCOPED_TRACE(line);
@@ -36,9 +46,19 @@ class Refused : public testing::Test {
 constexpr std::pair<const char*, const char*> kUsage[] = {
     {"", "no command given"},
     {"play", "no command 'play'"},
+    {"--completion tcsh", "bash, zsh or fish"},
     {"render -o @x.mp4", "INPUT is required"},
     {"render @clip.mkv -o @x.png", "frame_%04d.png"},
     {"render @clip.mkv -o - --report -", "--report"},
+    {"render @clip.mkv -o @x.avi", "cannot tell the format of"},
+    {"render @clip.mkv -o @x --format gif", "--format gif is not known"},
+    {"render @clip.mkv -o - --format mp4", "standard output: use y4m"},
+    {"render @clip.mkv -o @x.mkv --codec av1", "h264, vp9"},
+    {"render @clip.mkv -o @x.webm --codec h264", "does not go into webm"},
+    {"render @clip.mkv -o @x.mp4 --quality 101", "0 (worst) to 100 (best)"},
+    {"render @clip.mkv -o @x.y4m --quality 9", "leave it out"},
+    {"render @clip.mkv -o @x%d%d.png", "is no pattern"},
+    {"render @clip.mkv other.mkv -o @x.mp4", "other.mkv"},
     {"render @clip.mkv -o @x.mp4 --bogus", "--bogus"},
     {"render @clip.mkv -o @x.mp4 --quality high", "--quality high"},
     {"render @clip.mkv -o @x.mp4 --size 0x480", "such as 1280x720"},
@@ -69,13 +89,35 @@ constexpr std::pair<const char*, const char*> kUsage[] = {
     {"render @clip.mkv -o @x.mp4 --fps 2 --chain source,speed", "the node 'rate'"},
     {"render @clip.mkv -o @x.mp4 --progress xml", "json, bar or none"},
     {"render @clip.mkv -o @x.mp4 --proxy @clip.mkv --no-proxy", "exclude"},
+    {"render @clip.mkv -o @x.mp4 --alpha-color FF8000", "--alpha-color needs --alpha-preset"},
+    {"render @clip.mkv -o @x.mp4 --over @clip.mkv", "--over needs --alpha-preset"},
+    {"render @clip.mkv -o @x.mp4 --alpha-preset --alpha-color FF80", "such as FF8000"},
+    {"render @clip.mkv -o @x.mp4 --alpha-preset --alpha-gradient FF8000,0",
+     "such as FF8000,0040FF,45"},
+    {"render @clip.mkv -o @x.mp4 --alpha-preset --alpha-gradient FF8000,FF8000,nan",
+     "such as FF8000,0040FF,45"},
+    {"render @clip.mkv -o @x.mp4 --alpha-preset --alpha-color FF8000 --alpha-image @clip.mkv",
+     "exclude each other"},
+    {"render @clip.mkv -o @x.mp4 --alpha-preset --alpha-duration 0", "more than 0"},
+    {"render @clip.mkv -o @x.mp4 --alpha-preset --alpha-duration nan", "more than 0"},
+    {"render @clip.mkv -o @x.mp4 --alpha-preset --alpha-pause=-1", "0 or more"},
+    {"render @clip.mkv -o @x.mp4 --alpha-preset --alpha-loop 1.5", "a whole number"},
+    {"render @clip.mkv -o @x.mp4 --alpha-preset --chain source,rate", "the node 'alpha'"},
     {"frame @clip.mkv -o @x.png", "--at is required"},
     {"frame @clip.mkv --at 20 -o @x.png", "frames 0 to 19"},
     {"sheet @clip.mkv -o @x_%d.png", "without %"},
     {"frame @clip.mkv --at 1 -o @x.mp4", ".png"},
     {"render @clip.mkv -o @clip.mkv", "input itself"},
-    {"stabilize @clip.mkv", "stabilize is not built yet"},
-    {"verify @clip.mkv", "verify is not built yet"},
+    {"stabilize @clip.mkv", "--settings is required"},
+    {"verify @clip.mkv --frames 5:20", "frames 0 to 19"},
+    {"render @clip.mkv -o @x.mp4 --reverse --no-reverse", "exclude"},
+    {"render @clip.mkv -o @x.mp4 --verbose=all", "failure, filter or creation"},
+    {"render @clip.mkv -o @x.mp4 --settings @kept.json", "--fps 9x"},
+    {"stabilize @clip.mkv --settings @s.json --level 101", "from 0 to 100"},
+    {"stabilize @clip.mkv --settings @s.json --plot @clip.mkv", ".png"},
+    {"render @clip.mkv -o @x.mp4 --stabilize=strong", "from 0 to 100"},
+    {"render @clip.mkv -o @x.mp4 --stabilize --chain source", "the node 'stabilizer'"},
+    {"render @clip.mkv -o @x.mp4 --speed 2 --chain source,speed,stabilizer", "in this order"},
     {"keyframes @x.json --at 1.5", "expected a whole number"},
 };
 
@@ -88,25 +130,58 @@ constexpr std::pair<const char*, const char*> kFailures[] = {
     {"render @clip.mkv -o @none/x.mp4", "none/x.mp4': No such file or directory"},
     {"render @clip.mkv -o null --report @none/r", "none/r"},
     {"render @clip.mkv -o @x.mp4 --proxy @none.mp4", "the proxy"},
+    {"render @clip.mkv -o null --alpha-preset --alpha-image @none.png", "the fill image '"},
+    {"render @clip.mkv -o null --alpha-preset --alpha-image @text.json",
+     "damaged, too large or no picture"},
+    {"render @clip.mkv -o null --alpha-preset --alpha-image @folder.mp4", "not a regular file"},
+    {"render @clip.mkv -o null --alpha-preset --alpha-full-hd @none.mp4", "the mask '"},
+    {"render @clip.mkv -o null --alpha-preset --alpha-full-hd @text.json", "the mask '"},
+    {"render @clip.mkv -o null --alpha-preset --over @none.mp4", "none.mp4': No such file"},
     {"render @clip.mkv -o @x.mp4 --settings @none.json", "none.json': No such"},
     {"render @clip.mkv -o @x.mp4 --settings @text.json", "text.json"},
+    {"render @clip.mkv -o @x.mp4 --settings @still.json", "no possible speed: 0/1"},
+    {"keyframes @none.json", "none.json': No such"},
+    {"keyframes @text.json --at 1", "text.json"},
+    {"register", "the registry file cannot be written"},
+    {"stabilize @none.mp4 --settings @s.json", "none.mp4': No such"},
+    {"stabilize @clip.mkv --settings @text.json", "text.json"},
+    {"stabilize @clip.mkv --settings @none/s.json", "none/s.json"},
 };
-
-constexpr const char* kOptionsNotBuilt[] = {"--stabilize", "--stabilize=2", "--alpha-video a"};
 
 TEST_F(Refused, WithItsStatusAndOneLine) {
   for (const auto& [line, says] : kUsage) Expect(2, line, says);
   for (const auto& [line, says] : kFailures) Expect(1, line, says);
-  const std::string renders = "render @clip.mkv -o @x.mp4 ";
-  for (const char* option : kOptionsNotBuilt) Expect(2, renders + option, " is not built yet");
+  for (const char* option : {"--alpha-image ", "--alpha-full-hd "}) {
+    Expect(2, "render @clip.mkv -o null --alpha-preset " + (option + std::string(260, 'x')),
+           "more than 259 characters");
+  }
 }
 
 TEST_F(Refused, NeverTheQuestionForHelp) {
-  for (const char* line : {"--help", "render --help", "frame --help", "info -h", "--version"}) {
+  for (const char* line : {"--help", "render --help", "verify --help", "info -h", "--version"}) {
     const ProgramResult result = RunKivclip(folder_, line);
     EXPECT_EQ(0, result.status);
     EXPECT_NE(std::string::npos, result.out.find("kivclip")) << result.out;
     EXPECT_EQ("", result.err);
+  }
+}
+
+// In a real bash: what it offers for the last word of a line.
+TEST_F(Refused, NeverWhatBashCompletes) {
+  WriteBytes(folder_.Path("complete"), RunKivclip(folder_, "--completion bash").out);
+  const struct {
+    const char *words, *offered;
+  } cases[] = {{"ver", "verify"},
+               {"render clip.mp4 --sp", "--speed"},
+               {"render clip.mp4 --crop", "--crop --crop-keyframes"},
+               {"render clip.mp4 --speed --", ""},
+               {"info --s", ""}};
+  for (const auto& c : cases) {
+    const std::string script = ". " + folder_.Path("complete") + "; COMP_WORDS=(kivclip " +
+                               c.words + "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _kivclip; " +
+                               "echo ${COMPREPLY[@]} > " + folder_.Path("offered");
+    ASSERT_EQ(0, std::system(("bash -c '" + script + "'").c_str()));
+    EXPECT_EQ(std::string(c.offered) + "\n", ReadBytes(folder_.Path("offered"))) << c.words;
   }
 }
 

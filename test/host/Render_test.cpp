@@ -57,6 +57,32 @@ TEST_F(Render, WritesEveryFrameInEveryVideoFormat) {
   EXPECT_EQ(6u, folder_.Names().size());
 }
 
+TEST_F(Render, TakesTheSoundAlongOrSaysWhyNot) {
+  WriteSound(Path("sound.mkv"), 1, 0);
+  WriteGreyClip(Path("clip.mkv"), {{64, 48}, {25, 1}, {1, 1}, 0, Path("sound.mkv")}, 20);
+  const struct {
+    const char *options, *why;
+  } cases[] = {{"-o @x.mkv", nullptr},
+               {"-o @x.mkv --crop 0,0,0.5,0.5 --fps 50", nullptr},
+               {"-o @x.mkv --speed 2", "the speed is 2/1"},
+               {"-o @x.mkv --reverse", "backwards"},
+               {"-o @x.mkv --frames 1:", "only a part"},
+               {"-o @x.mp4", "cannot hold it"}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.options);
+    const ProgramResult result = Run(std::string("render @clip.mkv --report @r.json ") + c.options);
+    const Json::Value sound = JsonOf("r.json")["sound"];
+    EXPECT_EQ(1, sound["streams"].asInt());
+    EXPECT_EQ(c.why == nullptr ? 1 : 0, sound["copied"].asInt());
+    EXPECT_EQ(c.why == nullptr ? 0 : 1, std::count(result.err.begin(), result.err.end(), '\n'));
+    if (c.why != nullptr) {
+      EXPECT_NE(std::string::npos, result.err.find(c.why)) << result.err;
+      EXPECT_NE(std::string::npos, sound["left_out_because"].asString().find(c.why));
+    }
+  }
+  EXPECT_EQ("", Run("render @clip.mkv -o @x.mp4 --reverse --quiet").err);
+}
+
 TEST_F(Render, ScalesInTheSourceAndKeepsTheShapeAndTheRate) {
   WriteGreyClip(Path("in.mkv"), {{64, 48}, {30000, 1001}, {16, 11}}, 5);
   const struct {

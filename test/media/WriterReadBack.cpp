@@ -1,6 +1,8 @@
 #include "test/media/WriterReadBack.h"
 
+#include <map>
 #include <memory>
+#include <random>
 #include <stdexcept>
 
 extern "C" {
@@ -109,4 +111,78 @@ void WriteGreyClip(const std::string& path, const kiv::PictureSeries& series, in
   auto error = kiv::PlanOutput({path, "", path.ends_with(".mkv") ? "ffv1" : ""}, &plan);
   if (!error) error = WriteGreys(plan, series, count, brighter);
   if (error) throw std::runtime_error(*error);
+}
+
+int CountPictures(const std::string& path) {
+  AVFormatContext* file = nullptr;
+  AVPacket* packet = av_packet_alloc();
+  int pictures = 0;
+  if (avformat_open_input(&file, path.c_str(), nullptr, nullptr) >= 0) {
+    for (; av_read_frame(file, packet) >= 0; av_packet_unref(packet)) {
+      const auto type = file->streams[packet->stream_index]->codecpar->codec_type;
+      if (type == AVMEDIA_TYPE_VIDEO) ++pictures;
+    }
+  }
+  av_packet_free(&packet);
+  avformat_close_input(&file);
+  return pictures;
+}
+
+std::vector<SoundBack> ReadSounds(const std::string& path) {
+  AVFormatContext* file = nullptr;
+  AVPacket* packet = av_packet_alloc();
+  std::map<int, SoundBack> sounds;
+  if (avformat_open_input(&file, path.c_str(), nullptr, nullptr) >= 0) {
+    avformat_find_stream_info(file, nullptr);
+    for (; av_read_frame(file, packet) >= 0; av_packet_unref(packet)) {
+      const AVStream& stream = *file->streams[packet->stream_index];
+      if (stream.codecpar->codec_type != AVMEDIA_TYPE_AUDIO) continue;
+      SoundBack& sound = sounds[packet->stream_index];
+      if (sound.bytes.empty()) {
+        sound.codec = avcodec_get_name(stream.codecpar->codec_id);
+        sound.start = static_cast<double>(packet->pts) * av_q2d(stream.time_base);
+      }
+      sound.bytes.append(reinterpret_cast<const char*>(packet->data),
+                         static_cast<size_t>(packet->size));
+    }
+  }
+  av_packet_free(&packet);
+  avformat_close_input(&file);
+  std::vector<SoundBack> all;
+  for (auto& [number, sound] : sounds) all.push_back(std::move(sound));
+  return all;
+}
+
+void WriteSound(const std::string& path, int streams, double start) {
+  constexpr int kRate = 8000, kPackets = 50, kSamples = kRate / kPackets, kBytes = 2 * kSamples;
+  AVFormatContext* file = nullptr;
+  avformat_alloc_output_context2(&file, nullptr, "matroska", path.c_str());
+  for (int i = 0; i < streams; ++i) {
+    AVStream* const stream = avformat_new_stream(file, nullptr);
+    stream->codecpar->codec_type = AVMEDIA_TYPE_AUDIO;
+    stream->codecpar->codec_id = AV_CODEC_ID_PCM_S16LE;
+    stream->codecpar->sample_rate = kRate;
+    stream->codecpar->bits_per_coded_sample = 16;
+    av_channel_layout_default(&stream->codecpar->ch_layout, 1);
+    stream->time_base = {1, kRate};
+  }
+  if (avio_open(&file->pb, path.c_str(), AVIO_FLAG_WRITE) < 0 ||
+      avformat_write_header(file, nullptr) < 0) {
+    throw std::runtime_error("cannot write " + path);
+  }
+  std::mt19937 random(7);
+  AVPacket* packet = av_packet_alloc();
+  for (int i = 0; i < kPackets * streams; ++i) {
+    av_new_packet(packet, kBytes);
+    for (int at = 0; at < kBytes; ++at) packet->data[at] = static_cast<uint8_t>(random());
+    packet->stream_index = i % streams;
+    packet->pts = packet->dts = i / streams * kSamples + static_cast<int64_t>(start * kRate);
+    packet->duration = kSamples;
+    av_packet_rescale_ts(packet, {1, kRate}, file->streams[i % streams]->time_base);
+    av_interleaved_write_frame(file, packet);
+  }
+  av_packet_free(&packet);
+  av_write_trailer(file);
+  avio_closep(&file->pb);
+  avformat_free_context(file);
 }

@@ -18,6 +18,9 @@ struct ReadBack {
   std::vector<std::vector<uint8_t>> pixels;  // BGRA rows of each picture
 };
 
+// Video packets in a file.
+int CountPictures(const std::string& path);
+
 ReadBack ReadVideo(const std::string& path);
 
 struct Bgra {
@@ -35,3 +38,15 @@ kiv::WriteError WriteGreys(const kiv::OutputPlan& plan, const kiv::PictureSeries
 // Lossless where the name ends in .mkv. Throws std::runtime_error when it cannot be made.
 void WriteGreyClip(const std::string& path, const kiv::PictureSeries& series = {{64, 48}},
                    int count = 20, int brighter = 0);
+
+// One sound stream's packets put together.
+struct SoundBack {
+  std::string codec;
+  double start = 0;  // seconds, of the first packet
+  std::string bytes;
+};
+std::vector<SoundBack> ReadSounds(const std::string& path);
+
+// A file of sound alone: `streams` of 16-bit noise that differs from stream to stream, 1 s from
+// `start` seconds on. Throws std::runtime_error when it cannot be made.
+void WriteSound(const std::string& path, int streams, double start);

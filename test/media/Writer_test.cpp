@@ -81,6 +81,54 @@ TEST(WrittenVideo, ComesBackWithItsPicturesRateAndTags) {
   }
 }
 
+TEST(WrittenSound, IsTheSourcesByteForByteWhereTheContainerHoldsIt) {
+  const TestFolder folder;
+  WriteSound(folder.Path("two.mkv"), 2, 0.25);
+  const std::vector<SoundBack> before = ReadSounds(folder.Path("two.mkv"));
+  ASSERT_EQ(2u, before.size());
+  ASSERT_NE(before[0].bytes, before[1].bytes);
+  const struct {
+    const char* name;
+    int fitting;
+  } cases[] = {{"a.mkv", 2}, {"a.mov", 2}, {"a.mp4", 0}, {"a.webm", 0}, {"a.y4m", 0}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    const kiv::OutputPlan plan = Plan(folder.Path(c.name));
+    const kiv::SoundFit fit = kiv::SoundThatFits(plan, folder.Path("two.mkv"));
+    EXPECT_EQ(2, fit.streams);
+    EXPECT_EQ(c.fitting, fit.fitting);
+    // Sound that ends before the pictures, and after them.
+    for (const int pictures : {40, 10}) {
+      const kiv::PictureSeries series{{64, 48}, {25, 1}, {1, 1}, 0, folder.Path("two.mkv")};
+      ASSERT_EQ(std::nullopt, WriteGreys(plan, series, pictures));
+      const std::vector<SoundBack> after = ReadSounds(folder.Path(c.name));
+      ASSERT_EQ(static_cast<size_t>(c.fitting), after.size());
+      for (size_t i = 0; i < after.size(); ++i) {
+        EXPECT_EQ("pcm_s16le", after[i].codec);
+        EXPECT_NEAR(0.25, after[i].start, 0.0011);
+        EXPECT_TRUE(before[i].bytes == after[i].bytes) << "stream " << i;
+      }
+    }
+  }
+}
+
+TEST(WrittenSound, OfADamagedFileCostsNoPictures) {
+  const TestFolder folder;
+  WriteSound(folder.Path("in.mkv"), 1, 0);
+  const std::string whole = ReadBytes(folder.Path("in.mkv"));
+  std::mt19937 random(11);
+  for (int round = 0; round < 60; ++round) {
+    SCOPED_TRACE(round);
+    std::string bytes = whole;
+    for (int i = 0; i < 20; ++i) bytes[random() % bytes.size()] = static_cast<char>(random());
+    WriteBytes(folder.Path("in.mkv"), bytes);
+    const kiv::OutputPlan plan = Plan(folder.Path(round % 2 == 0 ? "a.mkv" : "a.mov"));
+    const kiv::PictureSeries series{{64, 48}, {25, 1}, {1, 1}, 0, folder.Path("in.mkv")};
+    ASSERT_EQ(std::nullopt, WriteGreys(plan, series, 5));
+    EXPECT_EQ(5, CountPictures(plan.name));
+  }
+}
+
 // Expected codes by hand from the matrices: 16 + 219 Y', 128 + 224 C.
 TEST(FlatColour, BecomesItsYuvWithinHalfACode) {
   const struct {

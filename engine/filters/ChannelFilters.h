@@ -1,0 +1,46 @@
+// The filters that work on coverage: alpha channel, green channel, pre-multiplied alpha.
+//
+// Each makes a picture of the whole output size of whole inputs, scaled where they have another size;
+// rectangles are not looked at.
+//
+// Units:    colours as fractions of full; angles in degrees clockwise, 0 to the right.
+#pragma once
+
+#include "engine/filters/FilterBase.h"
+
+namespace kiv {
+
+// Colours a shape: everything takes the fill's colour, and the shape stands in the alpha channel with
+// its edges as they were. What a pixel's colour was plays no part, so nothing shines through at edges.
+class CAlphaChannelFilter final : public FilterBase {
+ public:
+  // "mode" 0 fills with r0 g0 b0; any other runs from there to r1 g1 b1 in the direction "theta",
+  // from the corner farthest behind to the one farthest ahead. "channelChoose" says which channel of
+  // the input carries the coverage: 0 blue, 1 green, 2 red, 3 (at first) alpha.
+  CAlphaChannelFilter();
+
+ protected:
+  HRESULT Process(const FilterInputs& inputs, const TargetPicture& output) override;
+};
+
+// The second input's colours with the first input's green as coverage. Without a first input the
+// second one's own coverage stays.
+class CGreenChannelFilter final : public FilterBase {
+ public:
+  CGreenChannelFilter() : FilterBase({}) {}
+
+ protected:
+  bool HasInputs(const FilterInputs& inputs) const override;
+  HRESULT Process(const FilterInputs& inputs, const TargetPicture& output) override;
+};
+
+// Multiplies colour by alpha.
+class CPremultiplyFilter final : public FilterBase {
+ public:
+  CPremultiplyFilter() : FilterBase({}) {}
+
+ protected:
+  HRESULT Process(const FilterInputs& inputs, const TargetPicture& output) override;
+};
+
+}  // namespace kiv

@@ -1,0 +1,14 @@
+// Small things that the commands do with pulled frames.
+#pragma once
+
+#include "kiv/platform/Frame.h"
+
+namespace host {
+
+KivSize SizeOf(IKivFrame& frame);
+// HostError when there is no memory for it.
+KivComPtr<IKivFrame> CopyOf(IKivFrame& frame);
+// The frame itself or a copy whose rows have no gaps.
+KivComPtr<IKivFrame> Straight(const KivComPtr<IKivFrame>& frame);
+
+}  // namespace host

@@ -1,0 +1,21 @@
+// stabilize: measures a clip's motion and saves it with the clip's settings.
+
+#include "host/CameraPlot.h"
+#include "host/Clip.h"
+#include "host/Commands.h"
+#include "host/InputChecks.h"
+#include "host/PictureFile.h"
+
+namespace host {
+
+void RunStabilize(const Options& options) {
+  RefuseWritingOverTheInput(options);
+  Clip clip(options.input, options.chain);
+  clip.Stabilize(options.progress);
+  clip.SaveSettings(options.chain.saveSettings);
+  if (options.plot.empty()) return;
+  const CameraPlot plot = DrawCameraPath(clip.Settings(), clip.StabilizationLevel());
+  WritePicture(options.plan, plot.size, plot.bgra.data());
+}
+
+}  // namespace host

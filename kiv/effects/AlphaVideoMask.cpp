@@ -1,0 +1,74 @@
+#include "kiv/effects/AlphaVideoMask.h"
+
+#include <cstdlib>
+#include <utility>
+
+#include "kiv/platform/KivCommon.h"
+#include "kiv/platform/Logger.h"
+
+namespace {
+
+KivSize SizeOf(IKivFrame& frame) {
+  IKivBitmap* const bitmap = frame.GetBitmap();
+  return {bitmap->GetWidth(), bitmap->GetHeight()};
+}
+
+HRESULT OpenSource(const std::wstring& path, KivComPtr<IKivMediaSource>* opened) {
+  KivComPtr<IKivMediaSource> source;
+  HRESULT hr = KivCommon::GetInterface(kMediaSourceClassId, nullptr, 1, IKivMediaSource::kIid,
+                                       source.PutVoid());
+  if (Failed(hr)) return hr;
+  hr = source->Open(path.c_str(), 0);
+  if (Succeeded(hr)) *opened = std::move(source);
+  return hr;
+}
+
+}  // namespace
+
+HRESULT AlphaVideoMask::Open(const std::wstring& path) {
+  if (source_) return S_FALSE;
+  if (Failed(failure_) && path == failedPath_) return failure_;
+  failure_ = OpenSource(path, &source_);
+  if (Failed(failure_)) {
+    failedPath_ = path;
+    KIV_LOG(LogLevel::kFailure, L"mask %ls cannot be opened: hr %08x", path.c_str(),
+            static_cast<uint32_t>(failure_));
+    return failure_;
+  }
+  if (!decoder_) source_->GetVideoStream(0, decoder_.Put());
+  return S_OK;
+}
+
+void AlphaVideoMask::Seek(int64_t time, int32_t mode) {
+  if (decoder_) decoder_->Seek(time, mode);
+}
+
+void AlphaVideoMask::Skip(int32_t count, int32_t* moved, int64_t time, int64_t frameLength) {
+  if (!decoder_) return;
+  decoder_->Skip(count, moved);
+  const int64_t away = std::llabs(decoder_->GetCurrentTime() - time);
+  if (away >= frameLength / 2 && away > 1) {
+    Seek(time, static_cast<int32_t>(KivSeekMode::kReadOnward));
+  }
+}
+
+KivComPtr<IKivFrame> AlphaVideoMask::Frame(const KivSize& size) {
+  KivComPtr<IKivFrame> mask;
+  if (!decoder_ || Failed(decoder_->ReadCurrentFrame(&mask)) || !mask) return nullptr;
+  if (SizeOf(*mask) == size) return mask;
+  SetMaskSize(size);
+  mask.Reset();
+  decoder_->ReadCurrentFrame(&mask);
+  return mask;
+}
+
+void AlphaVideoMask::SetMaskSize(const KivSize& size) {
+  if (const auto decoderSize = decoder_.As<IKivDecoderSize>()) decoderSize->SetOutputSize(&size);
+}
+
+void AlphaVideoMask::Release() {
+  source_.Reset();
+  decoder_.Reset();
+  failedPath_.clear();
+  failure_ = S_OK;
+}
