@@ -16,6 +16,8 @@ constexpr float kLeastSlope = kPatchPixels * 8.0F;
 constexpr int kSteps = 3;
 constexpr float kLongestStep = 4;
 constexpr float kFarApart = 4;  // square of pixels; beyond it disagreement costs no more
+// Motions nearer than that, squared, are the same.
+constexpr float kSame = 1.0F / 64;
 constexpr float kSmallestStep = 1.0F / 32;
 
 float WithoutBrightness(const PatchSums& sums) {
@@ -139,13 +141,16 @@ void FlowSearch::Sweep(const Level& level, int direction) {
       const Motion across = grid.Near(i - direction, j).motion;
       const Motion down = grid.Near(i, j - direction).motion;
       const Motion own = grid.At(i, j).motion;
+      // On the way back only what neighbours have to say is new.
+      const bool agreed = SquareOf(across - own) < kSame && SquareOf(down - own) < kSame;
+      if (direction < 0 && agreed) continue;
       NodeSearch search(level.from, level.to, i, j, (across + down) * 0.5F);
       search.Try(own);
+      bool moved = direction > 0;
       for (const Motion& other : {across, down, Motion{}}) {
-        constexpr float kSame = 1.0F / 64;
-        if (SquareOf(other - search.Best().motion) > kSame) search.Try(other);
+        if (SquareOf(other - search.Best().motion) > kSame) moved |= search.Try(other);
       }
-      search.Follow();
+      if (moved) search.Follow();
       grid.At(i, j) = search.Best();
     }
   }

@@ -4,7 +4,6 @@
 #pragma once
 
 #include <algorithm>
-#include <cmath>
 
 #include "engine/motion/LumaKernel.h"
 #include "engine/tween/MotionGrid.h"
@@ -23,8 +22,9 @@ inline PatchPlace PatchAt(const LumaPlane& plane, float x, float y) {
   constexpr int kReach = LumaPlane::kMargin - 2;
   const auto inside = [](float at, int size) {
     const float most = static_cast<float>(size + kReach - kPatchSide - 2);
-    return SaturateToInt32(
-        std::floor(std::clamp(at, -static_cast<float>(kReach), most) * 16 + 0.5F));
+    const float held = std::clamp(at, -static_cast<float>(kReach), most);
+    // Cutting off rounds down when nothing is below 0.
+    return SaturateToInt32((held + kReach) * 16 + 0.5F) - kReach * 16;
   };
   const int atX = inside(x, plane.Size().width), atY = inside(y, plane.Size().height);
   return {plane.Row(atY >> 4) + (atX >> 4), plane.Stride(), atX & 15, atY & 15};

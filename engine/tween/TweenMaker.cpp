@@ -1,9 +1,11 @@
 #include "engine/tween/TweenMaker.h"
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
 #include "engine/tween/BlendKernel.h"
+#include "engine/tween/PatchKernel.h"
 
 namespace kiv::tween {
 namespace {
@@ -11,6 +13,20 @@ namespace {
 constexpr int kSmallestSide = 16;
 // The largest cell holds as many pixels.
 constexpr int kLargestFactor = kLargestCell / kNodeStep;
+
+// A window with a larger error, on average of its pixels, was not found.
+constexpr float kLostCodes = 20;
+constexpr float kLost = kPatchPixels * 16 * 16 * kLostCodes * kLostCodes;
+// When more of the picture than that was not found, it shows something else.
+constexpr double kMostLost = 0.28;
+
+double LostPart(const FlowGrid& grid) {
+  int lost = 0;
+  for (int j = 0; j < grid.Height(); ++j) {
+    for (int i = 0; i < grid.Width(); ++i) lost += grid.At(i, j).error > kLost;
+  }
+  return static_cast<double>(lost) / grid.Width() / grid.Height();
+}
 
 }  // namespace
 
@@ -28,6 +44,7 @@ void TweenMaker::Make(TweenMode mode, float when, uint8_t* out) {
   }
   if (!found_) FindMotion();
   if (newer_.Factor() > kLargestFactor) return MixPictures(keys_, when, pool_, out);
+  if (cut_) return CopyNearer(when, out);
   field_.Choose({older_.Level(0), newer_.Level(0), onward_.Grid(), backward_.Grid()}, when, pool_);
   BlendPicture(keys_, field_.Grid(), newer_.Factor(), when, pool_, out);
 }
@@ -42,7 +59,16 @@ void TweenMaker::FindMotion() {
     if (which == 0) onward_.Run(older_, newer_);
     if (which == 1) backward_.Run(newer_, older_);
   });
+  // Both ways, since what a fade or a passing object hides is lost one way only.
+  cut_ = std::min(LostPart(onward_.Grid()), LostPart(backward_.Grid())) > kMostLost;
   found_ = true;
+}
+
+void TweenMaker::CopyNearer(float when, uint8_t* out) const {
+  constexpr size_t kBytes = 4;
+  const auto pixels =
+      static_cast<size_t>(keys_.size.width) * static_cast<size_t>(keys_.size.height);
+  std::memcpy(out, when < 0.5F ? keys_.older : keys_.newer, pixels * kBytes);
 }
 
 }  // namespace kiv::tween

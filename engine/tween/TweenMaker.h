@@ -1,4 +1,6 @@
-// Makes any number of pictures between two key frames; their motion is looked for once.
+// Makes any number of pictures between two key frames; their motion is looked for once. Where the
+// key frames show different scenes the nearer one is repeated. Pictures below 16 pixels on a side, or
+// beyond 8800, are mixed as they lie.
 //
 // Units:    straight rows of BGRA; `when` is 0 at the older key frame and 1 at the newer.
 // Owns:     brightness and motion of the pair; the memory is kept from pair to pair.
@@ -27,11 +29,12 @@ class TweenMaker {
 
  private:
   void FindMotion();
+  void CopyNearer(float when, uint8_t* out) const;
 
   RowPool& pool_;
   KeyPictures keys_{};
   LumaPyramid older_, newer_;
-  bool olderBuilt_ = false, newerBuilt_ = false, found_ = false;
+  bool olderBuilt_ = false, newerBuilt_ = false, found_ = false, cut_ = false;
   FlowSearch onward_, backward_;
   TweenField field_;
 };

@@ -1,4 +1,5 @@
-// The values of FrameInterpolationParams::interpolationMode.
+// The values of FrameInterpolationParams::interpolationMode. Any other is taken as the default, with
+// one log line.
 #pragma once
 
 #include <cstdint>
@@ -8,7 +9,6 @@ namespace kiv::tween {
 enum class TweenMode : uint32_t {
   kFlow = 0,   // follows the motion
   kBlend = 1,  // mixes the key frames as they lie
-  kFine = 2,   // follows the motion with more care and more time
 };
 
 }  // namespace kiv::tween
