@@ -1,11 +1,11 @@
 // How near generated pictures come to the real ones: every second picture of a clip is made again
 // from its neighbours.
 //
-//   interpolation_quality [-m MODE] [-t THREADS] [-o FOLDER] CLIP.y4m ...
+//   interpolation_quality [-m MODE] [-t THREADS] [-n PICTURES] [-o FOLDER] CLIP.y4m ...
 //
 // Prints, for each clip, the mean luma PSNR (of the mean squared error, as FFmpeg's psnr filter has
 // it) and SSIM of the made pictures and the time one took. Clips are 8-bit 4:2:0 YUV4MPEG2; the first
-// 61 pictures count. With -o made and real pictures are written to FOLDER as PPM.
+// 59 pictures count unless said otherwise. With -o made and real pictures are written to FOLDER as PPM.
 
 extern "C" {
 #include <libavutil/frame.h>
@@ -30,7 +30,6 @@ namespace {
 
 using Bytes = std::vector<uint8_t>;
 using Clock = std::chrono::steady_clock;
-constexpr int kMostPictures = 61;
 
 struct Picture {
   Bytes planes, bgra;
@@ -44,6 +43,7 @@ struct Clip {
 struct Arguments {
   uint32_t mode = 0;
   int threads = 2;
+  size_t pictures = 59;  // minterpolate makes none after the last pair of 61
   std::string folder;
   std::vector<std::string> clips;
 };
@@ -58,6 +58,8 @@ void Convert(const KivSize& size, Picture* picture) {
   frame->width = size.width;
   frame->height = size.height;
   frame->format = AV_PIX_FMT_YUV420P;
+  // BGRA then holds every luma code; in the limited range it would cut those below 16 off.
+  frame->color_range = AVCOL_RANGE_JPEG;
   frame->data[0] = picture->planes.data();
   frame->data[1] = frame->data[0] + Area(size);
   frame->data[2] = frame->data[1] + Area(size) / 4;
@@ -70,7 +72,7 @@ void Convert(const KivSize& size, Picture* picture) {
   av_frame_free(&gone);
 }
 
-Clip ReadClip(const std::string& path) {
+Clip ReadClip(const std::string& path, size_t most) {
   std::ifstream file(path, std::ios::binary);
   std::string header;
   std::getline(file, header);
@@ -79,7 +81,7 @@ Clip ReadClip(const std::string& path) {
     if (header[at + 1] == 'W') clip.size.width = std::atoi(header.c_str() + at + 2);
     if (header[at + 1] == 'H') clip.size.height = std::atoi(header.c_str() + at + 2);
   }
-  for (std::string line; clip.pictures.size() < kMostPictures && std::getline(file, line);) {
+  for (std::string line; clip.pictures.size() < most && std::getline(file, line);) {
     Picture picture;
     picture.planes.resize(Area(clip.size) * 3 / 2);
     file.read(reinterpret_cast<char*>(picture.planes.data()),
@@ -99,7 +101,7 @@ Bytes LumaOf(const Bytes& bgra, const KivSize& size) {
   for (size_t i = 0; i < luma.size(); ++i) {
     const uint8_t* const p = bgra.data() + 4 * i;
     const double y = red * p[2] + (1 - red - blue) * p[1] + blue * p[0];
-    luma[i] = static_cast<uint8_t>(16.5 + y * 219 / 255);
+    luma[i] = static_cast<uint8_t>(y + 0.5);
   }
   return luma;
 }
@@ -210,6 +212,8 @@ Arguments ReadArguments(int count, char** texts) {
       arguments.mode = static_cast<uint32_t>(std::atoi(texts[++i]));
     } else if (text == "-t" && more) {
       arguments.threads = std::atoi(texts[++i]);
+    } else if (text == "-n" && more) {
+      arguments.pictures = static_cast<size_t>(std::max(std::atoi(texts[++i]), 3));
     } else if (text == "-o" && more) {
       arguments.folder = texts[++i];
     } else {
@@ -224,7 +228,7 @@ Arguments ReadArguments(int count, char** texts) {
 int main(int count, char** texts) {
   const Arguments arguments = ReadArguments(count, texts);
   for (const std::string& path : arguments.clips) {
-    const Clip clip = ReadClip(path);
+    const Clip clip = ReadClip(path, arguments.pictures);
     const size_t slash = path.rfind('/') + 1;
     const std::string name = path.substr(slash, path.find('.', slash) - slash);
     const Result result = Measurement(arguments, clip, name).Run();

@@ -29,6 +29,7 @@ set(KIV_PUBLIC_HEADERS
   kiv/chain/CommandIds.h kiv/chain/IKivRender.h kiv/chain/IKivSourceBase.h kiv/chain/NodeTypes.h
   kiv/component/EntryPoints.h kiv/component/IKivVideoStreamProcess.h
   kiv/values/keyframes/IKivKeyFrameParam.h
+  kiv/VideoStab/IKivStabExtendControl.h kiv/VideoStab/StabSettings.h
   engine/logger/Logger.h engine/common/PathService.h engine/common/ClassRegistry.h
   engine/common/PropertiesJson.h engine/media/Writer.h)
 foreach(header ${KIV_PUBLIC_HEADERS})
@@ -52,10 +53,14 @@ file(RELATIVE_PATH KIV_PC_PREFIX
 configure_file(${PROJECT_SOURCE_DIR}/cmake/kiv.pc.in ${CMAKE_BINARY_DIR}/kiv.pc @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/kiv.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
-install(FILES ${PROJECT_SOURCE_DIR}/README.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/ARCHITECTURE.md
+  DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs
-  FILES_MATCHING PATTERN "*.md" PATTERN "*.png")
+  FILES_MATCHING PATTERN "*.md" PATTERN "*.png" PATTERN reference EXCLUDE)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/host/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples/host)
+
+# All that is installed, without tests and benchmarks.
+add_custom_target(product DEPENDS ${KIV_EXPORTED} kivclip kivclip_reference kiv_tween)
 
 # Takes away what the last installation from this build folder put there.
 add_custom_target(uninstall

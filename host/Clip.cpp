@@ -112,7 +112,7 @@ Clip::Clip(const std::string& input, const ChainOptions& options)
   inBetween_ = SetUpInterpolation(options.interpolation, playback_.speed);
   if (!options.proxy.empty()) CheckFile(options.proxy, "the proxy");
   if (options.memory) SetPictureMemory(*options.memory);
-  std::vector<int32_t> nodes = NodesFor(options, playback_, stabilization_, isPreset_);
+  std::vector<int32_t> nodes = NodesFor(options, playback_, {isPreset_, stabilization_.isOn});
   if (options.nodes.empty() && Crop::IsWanted(options, settings_.Get())) {
     nodes.push_back(static_cast<int32_t>(NodeType::kCrop));
   }

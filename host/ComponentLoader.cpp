@@ -1,8 +1,11 @@
 #include "host/ComponentLoader.h"
 
 #include <dlfcn.h>
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <array>
+#include <cstdio>
 #include <filesystem>
 
 #include "host/HostError.h"
@@ -95,9 +98,40 @@ KivComPtr<IKivVideoStreamProcessInternal> ComponentLoader::CreateProcess() const
   return process;
 }
 
+namespace {
+
+// Standard output leads nowhere meanwhile: the component's registration writes marks to it, and a
+// command's output is data only.
+class SilentOutput {
+ public:
+  SilentOutput() : kept_(dup(STDOUT_FILENO)), nowhere_(open("/dev/null", O_WRONLY | O_CLOEXEC)) {
+    std::fflush(stdout);
+    if (kept_ >= 0 && nowhere_ >= 0) dup2(nowhere_, STDOUT_FILENO);
+  }
+  ~SilentOutput() {
+    std::fflush(stdout);
+    if (kept_ >= 0) {
+      dup2(kept_, STDOUT_FILENO);
+      close(kept_);
+    }
+    if (nowhere_ >= 0) close(nowhere_);
+  }
+  SilentOutput(const SilentOutput&) = delete;
+  SilentOutput& operator=(const SilentOutput&) = delete;
+
+ private:
+  const int kept_;
+  const int nowhere_;
+};
+
+}  // namespace
+
 // The entry points report no registry failure, so the result is looked up.
 void ComponentLoader::Register() const {
-  Entry<decltype(&DllRegisterServer)>("DllRegisterServer")();
+  {
+    const SilentOutput silence;
+    Entry<decltype(&DllRegisterServer)>("DllRegisterServer")();
+  }
   std::error_code ignored;
   const std::string registered = RegisteredPath();
   if (registered.empty() || !std::filesystem::equivalent(registered, path_, ignored)) {

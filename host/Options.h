@@ -35,6 +35,11 @@ struct FrameSpan {
 // What slow motion shows between source frames.
 enum class Interpolation { kFlow, kOff };
 
+// Steadies the clip; without a level, at the one that its settings hold. Level 0 turns it off.
+struct StabilizeOption {
+  std::optional<int32_t> level;
+};
+
 // Colours 0xRRGGBB, degrees.
 struct GradientFill {
   int32_t first = 0, second = 0;
@@ -54,11 +59,6 @@ struct AlphaOptions {
 
   // The option that makes no sense without a preset; null when there is none.
   const char* FirstGiven() const;
-};
-
-// Steadies the clip; without a level, at the one that its settings hold. Level 0 turns it off.
-struct StabilizeOption {
-  std::optional<int32_t> level;
 };
 
 // How the clip's chain is built and set up.

@@ -148,19 +148,21 @@ ResultShape ResultOf(const Playback& playback, const KivStreamInfo& info) {
 }
 
 std::vector<int32_t> NodesFor(const ChainOptions& options, const Playback& playback,
-                              const Stabilization& stabilization, bool isAlphaPreset) {
+                              FurtherNodes further) {
   std::vector<int32_t> nodes = options.nodes;
   if (nodes.empty()) {
     nodes.push_back(static_cast<int32_t>(NodeType::kSource));
-    if (isAlphaPreset) nodes.push_back(static_cast<int32_t>(NodeType::kAlphaVideo));
-    if (stabilization.isOn) nodes.push_back(static_cast<int32_t>(NodeType::kStabilizer));
+    if (further.alpha) nodes.push_back(static_cast<int32_t>(NodeType::kAlphaVideo));
+    if (further.stabilizer) nodes.push_back(static_cast<int32_t>(NodeType::kStabilizer));
     if (playback.reverse) nodes.push_back(static_cast<int32_t>(NodeType::kFrameCache));
     if (playback.rated) nodes.push_back(static_cast<int32_t>(NodeType::kFrameRate));
     if (playback.reverse) nodes.push_back(static_cast<int32_t>(NodeType::kReverse));
     if (playback.IsShifted()) nodes.push_back(static_cast<int32_t>(NodeType::kSpeed));
   }
-  if (isAlphaPreset) RequireNode(nodes, NodeType::kAlphaVideo, "--alpha-preset", "alpha");
-  if (stabilization.isOn) RequireNode(nodes, NodeType::kStabilizer, "--stabilize", "stabilizer");
+  if (further.alpha) RequireNode(nodes, NodeType::kAlphaVideo, "--alpha-preset", "alpha");
+  if (further.stabilizer) {
+    RequireNode(nodes, NodeType::kStabilizer, "--stabilize", "stabilizer");
+  }
   if (playback.reverse) RequireNode(nodes, NodeType::kReverse, "--reverse", "reverse");
   if (playback.IsShifted()) RequireNode(nodes, NodeType::kSpeed, "--speed", "speed");
   if (playback.rated) RequireNode(nodes, NodeType::kFrameRate, "--fps", "rate");

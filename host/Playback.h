@@ -34,9 +34,14 @@ struct ResultShape {
 };
 ResultShape ResultOf(const Playback& playback, const KivStreamInfo& info);
 
-// The nodes named in the options, else the source and what the rest needs, from the source on.
+// What a chain is made of beside the source and what its playback needs.
+struct FurtherNodes {
+  bool alpha = false;
+  bool stabilizer = false;
+};
+// The nodes named in the options, else those that are needed, from the source on.
 std::vector<int32_t> NodesFor(const ChainOptions& options, const Playback& playback,
-                              const Stabilization& stabilization, bool isAlphaPreset);
+                              FurtherNodes further);
 
 // Writes a playback other than the plain one into the clip's settings.
 void StorePlayback(const Playback& playback, IKivProperties* settings);

@@ -110,10 +110,12 @@ void Analyse(IKivStabExtendControl& control, const std::string& input, int32_t f
   Listener listener(control);
   Progress progress(form, frameCount);
   if (control.Start() != S_OK) FailRun("cannot analyse '{}': it could not be started", input);
-  for (int64_t percent = 0; IsUnderWay(control.GetTaskState());) {
-    percent = listener.Await(percent);
+  for (int64_t shown = 0; IsUnderWay(control.GetTaskState());) {
+    const int64_t percent = listener.Await(shown);
     ThrowIfInterrupted();
+    if (percent == shown) continue;
     progress.Update(kiv::ClampToInt32(frameCount * percent / 100));
+    shown = percent;
   }
   if (control.GetTaskState() != enumTaskState::kFinished) {
     FailRun("cannot analyse '{}': its pictures could not be read", input);

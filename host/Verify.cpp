@@ -48,7 +48,9 @@ class Verification {
   explicit Verification(const Options& options)
       : clip_(options.input, options.chain),
         range_(ResolveFrames(options.frames, "--frames", clip_.Result().frameCount)),
-        progress_(options.progress, kPasses * Count()) {}
+        progress_(options.progress, kPasses * Count()) {
+    clip_.Stabilize(options.progress);
+  }
 
   void Run();
 

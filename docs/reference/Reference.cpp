@@ -46,6 +46,26 @@ The record of `GetSpeedSettings` and `SetSpeedSettings` (`kiv/chain/CommandIds.h
 | 28 | 12 bytes | `notInterpreted` | |
 | 40 | 32-bit | `interpolationMode` | handed to the interpolation algorithm |
 
+## AlphaVideoSettings
+The record of `GetAlphaVideoSettings` and `SetAlphaVideoSettings`, 1104 bytes. Paths are UTF-16, terminated within their 260
+units; colours are 0xRRGGBB.
+
+| byte | type | field |
+|---|---|---|
+| 0 | 32-bit | 1 fills the preset with colours |
+| 4 | 32-bit | 0: the single colour, else the gradient |
+| 8 | 32-bit | single colour |
+| 16 | double | gradient's direction, degrees |
+| 24 | 32-bit | gradient's first colour |
+| 28 | 32-bit | gradient's second colour |
+| 32 | 32-bit | 1: the clip is a preset, 0: it passes through |
+| 36 | 32-bit | 1: the preset has its mask in a file of its own |
+| 40 | 520 bytes | that file's path |
+| 560 | 520 bytes | path of the picture that fills the preset |
+| 1080 | 32-bit | frames that go round while the preset waits, 0 holds one |
+| 1088 | double | the preset's length, seconds |
+| 1096 | double | where it waits, seconds; 0 repeats it as a whole |
+
 ## Nodes
 The ids of `BuildChain` (`kiv/chain/NodeTypes.h`).
 

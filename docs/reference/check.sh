@@ -9,6 +9,11 @@ for document in commands:commands keys:settings-keys; do
     { echo "$file is not up to date: cmake --build build/dev --target reference"; status=1; }
 done
 
+# Every header that is installed by name is in the interface reference.
+for header in $(grep -oE '(kiv|engine)/[A-Za-z/]+\.h' cmake/KivInstall.cmake | sort -u); do
+  grep -q "$header" docs/Doxyfile || { echo "docs/Doxyfile does not name $header"; status=1; }
+done
+
 # Each row {CommandId::Name, &Class::Handler, Route::kStop} of a node, as "Name|node|Stop".
 node_of() { # the node that a source file belongs to
   case $(basename "$1" .cpp) in

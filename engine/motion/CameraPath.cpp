@@ -1,7 +1,6 @@
 #include "engine/motion/CameraPath.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <numbers>
 #include <span>
@@ -18,9 +17,12 @@ constexpr double kMostShift = 1 << 16;
 constexpr double kFramesPerLevel = 1.5;
 // A shot is granted its frames' average need times this, for each level: nearly the average at the
 // default, and what all frames need at about thirty.
-constexpr double kZoomPerNeed = 0.09;
-// Shares of the corners' room that turning may take from shifting.
-constexpr std::array<double, 6> kAngleShares{0, 0.1, 0.2, 0.3, 0.4, 0.5};
+constexpr double kZoomPerNeed = 1.0 / 11;
+constexpr int kRounds = 2;
+constexpr double kShortest = 1e-5;  // the grain of a shortened correction
+
+// From the middle to the centre of the outermost pixel.
+double HalfSide(int side) { return std::max((side - 1) / 2.0, 0.5); }
 
 KivPointF Rotated(double x, double y, double degrees) {
   const double a = degrees * kRadiansPerDegree;
@@ -35,7 +37,10 @@ bool IsUsable(const StabMotion& m) {
 class Shot {
  public:
   Shot(std::span<const StabMotion> motions, const KivSize& frame, int32_t level)
-      : frame_(frame), level_(level), mostZoom_(MostZoom(level)) {
+      : frame_(frame),
+        level_(level),
+        mostZoom_(MostZoom(level)),
+        pixelsPerDegree_(kRadiansPerDegree * (double{1} * frame.width + frame.height) / 4) {
     const double frames = kFramesPerLevel * level;
     stiffness_ = frames * frames * frames * frames;
     for (const StabMotion& m : motions) motions_.push_back(IsUsable(m) ? m : StabMotion{});
@@ -44,111 +49,98 @@ class Shot {
   }
 
   std::vector<Correction> Solve() {
-    SmoothAngles({});
-    SmoothShifts({}, {});
-    if (!FitsInto(ChooseLimit())) ShareRoom();
+    for (int round = 0; round < kRounds; ++round) {
+      const std::vector<PathPoint> path = Path();
+      Take(path, SmoothPath(path, stiffness_));
+    }
+    ChooseLimit();
+    if (!Fits()) {
+      for (int round = 0; round < kRounds; ++round) {
+        const std::vector<PathPoint> path = Path();
+        Take(path, SmoothPathWithin(path, Room(), stiffness_));
+      }
+    }
     Finish();
     return std::move(corrections_);
   }
 
  private:
-  // Both return how unsteady the corrected path still is, in pixels.
-  double SmoothAngles(const std::vector<double>& reach) {
-    std::vector<double> angles(motions_.size());
-    for (size_t i = 1; i < angles.size(); ++i) angles[i] = angles[i - 1] + motions_[i].da;
-    const std::vector<double> smooth = Smoothed(angles, reach, stiffness_);
-    for (size_t i = 0; i < angles.size(); ++i) corrections_[i].degrees = smooth[i] - angles[i];
-    const double pixels = kRadiansPerDegree * (frame_.width + frame_.height) / 4;
-    return pixels * pixels * Unsteadiness(smooth);
-  }
-
   // Shifts are summed up as they appear once the angles are corrected; summed as measured, a pan
-  // would turn the camera's rolling into shifts.
-  double SmoothShifts(const std::vector<double>& reachX, const std::vector<double>& reachY) {
-    std::vector<double> x(motions_.size()), y(motions_.size());
-    for (size_t i = 1; i < x.size(); ++i) {
-      const KivPointF step = Rotated(motions_[i].dx, motions_[i].dy, corrections_[i].degrees);
-      x[i] = x[i - 1] + step.x;
-      y[i] = y[i - 1] + step.y;
+  // would turn the camera's rolling into shifts. So it takes rounds.
+  std::vector<PathPoint> Path() const {
+    std::vector<PathPoint> path(motions_.size());
+    for (size_t i = 1; i < path.size(); ++i) {
+      const StabMotion& m = motions_[i];
+      const KivPointF step = Rotated(m.dx, m.dy, corrections_[i].degrees);
+      const PathPoint& last = path[i - 1];
+      path[i] = {last[0] + step.x, last[1] + step.y, last[2] + m.da * pixelsPerDegree_};
     }
-    const std::vector<double> smoothX = Smoothed(x, reachX, stiffness_);
-    const std::vector<double> smoothY = Smoothed(y, reachY, stiffness_);
-    for (size_t i = 0; i < x.size(); ++i) {
-      corrections_[i].dx = smoothX[i] - x[i];
-      corrections_[i].dy = smoothY[i] - y[i];
-    }
-    return Unsteadiness(smoothX) + Unsteadiness(smoothY);
+    return path;
   }
 
-  // Turning takes room from shifting at the corners. The share that leaves the steadiest path wins.
-  void ShareRoom() {
-    std::vector<Correction> best;
-    double least = INFINITY;
-    for (const double share : kAngleShares) {
-      double left = SmoothAngles(AngleReach(share));
-      left += SmoothShifts(ShiftReach(frame_.width, frame_.height),
-                           ShiftReach(frame_.height, frame_.width));
-      if (left >= least) continue;
-      least = left;
-      best = corrections_;
+  void Take(const std::vector<PathPoint>& path, const std::vector<PathPoint>& smooth) {
+    for (size_t i = 0; i < path.size(); ++i) {
+      corrections_[i].dx = smooth[i][0] - path[i][0];
+      corrections_[i].dy = smooth[i][1] - path[i][1];
+      corrections_[i].degrees = (smooth[i][2] - path[i][2]) / pixelsPerDegree_;
     }
-    corrections_ = std::move(best);
   }
 
   // A single swing must not enlarge the whole shot.
-  double ChooseLimit() {
+  void ChooseLimit() {
     double sum = 0;
     for (const Correction& c : corrections_) {
       sum += std::min(NeededZoom(c, frame_), 2 * mostZoom_) - 1;
     }
     const double need = sum / static_cast<double>(corrections_.size());
     limit_ = std::min(mostZoom_, 1 + kZoomPerNeed * level_ * need);
-    return limit_;
   }
 
-  bool FitsInto(double zoom) const {
+  bool Fits() const {
     return std::all_of(corrections_.begin(), corrections_.end(),
-                       [&](const Correction& c) { return NeededZoom(c, frame_) <= zoom; });
+                       [&](const Correction& c) { return NeededZoom(c, frame_) <= limit_; });
   }
 
-  std::vector<double> AngleReach(double share) const {
-    const double longer = std::max(frame_.width, frame_.height);
-    const double shorter = std::min(frame_.width, frame_.height);
-    const double radians = share * (limit_ - 1) * shorter / longer;
-    return std::vector<double>(corrections_.size(), radians / kRadiansPerDegree);
+  // Turning takes room from shifting at the corners.
+  PathRoom Room() const {
+    const double radiansPerPixel = kRadiansPerDegree / pixelsPerDegree_;
+    PathRoom room;
+    room.x = HalfSide(frame_.width) * (1 - 1 / limit_);
+    room.y = HalfSide(frame_.height) * (1 - 1 / limit_);
+    room.xPerTurn = HalfSide(frame_.height) * radiansPerPixel / limit_;
+    room.yPerTurn = HalfSide(frame_.width) * radiansPerPixel / limit_;
+    return room;
   }
 
-  // What the frame's turned picture leaves free on each side along `side`.
-  std::vector<double> ShiftReach(int side, int other) const {
-    const double half = (side - 1) / 2.0, otherHalf = (other - 1) / 2.0;
-    std::vector<double> reach;
-    for (const Correction& correction : corrections_) {
-      const double a = std::abs(correction.degrees) * kRadiansPerDegree;
-      const double taken = (half * std::cos(a) + otherHalf * std::sin(a)) / limit_;
-      reach.push_back(std::max(half - taken, 0.0));
-    }
-    return reach;
-  }
-
-  // What turning made of the shifts may be a trace too much. All frames get the zoom that the worst
-  // one needs.
+  // What bends and rounds do not tell exactly may be a trace too much. All frames get the zoom that
+  // the worst one needs.
   void Finish() {
     double zoom = 1;
     for (Correction& c : corrections_) {
-      double needed = NeededZoom(c, frame_);
-      for (; needed > limit_ + 2 * kZoomMargin; needed = NeededZoom(c, frame_)) {
-        c.dx *= 0.99;
-        c.dy *= 0.99;
-        c.degrees *= 0.99;
-      }
-      zoom = std::max(zoom, needed);
+      if (NeededZoom(c, frame_) > limit_ + 2 * kZoomMargin) c = Shortened(c);
+      zoom = std::max(zoom, NeededZoom(c, frame_));
     }
     for (Correction& c : corrections_) c.zoom = std::min(zoom, mostZoom_);
+  }
+
+  // As much of it as the limit allows.
+  Correction Shortened(const Correction& whole) const {
+    Correction best;
+    double share = 0;
+    for (double step = 0.5; step > kShortest; step /= 2) {
+      const double tried = share + step;
+      const Correction c{whole.dx * tried, whole.dy * tried, whole.degrees * tried};
+      if (NeededZoom(c, frame_) > limit_ + kZoomMargin) continue;
+      share = tried;
+      best = c;
+    }
+    return best;
   }
 
   const KivSize frame_;
   const int32_t level_;
   const double mostZoom_;
+  const double pixelsPerDegree_;  // half way from the middle to the corners
   double limit_ = 1;
   double stiffness_ = 0;
   std::vector<StabMotion> motions_;
@@ -158,9 +150,7 @@ class Shot {
 }  // namespace
 
 double NeededZoom(const Correction& correction, const KivSize& frame) {
-  // Between the centres of the outermost pixels.
-  const double halfWidth = std::max((frame.width - 1) / 2.0, 0.5);
-  const double halfHeight = std::max((frame.height - 1) / 2.0, 0.5);
+  const double halfWidth = HalfSide(frame.width), halfHeight = HalfSide(frame.height);
   const double a = std::abs(correction.degrees) * kRadiansPerDegree;
   if (!(a < 1)) return kWorst;
   const double c = std::cos(a), s = std::sin(a);

@@ -1,44 +1,60 @@
 #include "engine/motion/PathSmoothing.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstddef>
+#include <span>
 
 namespace kiv {
 namespace {
 
-// The limits are met by alternating between the smooth curve and the nearest one within reach, the
+// The limits are met by alternating between the smooth path and the nearest one within reach, the
 // two tied together ever more tightly.
 constexpr std::array<double, 5> kTies{0.03, 0.3, 3, 30, 300};
 constexpr int kRoundsEach = 25;
 
 // Bends are measured over several distances. Over one frame alone, a path that has to give way would
-// spread that over as many frames as it can reach, and the eye sees the swing of it.
-constexpr std::array<size_t, 4> kDistances{1, 2, 4, 7};
-constexpr double kDistanceFourths = 1 + 16 + 256 + 2401;  // the sum of their fourth powers
-constexpr size_t kBand = 14;  // a bend over the longest distance ties values so far apart
+// spread that over as many frames as it can reach, and the eye sees the swing of it; over a long
+// distance alone it would make a jerk of it.
+constexpr std::array<size_t, 3> kDistances{1, 2, 7};
+// What is off from the mean of the frames around is shake too.
+constexpr size_t kAround = 7;
+constexpr double kAroundWeight = 3.5;  // against bends over one frame
+// The weights' sum for slow swings: a bend over d frames weighs 1 / d and sees them with d^4, a
+// distance from the mean with ((2 kAround + 1)^2 - 1)^2 / 24^2.
+constexpr double kSlowSwings = 1 + 8 + 343 + kAroundWeight * 224 * 224 / 576.0;
+constexpr size_t kBand = 14;  // the farthest that values are tied together
 
-// Solves (pull I + stiffness B'B) s = b, B taking all bends, by a banded L D L' factorization.
+// Solves (pull I + stiffness B'B) s = b, B taking all that is unsteady, by a banded L D L'
+// factorization.
 class StiffCurve {
  public:
   StiffCurve(size_t count, double pull, double stiffness) : count_(count), rows_(count + kBand) {
     for (Row& row : rows_) row[0] = pull;
-    for (const size_t distance : kDistances) AddBends(distance, stiffness / kDistanceFourths);
+    const double unit = stiffness / kSlowSwings;
+    for (const size_t distance : kDistances) {
+      std::array<double, kBand + 1> bend{};
+      bend[0] = bend[2 * distance] = 1;
+      bend[distance] = -2;
+      Add({bend.data(), 2 * distance + 1}, unit / static_cast<double>(distance));
+    }
+    std::array<double, 2 * kAround + 1> offMean{};
+    offMean.fill(-1.0 / offMean.size());
+    offMean[kAround] += 1;
+    Add(offMean, unit * kAroundWeight);
     Factorize();
   }
 
-  // `series` has room for kBand values more behind its own.
-  void Solve(std::vector<double>* series) const {
-    double* const s = series->data();
-    std::fill_n(s + count_, kBand, 0.0);
+  // `path` has room for kBand points more behind its own.
+  void Solve(std::vector<PathPoint>* path) const {
+    PathPoint* const s = path->data();
+    std::fill_n(s + count_, kBand, PathPoint{});
     for (size_t i = 0; i < count_; ++i) {
-      for (size_t k = 1; k <= kBand; ++k) s[i + k] -= rows_[i][k] * s[i];
+      for (size_t k = 1; k <= kBand; ++k) Take(s[i], rows_[i][k], &s[i + k]);
     }
     for (size_t i = count_; i-- > 0;) {
-      double sum = s[i] / rows_[i][0];
-      for (size_t k = 1; k <= kBand; ++k) sum -= rows_[i][k] * s[i + k];
-      s[i] = sum;
+      for (double& value : s[i]) value /= rows_[i][0];
+      for (size_t k = 1; k <= kBand; ++k) Take(s[i + k], rows_[i][k], &s[i]);
     }
   }
 
@@ -46,16 +62,18 @@ class StiffCurve {
   // A row from its diagonal on: at first of the matrix, then of D and, behind it, of L'.
   using Row = std::array<double, kBand + 1>;
 
-  void AddBends(size_t distance, double weight) {
-    for (size_t i = 0; i + 2 * distance < count_; ++i) {
-      Row& left = rows_[i];
-      left[0] += weight;
-      left[distance] -= 2 * weight;
-      left[2 * distance] += weight;
-      Row& middle = rows_[i + distance];
-      middle[0] += 4 * weight;
-      middle[distance] -= 2 * weight;
-      rows_[i + 2 * distance][0] += weight;
+  static void Take(const PathPoint& point, double share, PathPoint* from) {
+    for (size_t axis = 0; axis < point.size(); ++axis) (*from)[axis] -= share * point[axis];
+  }
+
+  // The square of `measure` applied everywhere that it fits.
+  void Add(std::span<const double> measure, double weight) {
+    for (size_t start = 0; start + measure.size() <= count_; ++start) {
+      for (size_t i = 0; i < measure.size(); ++i) {
+        for (size_t k = i; k < measure.size(); ++k) {
+          rows_[start + i][k - i] += weight * measure[i] * measure[k];
+        }
+      }
     }
   }
 
@@ -75,64 +93,83 @@ class StiffCurve {
   std::vector<Row> rows_;
 };
 
-// One value of each series for one frame.
+// One frame while the limits are being met: the step aside that keeps within them, and the sum of
+// what the smooth path was off by.
 struct Tied {
-  double within = 0, apart = 0;  // the curve within reach, and the sum of what it was off by
+  PathPoint within{}, apart{};
 };
 
-// Brings `smooth`, the free curve, within reach.
-void Hold(const std::vector<double>& values, const std::vector<double>& reach, double stiffness,
-          std::vector<double>* smooth) {
-  const size_t count = values.size();
-  std::vector<double>& s = *smooth;
-  const auto nearest = [&](size_t i, double value) {
-    return std::clamp(value, values[i] - reach[i], values[i] + reach[i]);
-  };
-  std::vector<Tied> tied(count);
-  for (size_t i = 0; i < count; ++i) tied[i].within = nearest(i, s[i]);
-  double lastTie = kTies[0];
-  for (const double tie : kTies) {
-    const StiffCurve curve(count, 1 + tie, stiffness);
-    for (Tied& t : tied) t.apart *= lastTie / tie;
-    lastTie = tie;
-    for (int round = 0; round < kRoundsEach; ++round) {
-      for (size_t i = 0; i < count; ++i) s[i] = values[i] + tie * (tied[i].within - tied[i].apart);
-      curve.Solve(smooth);
-      for (size_t i = 0; i < count; ++i) {
-        tied[i].within = nearest(i, s[i] + tied[i].apart);
-        tied[i].apart += s[i] - tied[i].within;
-      }
+// Goes from `smooth` to the nearest within the room.
+void Pull(const std::vector<PathPoint>& path, const PathRoom& room,
+          const std::vector<PathPoint>& smooth, std::vector<Tied>* tied) {
+  for (size_t i = 0; i < path.size(); ++i) {
+    Tied& t = (*tied)[i];
+    for (size_t a = 0; a < t.apart.size(); ++a) t.apart[a] += smooth[i][a] - path[i][a];
+    t.within = NearestWithin(t.apart, room);
+    for (size_t a = 0; a < t.apart.size(); ++a) t.apart[a] -= t.within[a];
+  }
+}
+
+// The right side for the smooth path that is tied to the points within.
+void Lean(const std::vector<PathPoint>& path, const std::vector<Tied>& tied, double tie,
+          std::vector<PathPoint>* out) {
+  for (size_t i = 0; i < path.size(); ++i) {
+    for (size_t a = 0; a < path[i].size(); ++a) {
+      (*out)[i][a] = (1 + tie) * path[i][a] + tie * (tied[i].within[a] - tied[i].apart[a]);
     }
   }
-  for (size_t i = 0; i < count; ++i) s[i] = nearest(i, s[i]);
 }
 
 }  // namespace
 
-std::vector<double> Smoothed(const std::vector<double>& values, const std::vector<double>& reach,
-                             double stiffness) {
-  const size_t count = values.size();
-  if (count < 3) return values;
-  std::vector<double> smooth = values;
-  smooth.resize(count + kBand);
-  StiffCurve(count, 1, stiffness).Solve(&smooth);
-  bool fits = true;
-  for (size_t i = 0; i < reach.size() && fits; ++i)
-    fits = std::abs(smooth[i] - values[i]) <= reach[i];
-  if (!fits) Hold(values, reach, stiffness, &smooth);
-  smooth.resize(count);
+PathPoint NearestWithin(const PathPoint& aside, const PathRoom& room) {
+  const double x = std::abs(aside[0]), y = std::abs(aside[1]), turn = std::abs(aside[2]);
+  const double p = room.xPerTurn, q = room.yPerTurn;
+  // How far the turn gives way to x, to y, to both: as far as the strictest asks for.
+  const double overX = p * (room.x - x), overY = q * (room.y - y);
+  double t = std::min({turn, (turn + overX) / (1 + p * p), (turn + overY) / (1 + q * q),
+                       (turn + overX + overY) / (1 + p * p + q * q), room.x / p, room.y / q});
+  t = std::max(t, 0.0);
+  return {std::copysign(std::clamp(x, 0.0, std::max(room.x - p * t, 0.0)), aside[0]),
+          std::copysign(std::clamp(y, 0.0, std::max(room.y - q * t, 0.0)), aside[1]),
+          std::copysign(t, aside[2])};
+}
+
+std::vector<PathPoint> SmoothPath(const std::vector<PathPoint>& path, double stiffness) {
+  if (path.size() < 3) return path;
+  std::vector<PathPoint> smooth = path;
+  smooth.resize(path.size() + kBand);
+  StiffCurve(path.size(), 1, stiffness).Solve(&smooth);
+  smooth.resize(path.size());
   return smooth;
 }
 
-double Unsteadiness(const std::vector<double>& values) {
-  double sum = 0;
-  for (const size_t distance : kDistances) {
-    for (size_t i = 0; i + 2 * distance < values.size(); ++i) {
-      const double bend = values[i] - 2 * values[i + distance] + values[i + 2 * distance];
-      sum += bend * bend;
+std::vector<PathPoint> SmoothPathWithin(const std::vector<PathPoint>& path, const PathRoom& room,
+                                        double stiffness) {
+  std::vector<PathPoint> smooth = SmoothPath(path, stiffness);
+  std::vector<Tied> tied(path.size());
+  Pull(path, room, smooth, &tied);
+  for (Tied& t : tied) t.apart = {};
+  smooth.resize(path.size() + kBand);
+  double lastTie = kTies[0];
+  for (const double tie : kTies) {
+    const StiffCurve curve(path.size(), 1 + tie, stiffness);
+    for (Tied& t : tied) {
+      for (double& value : t.apart) value *= lastTie / tie;
+    }
+    lastTie = tie;
+    for (int round = 0; round < kRoundsEach; ++round) {
+      Lean(path, tied, tie, &smooth);
+      curve.Solve(&smooth);
+      Pull(path, room, smooth, &tied);
     }
   }
-  return sum / kDistanceFourths;
+  Lean(path, tied, 0, &smooth);
+  smooth.resize(path.size());
+  for (size_t i = 0; i < path.size(); ++i) {
+    for (size_t a = 0; a < path[i].size(); ++a) smooth[i][a] += tied[i].within[a];
+  }
+  return smooth;
 }
 
 }  // namespace kiv

@@ -22,6 +22,10 @@ constexpr int kChannels = 4;
 constexpr int kCodeBits = 6;         // fraction of an intermediate value
 constexpr int kHeightOne = 1 << 14;  // 1.0 of a height's fraction and of its weights
 
+// A coordinate in 2^-32. No picture reaches so far that clamping shows.
+inline int64_t Fixed(double at) { return std::llround(std::clamp(at, -1e9, 1e9) * 4294967296.0); }
+inline int WholeOf(int64_t fixed) { return static_cast<int>(fixed >> 32); }
+
 // (a x b + 2^14) / 2^15, the scalar twin of MulFixedPoint15.
 inline int RoundedHighProduct(int a, int b) { return (a * b + (1 << 14)) >> 15; }
 
@@ -66,40 +70,35 @@ bool SampleColumn(const WarpSource& source, const WarpLine& line, ptrdiff_t colu
 }
 
 #if HWY_TARGET != HWY_SCALAR
-using Lanes = hn::ScalableTag<int16_t>;
+using Lanes = hn::CappedTag<int16_t, 32>;
 using Codes = hn::Rebind<uint8_t, Lanes>;
 using Vector = hn::Vec<Lanes>;
 
-struct VectorWeights {
-  Vector w[kTaps];
-};
-
-// As CubicAt, all in parts of kHeightOne. `t` may leave 0 to 1 by a quarter; sums that overflow on
-// the way come back, as long as nothing is halved in between.
-HWY_INLINE VectorWeights WeightsOf(Vector t) {
-  const Lanes d;
-  const Vector t2 = hn::ShiftLeft<1>(hn::MulFixedPoint15(t, t));
-  const Vector t3 = hn::ShiftLeft<1>(hn::MulFixedPoint15(t2, t));
-  VectorWeights all;
-  const Vector halfOfBoth = hn::Add(hn::ShiftRight<1>(t), hn::ShiftRight<1>(t3));
-  all.w[0] = hn::Sub(t2, halfOfBoth);
-  all.w[3] = hn::ShiftRight<1>(hn::Sub(t3, t2));
-  all.w[2] = hn::Sub(hn::Add(hn::ShiftRight<1>(t), hn::ShiftLeft<1>(t2)),
-                     hn::Add(t3, hn::ShiftRight<1>(t3)));
-  all.w[1] =
-      hn::Sub(hn::Set(d, int16_t{kHeightOne}), hn::Add(all.w[0], hn::Add(all.w[2], all.w[3])));
-  return all;
+// As CubicAt gives it, for codes of the four rows from `a` on and heights `u`, in parts of 2^15 from
+// half way between the middle two. In powers of u all coefficients fit in 16 bits as they are.
+HWY_INLINE Vector CubicBetween(Vector a, Vector b, Vector c, Vector d, Vector u) {
+  const Lanes tag;
+  const Vector inner = hn::Add(b, c), outer = hn::Add(a, d);
+  const Vector innerStep = hn::Sub(c, b), outerStep = hn::Sub(d, a);
+  const Vector thrice = hn::Add(innerStep, hn::Add(innerStep, innerStep));
+  const Vector third = hn::ShiftLeft<5>(hn::Sub(outerStep, thrice));
+  const Vector second = hn::ShiftLeft<4>(hn::Sub(outer, inner));
+  const Vector elevenfold = hn::Mul(innerStep, hn::Set(tag, int16_t{11}));
+  const Vector first = hn::ShiftLeft<3>(hn::Sub(elevenfold, outerStep));
+  const Vector middle = hn::ShiftLeft<2>(hn::Add(hn::ShiftLeft<3>(inner), hn::Sub(inner, outer)));
+  const Vector byU = hn::Add(second, hn::MulFixedPoint15(third, u));
+  const Vector byU1 = hn::Add(first, hn::MulFixedPoint15(byU, u));
+  return hn::Add(middle, hn::MulFixedPoint15(byU1, u));
 }
 
-// How far each lane's pixel is down the line from the middle of its vector.
+// How far each lane's pixel is down the line from the middle of its vector, in parts of 2^15.
 HWY_INLINE Vector LaneHeights(double slope) {
   const Lanes d;
   HWY_ALIGN int16_t heights[HWY_MAX_BYTES / sizeof(int16_t)];
-  const size_t pixels = hn::Lanes(d) / kChannels;
-  const double middle = static_cast<double>(pixels - 1) / 2;
-  for (size_t i = 0; i < hn::Lanes(d); ++i) {
-    const double away = static_cast<double>(i / kChannels) - middle;
-    heights[i] = static_cast<int16_t>(std::lround(away * slope * kHeightOne));
+  const auto pixels = static_cast<int>(hn::Lanes(d)) / kChannels;
+  const auto halfStep = static_cast<int>(Fixed(slope) >> 18);
+  for (int i = 0; i < pixels * kChannels; ++i) {
+    heights[i] = static_cast<int16_t>((2 * (i / kChannels) - (pixels - 1)) * halfStep);
   }
   return hn::Load(d, heights);
 }
@@ -121,25 +120,26 @@ bool SampleVectors(const WarpSource& source, const WarpLine& line, ptrdiff_t fir
   const Codes d8;
   const size_t pixels = hn::Lanes(d) / kChannels;
   const Vector laneHeights = LaneHeights(line.slope);
-  const double middle = line.y + line.slope * static_cast<double>(pixels - 1) / 2;
-  RowWindow window(source, FloorOf(middle));
+  const int64_t slope = Fixed(line.slope);
+  const int64_t middle = Fixed(line.y + line.slope * static_cast<double>(pixels - 1) / 2);
+  RowWindow window(source, WholeOf(middle));
   auto seen = hn::Set(d8, uint8_t{255});
   for (size_t done = 0; done < count; done += pixels) {
     // The last vector overlaps the one before it.
     const size_t at = std::min(done, count - pixels);
     const auto column = first + static_cast<ptrdiff_t>(at);
-    const double y = middle + line.slope * static_cast<double>(column);
-    if (const int row = FloorOf(y); row != window.base) window = RowWindow(source, row);
-    const auto fraction = SaturateTo<int16_t>((y - window.base) * kHeightOne);
-    const VectorWeights weights = WeightsOf(hn::Add(laneHeights, hn::Set(d, fraction)));
-    Vector sum = hn::Zero(d);
-    for (size_t k = 0; k < kTaps; ++k) {
-      const auto codes = hn::LoadU(d8, window.rows[k] + kChannels * column);
-      seen = hn::And(seen, codes);
-      const Vector scaled = hn::ShiftLeft<7>(hn::PromoteTo(d, codes));
-      sum = hn::Add(sum, hn::MulFixedPoint15(scaled, weights.w[k]));
-    }
-    hn::StoreU(sum, d, out + kChannels * at);
+    const int64_t y = middle + slope * column;
+    if (const int row = WholeOf(y); row != window.base) window = RowWindow(source, row);
+    const auto fromHalf = static_cast<int16_t>((y >> 17 & 0x7FFF) - 0x4000);
+    const Vector u = hn::Add(laneHeights, hn::Set(d, fromHalf));
+    const auto a = hn::LoadU(d8, window.rows[0] + kChannels * column);
+    const auto b = hn::LoadU(d8, window.rows[1] + kChannels * column);
+    const auto c = hn::LoadU(d8, window.rows[2] + kChannels * column);
+    const auto e = hn::LoadU(d8, window.rows[3] + kChannels * column);
+    seen = hn::And(seen, hn::And(hn::And(a, b), hn::And(c, e)));
+    hn::StoreU(CubicBetween(hn::PromoteTo(d, a), hn::PromoteTo(d, b), hn::PromoteTo(d, c),
+                            hn::PromoteTo(d, e), u),
+               d, out + kChannels * at);
   }
   return AllOpaque(seen);
 }
@@ -183,14 +183,12 @@ struct PhaseTable {
   alignas(64) int16_t weights[kPhases][kTaps * kChannels];
 };
 
-// A column in 2^-32, half a phase added so that cutting off rounds.
+// A column, half a phase added so that cutting off rounds.
 struct LinePosition {
   LinePosition(double x, double stepWidth)
-      : at(static_cast<int64_t>(std::llround(x * 4294967296.0)) +
-           (int64_t{1} << (31 - kPhaseBits))),
-        step(static_cast<int64_t>(std::llround(stepWidth * 4294967296.0))) {}
+      : at(Fixed(x) + (int64_t{1} << (31 - kPhaseBits))), step(Fixed(stepWidth)) {}
 
-  ptrdiff_t Column() const { return static_cast<ptrdiff_t>(at >> 32); }
+  ptrdiff_t Column() const { return WholeOf(at); }
   size_t Phase() const { return static_cast<size_t>(at >> (32 - kPhaseBits)) & (kPhases - 1); }
   void Advance() { at += step; }
 

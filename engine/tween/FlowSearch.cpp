@@ -15,6 +15,7 @@ constexpr float kRoughness = kPatchPixels * 16 * 16 * kCodesPerPixel * kCodesPer
 constexpr float kLeastSlope = kPatchPixels * 8.0F;
 constexpr int kSteps = 3;
 constexpr float kLongestStep = 4;
+constexpr float kFarApart = 4;  // square of pixels; beyond it disagreement costs no more
 constexpr float kSmallestStep = 1.0F / 32;
 
 float WithoutBrightness(const PatchSums& sums) {
@@ -51,7 +52,7 @@ class NodeSearch {
     const float cost = WithoutBrightness(sums) + kRoughness * Penalty(motion);
     if (tried_ && cost >= best_.cost) return false;
     tried_ = true;
-    best_ = {motion, cost};
+    best_ = {motion, cost, static_cast<float>(sums.dd)};
     sums_ = sums;
     return true;
   }
@@ -69,7 +70,9 @@ class NodeSearch {
   const FlowNode& Best() const { return best_; }
 
  private:
-  float Penalty(const Motion& motion) const { return std::min(SquareOf(motion - expected_), 4.0F); }
+  float Penalty(const Motion& motion) const {
+    return std::min(SquareOf(motion - expected_), kFarApart);
+  }
 
   // Of the window's brightness per pixel, less its mean, in sixteenths of a code.
   void SetUpSlopes() {
@@ -107,8 +110,11 @@ void FlowSearch::Run(const LumaPyramid& from, const LumaPyramid& to) {
     FlowGrid& grid = levels_[static_cast<size_t>(i)];
     const Level level{from.Level(i), to.Level(i), grid};
     Start(level, coarser);
-    Sweep(level, 1);
-    Sweep(level, -1);
+    // Where it costs little, what was found has more time to spread.
+    for (int times = i == 0 ? 1 : 2; times > 0; --times) {
+      Sweep(level, 1);
+      Sweep(level, -1);
+    }
     coarser = &grid;
   }
 }
@@ -118,7 +124,7 @@ void FlowSearch::Start(const Level& level, const FlowGrid* coarser) {
   if (!coarser) return level.grid.Fill({});
   for (int j = 0; j < level.grid.Height(); ++j) {
     for (int i = 0; i < level.grid.Width(); ++i) {
-      level.grid.At(i, j) = {coarser->Near(i / 2, j / 2).motion * 2, -1};
+      level.grid.At(i, j) = {coarser->Near(i / 2, j / 2).motion * 2};
     }
   }
 }

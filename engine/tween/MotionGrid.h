@@ -50,11 +50,11 @@ class NodeGrid {
   std::vector<Node> nodes_;
 };
 
-// Where a window around (x, y) of one picture is found in another, and how badly it fits: the sum of
-// squared differences in sixteenths of a code, less what a change of brightness explains.
+// Where a node's window of one picture is found in another.
 struct FlowNode {
   Motion motion;
-  float cost = 0;
+  float cost = 0;   // what the search compares: changed brightness is free, disagreement is not
+  float error = 0;  // sum of squared differences in sixteenths of a code
 };
 using FlowGrid = NodeGrid<FlowNode>;
 

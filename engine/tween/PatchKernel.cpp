@@ -31,7 +31,6 @@ HWY_INLINE Row Sixteenth(Row a) {  // of a value without sign
   const hn::FixedTag<uint16_t, kPatchSide> d;
   return hn::BitCast(Lanes(), hn::ShiftRight<4>(hn::BitCast(d, a)));
 }
-HWY_INLINE Row Half(Row a) { return hn::ShiftRight<1>(a); }
 HWY_INLINE Row Sixteenfold(Row a) { return hn::ShiftLeft<4>(a); }
 
 class Sum {
@@ -81,9 +80,6 @@ Row Times(const Row& a, const Row& b) {
 }
 Row Sixteenth(const Row& a) {
   return Each([&](int i) { return static_cast<uint16_t>(a.v[i]) >> 4; });
-}
-Row Half(const Row& a) {
-  return Each([&](int i) { return a.v[i] >> 1; });
 }
 Row Sixteenfold(const Row& a) {
   return Each([&](int i) { return a.v[i] * 16; });
@@ -168,40 +164,14 @@ PatchSums CompareImpl(const SearchPatch& wanted, const PatchPlace& place) {
   return {d.Total(), dd.Total(), dx.Total(), dy.Total()};
 }
 
-PairSums ComparePairImpl(const PatchPlace& first, const PatchPlace& second) {
-  constexpr int kWide = kPatchSide + 2;
+int32_t ComparePairImpl(const PatchPlace& first, const PatchPlace& second) {
   Sampler a(first), b(second);
-  // Repeats its edge on all sides, which makes the slopes there half as steep.
-  alignas(16) int16_t mean[kWide * (kPatchSide + 2)];
-  alignas(16) int16_t differences[kPatchPixels];
-  Sum d, dd;
-  const Row one = Filled(1);
+  Sum dd;
   for (int y = 0; y < kPatchSide; ++y) {
-    const Row p = a.Next(), q = b.Next();
-    const Row difference = Minus(p, q);
-    d.Add(difference, one);
+    const Row difference = Minus(a.Next(), b.Next());
     dd.Add(difference, difference);
-    StoreRow(difference, differences + y * kPatchSide);
-    int16_t* const row = mean + (y + 1) * kWide;
-    StoreRow(Sixteenth(Half(Plus(p, q))), row + 1);
-    row[0] = row[1];
-    row[kWide - 1] = row[kPatchSide];
   }
-  std::copy_n(mean + kWide, kWide, mean);
-  std::copy_n(mean + kPatchSide * kWide, kWide, mean + (kPatchSide + 1) * kWide);
-  Sum dx, dy, xx, xy, yy;
-  for (int y = 0; y < kPatchSide; ++y) {
-    const int16_t* const row = mean + (y + 1) * kWide + 1;
-    const Row x = Minus(LoadRow(row + 1), LoadRow(row - 1));
-    const Row down = Minus(LoadRow(row + kWide), LoadRow(row - kWide));
-    const Row difference = LoadRow(differences + y * kPatchSide);
-    dx.Add(difference, x);
-    dy.Add(difference, down);
-    xx.Add(x, x);
-    xy.Add(x, down);
-    yy.Add(down, down);
-  }
-  return {d.Total(), dd.Total(), dx.Total(), dy.Total(), xx.Total(), xy.Total(), yy.Total()};
+  return dd.Total();
 }
 
 }  // namespace kiv::tween::HWY_NAMESPACE
@@ -222,7 +192,7 @@ PatchSums Compare(const SearchPatch& wanted, const PatchPlace& place) {
   return HWY_DYNAMIC_DISPATCH(CompareImpl)(wanted, place);
 }
 
-PairSums ComparePair(const PatchPlace& first, const PatchPlace& second) {
+int32_t ComparePair(const PatchPlace& first, const PatchPlace& second) {
   return HWY_DYNAMIC_DISPATCH(ComparePairImpl)(first, second);
 }
 

@@ -34,15 +34,11 @@ struct PatchSums {
   int32_t d, dd, dx, dy;
 };
 
-// As above, of the first window less the second; slopes are those of both windows' mean.
-struct PairSums {
-  int32_t d, dd, dx, dy, xx, xy, yy;
-};
-
 // One pixel around the window is read.
 void MakeSearchPatch(const uint8_t* corner, ptrdiff_t stride, SearchPatch* made);
 // One more column and row are read.
 PatchSums Compare(const SearchPatch& wanted, const PatchPlace& place);
-PairSums ComparePair(const PatchPlace& first, const PatchPlace& second);
+// The sum of the squared differences; as above.
+int32_t ComparePair(const PatchPlace& first, const PatchPlace& second);
 
 }  // namespace kiv::tween

@@ -1,7 +1,7 @@
 // The motion of a picture between two key frames, chosen for each of its own nodes.
 //
-// A node asks which of the motions that the searches found near it, or of standing still, carries
-// the older picture onto the newer one at its own place; neighbours then argue it out.
+// A node asks which of the motions that the searches found for it carries the older picture onto the
+// newer one at its own place, and whether it does so better than standing still.
 //
 // Units:    pixels of the brightness planes; `when` is 0 at the older key frame and 1 at the newer.
 // Owns:     its grids; their memory is kept.
@@ -26,9 +26,8 @@ struct PairMotion {
 
 struct TweenNode {
   Motion motion;    // from the older to the newer key frame
-  float cost = 0;   // as FlowNode's
   float older = 0;  // the older key frame's share, 0 to 1
-  float trust = 1;
+  float trust = 1;  // as against other nodes
 };
 
 class TweenField {
@@ -38,13 +37,19 @@ class TweenField {
   const NodeGrid<TweenNode>& Grid() const { return nodes_; }
 
  private:
-  void Land(const FlowGrid& grid, float part, float sign, FlowGrid* landed) const;
-  void ChooseRow(const PairMotion& pair, float when, int j);
-  void AgreeRow(const PairMotion& pair, float when, int j);
-  void WeighRow(const PairMotion& pair, float when, int j);
+  // A motion that leads through a node.
+  struct Landing {
+    Motion motion;
+    float cost = 0;
+    bool taken = false;
+  };
+  using LandingGrid = NodeGrid<Landing>;
 
-  FlowGrid landedOnward_, landedBackward_;
-  NodeGrid<TweenNode> nodes_, former_;
+  void Land(const FlowGrid& grid, float part, float sign, LandingGrid* landed) const;
+  void ChooseRow(const PairMotion& pair, float when, int j);
+
+  LandingGrid landedOnward_, landedBackward_;
+  NodeGrid<TweenNode> nodes_;
 };
 
 }  // namespace kiv::tween

@@ -205,21 +205,24 @@ int64_t CKivVideoStabExtendControl::PercentDone(IKivMediaDecoder& stream) const 
 }
 
 void CKivVideoStabExtendControl::onProcess(KivTaskProgress* progress) {
+  AnalyseNext(progress);
+  const bool done = progress->done != 0;
+  Tell(done ? StabCallbackState::kFinished : StabCallbackState::kRunning, progress->numerator);
+}
+
+// Lets go of everything before the callback, which may end the task.
+void CKivVideoStabExtendControl::AnalyseNext(KivTaskProgress* progress) {
   const Run run = CurrentRun();
-  if (!run.IsWhole()) return static_cast<void>(progress->done = 1);
+  *progress = {kAll, 1, 1};
+  if (!run.IsWhole()) return;
   KivComPtr<IKivFrame> frame;
   run.stream->ReadCurrentFrame(&frame);
   run.algorithm->AnalyseFrame(frame.Get(), counter_);
   KeepFrame(std::move(frame));
   counter_ = kiv::ClampToInt32(int64_t{counter_} + 1);
   int32_t more = 0;
-  const HRESULT hr = run.stream->Skip(1, &more);
+  if (Failed(run.stream->Skip(1, &more)) || more == 0 || counter_ > lastFrame_) return;
   *progress = {PercentDone(*run.stream), 1, 0};
-  if (Succeeded(hr) && more != 0 && counter_ <= lastFrame_) {
-    return Tell(StabCallbackState::kRunning, progress->numerator);
-  }
-  *progress = {kAll, 1, 1};
-  Tell(StabCallbackState::kFinished, kAll);
 }
 
 void CKivVideoStabExtendControl::KeepFrame(KivComPtr<IKivFrame> frame) {

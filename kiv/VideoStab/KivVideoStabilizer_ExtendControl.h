@@ -101,6 +101,7 @@ class CKivVideoStabExtendControl final : public scombase::CUnknown,
   HRESULT OpenSource(const StabSettings& settings);
   HRESULT CreateAlgorithm();
   HRESULT CreateFrameComponent();
+  void AnalyseNext(KivTaskProgress* progress);
   void KeepFrame(KivComPtr<IKivFrame> frame);
   void DropStream();
   int64_t PercentDone(IKivMediaDecoder& stream) const;

@@ -1,5 +1,6 @@
 #include "kiv/VideoStab/StabStoredData.h"
 
+#include <cmath>
 #include <utility>
 
 #include "kiv/platform/KeyNames.h"
@@ -32,10 +33,16 @@ void AppendSteps(std::wstring* text, double value) {
   kiv::AppendInteger(text, kiv::SaturateToInt32(value * kSteps));
 }
 
+// A value that is cut to the same steps again, so that loading and saving does not wear it down.
+double ValueOf(int32_t steps) {
+  const double value = steps / kSteps;
+  return kiv::SaturateToInt32(value * kSteps) == steps ? value : std::nextafter(value, 2 * value);
+}
+
 bool ScanSteps(kiv::TextScan* scan, double* value) {
   int64_t steps = 0;
   if (!scan->Integer(&steps)) return false;
-  *value = kiv::ClampToInt32(steps) / kSteps;
+  *value = ValueOf(kiv::ClampToInt32(steps));
   return true;
 }
 

@@ -42,6 +42,15 @@ inline constexpr KeyName kKeyNames[] = {
 #undef KIV_KEY_NAME
 };
 
+constexpr KeyFact AlphaKey(KeyBag bag, std::string_view name, std::string_view type,
+                           std::string_view unit, std::string_view meaning) {
+  const std::string_view writer = bag == KeyBag::kClip ? "alpha video" : "host";
+  return {name, "", bag, type, unit, writer, "alpha video", meaning};
+}
+#define KIV_ALPHA_KEY(name, ...)                                              \
+  AlphaKey(KeyBag::kSettings, "AlphaVideo::kAlphaVideo_" #name, __VA_ARGS__), \
+      AlphaKey(KeyBag::kClip, "AlphaVideo::kAlphaVideo_" #name, __VA_ARGS__)
+
 inline constexpr KeyFact kKeys[] = {
     // Time and size of the result.
     {"Render::kRender_Framerate", "", KeyBag::kSettings, "rational", "frames per second",
@@ -158,59 +167,30 @@ inline constexpr KeyFact kKeys[] = {
     {"Stab.ratFramerate", "", KeyBag::kAnalysis, "rational", "frames per second", "stabilizer",
      "stabilizer", "At which rate."},
 
-    // Alpha video.
-    {"AlphaVideo::kAlphaVideo_PresetVideo", "", KeyBag::kSettings, "integer", "0 or 1", "host",
-     "alpha video", "1: the clip is a preset; 0: the node passes everything through."},
-    {"AlphaVideo::kAlphaVideo_PresetVideo", "", KeyBag::kClip, "integer", "0 or 1", "alpha video",
-     "alpha video", "The same, stored."},
-    {"AlphaVideo::kAlphaVideo_FullHD", "", KeyBag::kSettings, "integer", "0 or 1", "host",
-     "alpha video", "1: coverage comes from a green channel."},
-    {"AlphaVideo::kAlphaVideo_FullHD", "", KeyBag::kClip, "integer", "0 or 1", "alpha video",
-     "alpha video", "1: coverage comes from a green channel."},
-    {"AlphaVideo::kAlphaVideo_FullHDDataFilepath", "", KeyBag::kSettings, "string",
-     "media location", "host", "alpha video", "The file whose green it is."},
-    {"AlphaVideo::kAlphaVideo_FullHDDataFilepath", "", KeyBag::kClip, "string", "media location",
-     "alpha video", "alpha video", "The file whose green it is."},
-    {"AlphaVideo::kAlphaVideo_ImageFilepath", "", KeyBag::kSettings, "string", "media location",
-     "host", "alpha video", "The fill image."},
-    {"AlphaVideo::kAlphaVideo_ImageFilepath", "", KeyBag::kClip, "string", "media location",
-     "alpha video", "alpha video", "The fill image."},
-    {"AlphaVideo::kAlphaVideo_CanChangeColor", "", KeyBag::kSettings, "integer", "0 or 1", "host",
-     "alpha video", "1: shapes are re-coloured."},
-    {"AlphaVideo::kAlphaVideo_CanChangeColor", "", KeyBag::kClip, "integer", "0 or 1",
-     "alpha video", "alpha video", "1: shapes are re-coloured."},
-    {"AlphaVideo::kAlphaVideo_FillType", "", KeyBag::kSettings, "integer", "0 or 1", "host",
-     "alpha video", "0 is the single colour, anything else the gradient."},
-    {"AlphaVideo::kAlphaVideo_FillType", "", KeyBag::kClip, "integer", "0 or 1", "alpha video",
-     "alpha video", "0 is the single colour, anything else the gradient."},
-    {"AlphaVideo::kAlphaVideo_SingleColor", "", KeyBag::kSettings, "integer", "0xRRGGBB", "host",
-     "alpha video", "The single colour."},
-    {"AlphaVideo::kAlphaVideo_SingleColor", "", KeyBag::kClip, "integer", "0xRRGGBB", "alpha video",
-     "alpha video", "The single colour."},
-    {"AlphaVideo::kAlphaVideo_GradientColor1", "", KeyBag::kSettings, "integer", "0xRRGGBB", "host",
-     "alpha video", "Where the gradient starts."},
-    {"AlphaVideo::kAlphaVideo_GradientColor1", "", KeyBag::kClip, "integer", "0xRRGGBB",
-     "alpha video", "alpha video", "Where the gradient starts."},
-    {"AlphaVideo::kAlphaVideo_GradientColor2", "", KeyBag::kSettings, "integer", "0xRRGGBB", "host",
-     "alpha video", "Where it ends."},
-    {"AlphaVideo::kAlphaVideo_GradientColor2", "", KeyBag::kClip, "integer", "0xRRGGBB",
-     "alpha video", "alpha video", "Where it ends."},
-    {"AlphaVideo::kAlphaVideo_GradientAngle", "", KeyBag::kSettings, "double",
-     "degrees clockwise, 0 to the right", "host", "alpha video", "Its direction."},
-    {"AlphaVideo::kAlphaVideo_GradientAngle", "", KeyBag::kClip, "double",
-     "degrees clockwise, 0 to the right", "alpha video", "alpha video", "Its direction."},
-    {"AlphaVideo::kAlphaVideo_VideoDuration", "", KeyBag::kSettings, "double", "seconds", "host",
-     "alpha video", "How long the preset is."},
-    {"AlphaVideo::kAlphaVideo_VideoDuration", "", KeyBag::kClip, "double", "seconds", "alpha video",
-     "alpha video", "How long the preset is."},
-    {"AlphaVideo::kAlphaVideo_VideoPauseTime", "", KeyBag::kSettings, "double", "seconds", "host",
-     "alpha video", "Where it pauses."},
-    {"AlphaVideo::kAlphaVideo_VideoPauseTime", "", KeyBag::kClip, "double", "seconds",
-     "alpha video", "alpha video", "Where it pauses."},
-    {"AlphaVideo::kAlphaVideo_LoopCount", "", KeyBag::kSettings, "integer", "frames", "host",
-     "alpha video", "How many it loops while it pauses; 0 holds one."},
-    {"AlphaVideo::kAlphaVideo_LoopCount", "", KeyBag::kClip, "integer", "frames", "alpha video",
-     "alpha video", "How many it loops while it pauses; 0 holds one."},
+    // Alpha video: handed over when the chain is initialized, and stored.
+    KIV_ALPHA_KEY(PresetVideo, "integer", "0 or 1",
+                  "1: the clip is a preset; 0: the node passes everything through."),
+    KIV_ALPHA_KEY(FullHD, "integer", "0 or 1", "1: the preset has its mask in a file of its own."),
+    KIV_ALPHA_KEY(FullHDDataFilepath, "string", "path, up to 259 characters", "That file."),
+    KIV_ALPHA_KEY(ImageFilepath, "string", "path, up to 259 characters",
+                  "The picture that fills the preset."),
+    KIV_ALPHA_KEY(CanChangeColor, "integer", "0 or 1",
+                  "1 fills the preset with the colours below."),
+    KIV_ALPHA_KEY(FillType, "integer", "0 or not",
+                  "0 fills with the single colour, anything else with the gradient."),
+    KIV_ALPHA_KEY(SingleColor, "integer", "0xRRGGBB", "The single colour."),
+    KIV_ALPHA_KEY(GradientColor1, "integer", "0xRRGGBB", "Where the gradient begins."),
+    KIV_ALPHA_KEY(GradientColor2, "integer", "0xRRGGBB", "Where it ends."),
+    KIV_ALPHA_KEY(GradientAngle, "double", "degrees", "Its direction."),
+    KIV_ALPHA_KEY(VideoDuration, "double", "seconds", "Length of the preset."),
+    KIV_ALPHA_KEY(VideoPauseTime, "double", "seconds",
+                  "Where the preset waits when the clip is longer; 0 repeats it as a whole."),
+    KIV_ALPHA_KEY(LoopCount, "integer", "frames",
+                  "How many frames go round while it waits; 0 holds one."),
+
+    // What kivclip keeps of its own options.
+    {"Kivclip.OPTION", "", KeyBag::kClip, "string", "as typed", "kivclip", "kivclip",
+     "An option that no node keeps, by its name: fps, size, frames, chain, codec and the like."},
 
     // Files, filters.
     {"Codec::GPU::kGPUFirst", "", KeyBag::kCodec, "integer", "0 or 1", "stabilizer",
@@ -223,18 +203,18 @@ inline constexpr KeyFact kKeys[] = {
      "filter", "filter helpers", "What the parameter is called."},
     {"Filter::Property::kValue_Current", "", KeyBag::kParameter, "value", "the parameter's",
      "filter helpers", "filter", "What it is set to."},
-    {"Filter::kFilterGUID_Resize", "", KeyBag::kClassId, "", "", "", "source, alpha video",
-     "Scales a picture."},
+    {"Filter::kFilterGUID_Resize", "", KeyBag::kClassId, "", "", "", "source", "Scales a picture."},
     {"Filter::kFilterGUID_AlphaChannel", "", KeyBag::kClassId, "", "", "", "alpha video",
-     "Colours a shape, or runs a gradient over it, and keeps its coverage."},
+     "Fills a mask with a colour or a gradient."},
     {"Filter::kFilterGUID_GreenChannel", "", KeyBag::kClassId, "", "", "", "alpha video",
-     "Takes coverage from a mask's green, colours from the picture."},
+     "Takes a mask from a second picture's green."},
     {"Filter::kFilterGUID_preMultAlpha", "", KeyBag::kClassId, "", "", "", "alpha video",
-     "Multiplies colours by alpha."},
+     "Lays a picture into a mask."},
 
     // Settings files.
     {"Settings.UnknownMembers", "", KeyBag::kClip, "string", "JSON", "engine", "engine",
      "Members of a settings file that this version does not know, written back as they were."},
 };
+#undef KIV_ALPHA_KEY
 
 }  // namespace kiv::facts

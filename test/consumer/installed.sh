@@ -26,6 +26,13 @@ check_installed() {
   [ "$(find "$work/kivclip-out" -name '*.png' | wc -l)" = 50 ]
   diff -rq "$work/by-cmake-out" "$work/kivclip-out"
   diff -rq "$work/by-pkg-config-out" "$work/kivclip-out"
+
+  # The interpolation module is found where it was put: half-way pictures are none of the clip's.
+  local mode
+  for mode in flow off; do
+    "$prefix/bin/kivclip" frame "$clip" --speed 1/2 --at 21 --interpolation $mode -o "$work/$mode.png"
+  done
+  if cmp -s "$work/flow.png" "$work/off.png"; then echo "the interpolation module is not found"; return 1; fi
 }
 
 # Nothing leaves the component but its entry points, and nothing of a library that is linked in

@@ -18,9 +18,15 @@ class Refused : public testing::Test {
     WriteBytes(folder_.Path("kept.json"),
                R"({"format": "kivclip-settings", "version": 1, "clip":)"
                R"( {"Kivclip.fps": {"type": "std::wstring", "value": "9x"}}})");
+    WriteBytes(folder_.Path("still.json"),
+               R"({"format": "kivclip-settings", "version": 1, "clip":)"
+               R"( {"Speed.Scale": {"type": "KivRational", "value": "[0, 1]: 0.0 "}}})");
     std::filesystem::create_directory(folder_.Path("folder.mp4"));
+    setenv("KIV_REGISTRY", "/dev/null/registry", 1);
     names_ = folder_.Names();
   }
+
+  void TearDown() override { unsetenv("KIV_REGISTRY"); }
 
   void Expect(int status, const std::string& line, const std::string& says) {
     SCOPED_TRACE(line);
@@ -44,6 +50,15 @@ constexpr std::pair<const char*, const char*> kUsage[] = {
     {"render -o @x.mp4", "INPUT is required"},
     {"render @clip.mkv -o @x.png", "frame_%04d.png"},
     {"render @clip.mkv -o - --report -", "--report"},
+    {"render @clip.mkv -o @x.avi", "cannot tell the format of"},
+    {"render @clip.mkv -o @x --format gif", "--format gif is not known"},
+    {"render @clip.mkv -o - --format mp4", "standard output: use y4m"},
+    {"render @clip.mkv -o @x.mkv --codec av1", "h264, vp9"},
+    {"render @clip.mkv -o @x.webm --codec h264", "does not go into webm"},
+    {"render @clip.mkv -o @x.mp4 --quality 101", "0 (worst) to 100 (best)"},
+    {"render @clip.mkv -o @x.y4m --quality 9", "leave it out"},
+    {"render @clip.mkv -o @x%d%d.png", "is no pattern"},
+    {"render @clip.mkv other.mkv -o @x.mp4", "other.mkv"},
     {"render @clip.mkv -o @x.mp4 --bogus", "--bogus"},
     {"render @clip.mkv -o @x.mp4 --quality high", "--quality high"},
     {"render @clip.mkv -o @x.mp4 --size 0x480", "such as 1280x720"},
@@ -98,6 +113,11 @@ constexpr std::pair<const char*, const char*> kUsage[] = {
     {"render @clip.mkv -o @x.mp4 --reverse --no-reverse", "exclude"},
     {"render @clip.mkv -o @x.mp4 --verbose=all", "failure, filter or creation"},
     {"render @clip.mkv -o @x.mp4 --settings @kept.json", "--fps 9x"},
+    {"stabilize @clip.mkv --settings @s.json --level 101", "from 0 to 100"},
+    {"stabilize @clip.mkv --settings @s.json --plot @clip.mkv", ".png"},
+    {"render @clip.mkv -o @x.mp4 --stabilize=strong", "from 0 to 100"},
+    {"render @clip.mkv -o @x.mp4 --stabilize --chain source", "the node 'stabilizer'"},
+    {"render @clip.mkv -o @x.mp4 --speed 2 --chain source,speed,stabilizer", "in this order"},
     {"keyframes @x.json --at 1.5", "expected a whole number"},
 };
 
@@ -119,6 +139,13 @@ constexpr std::pair<const char*, const char*> kFailures[] = {
     {"render @clip.mkv -o null --alpha-preset --over @none.mp4", "none.mp4': No such file"},
     {"render @clip.mkv -o @x.mp4 --settings @none.json", "none.json': No such"},
     {"render @clip.mkv -o @x.mp4 --settings @text.json", "text.json"},
+    {"render @clip.mkv -o @x.mp4 --settings @still.json", "no possible speed: 0/1"},
+    {"keyframes @none.json", "none.json': No such"},
+    {"keyframes @text.json --at 1", "text.json"},
+    {"register", "the registry file cannot be written"},
+    {"stabilize @none.mp4 --settings @s.json", "none.mp4': No such"},
+    {"stabilize @clip.mkv --settings @text.json", "text.json"},
+    {"stabilize @clip.mkv --settings @none/s.json", "none/s.json"},
 };
 
 TEST_F(Refused, WithItsStatusAndOneLine) {

@@ -128,18 +128,40 @@ TEST(CameraPath, ShotsDoNotReachAcrossACut) {
   EXPECT_NE(together.front().zoom, together.back().zoom);
 }
 
-// With hard limits: the steadiest way from 0 to 10 that may leave a step by 4 at most.
-TEST(PathSmoothing, StaysWithinReachAndTouchesIt) {
-  std::vector<double> step(60, 0.0);
-  for (size_t i = 30; i < 60; ++i) step[i] = 10;
-  const std::vector<double> free = kiv::Smoothed(step, {}, 1e5);
-  const std::vector<double> held = kiv::Smoothed(step, std::vector<double>(60, 4.0), 1e5);
-  double most = 0;
-  for (size_t i = 0; i < 60; ++i) most = std::max(most, std::abs(held[i] - step[i]));
-  EXPECT_GT(free[29], 4.5);
+// A step and a turn that have to share the room: both give way, and the room is used up.
+TEST(PathSmoothing, KeepsWithinTheRoomAndUsesIt) {
+  std::vector<kiv::PathPoint> step(60, kiv::PathPoint{});
+  for (size_t i = 30; i < 60; ++i) step[i] = {10, 0, 6};
+  const kiv::PathRoom room{4, 4, 0.5, 0.5};
+  const auto free = kiv::SmoothPath(step, 1e5);
+  const auto held = kiv::SmoothPathWithin(step, room, 1e5);
+  EXPECT_GT(free[29][0], 4.5);
+  double most = 0, before = 0, left = 0;
+  for (size_t i = 0; i < 60; ++i) {
+    const double aside = std::abs(held[i][0] - step[i][0]) + std::abs(held[i][2] - step[i][2]) / 2;
+    most = std::max(most, aside);
+    EXPECT_EQ(0, held[i][1]);
+    if (i < 2) continue;
+    for (const size_t axis : {0, 2}) {
+      before += std::pow(step[i][axis] - 2 * step[i - 1][axis] + step[i - 2][axis], 2);
+      left += std::pow(held[i][axis] - 2 * held[i - 1][axis] + held[i - 2][axis], 2);
+    }
+  }
   EXPECT_NEAR(4, most, 1e-9);
-  EXPECT_LT(kiv::Unsteadiness(held), 0.2 * kiv::Unsteadiness(step));
-  EXPECT_GT(kiv::Unsteadiness(held), kiv::Unsteadiness(free));
+  EXPECT_LT(left, 0.2 * before);
+}
+
+// Worked out by hand: |x| + |turn| / 2 <= 3 and |y| + |turn| <= 2.
+TEST(PathSmoothing, TheNearestWithinTheRoom) {
+  const struct {
+    kiv::PathPoint aside, nearest;
+  } kCases[] = {{{1, -1, 0.5}, {1, -1, 0.5}}, {{-5, 0, 0}, {-3, 0, 0}},
+                {{0, 0, 9}, {0, 0, 2}},       {{3, 0, -1.25}, {2.5, 0, -1}},
+                {{0, 2, 1}, {0, 1.5, 0.5}},   {{3, -2, 2.25}, {2.5, -1, 1}}};
+  for (const auto& c : kCases) {
+    const kiv::PathPoint found = kiv::NearestWithin(c.aside, {3, 2, 0.5, 1});
+    for (const size_t axis : {0, 1, 2}) EXPECT_NEAR(c.nearest[axis], found[axis], 1e-12) << axis;
+  }
 }
 
 }  // namespace

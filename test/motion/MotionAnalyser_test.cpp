@@ -117,6 +117,38 @@ TEST(MotionAnalyser, KeepsItsHeadOverFlashesCutsAndEmptyFrames) {
   }
 }
 
+// Frames of the sizes in turn, three of each: motion is measured between like sizes only, and in the
+// same pixels of the source whatever the size. Too small a frame shows none.
+struct SizesCase {
+  std::vector<KivSize> sizes;
+  std::string motions;
+};
+
+TEST(MotionAnalyser, AnySizeAndChangesOfSize) {
+  const SizesCase kCases[] = {
+      {{{1, 1}}, "000"},
+      {{{1, 400}, {400, 1}}, "000000"},
+      {{{16, 16}, {15, 17}}, "000000"},
+      {{kSize, {240, 135}}, "022|22"},
+      {{{240, 135}, {16, 9}, kSize}, "022000|22"},
+  };
+  const Scene scene(1);
+  for (const SizesCase& c : kCases) {
+    MotionAnalyser analyser(kSize);
+    for (const KivSize& size : c.sizes) {
+      for (int i = 0; i < 3; ++i) {
+        const double moved = 2.0 * i * size.width / kSize.width;
+        analyser.Add(Render(scene, size, {moved, 0, 0}).data(), size);
+      }
+    }
+    std::string found;
+    for (const StabMotion& m : analyser.Motions()) {
+      found += IsStabCut(m) ? '|' : static_cast<char>('0' + std::lround(m.dx));
+    }
+    EXPECT_EQ(c.motions, found);
+  }
+}
+
 TEST(MotionAnalyser, NoiseAloneIsNoMotion) {
   std::mt19937 random(3);
   MotionAnalyser analyser(kSize);

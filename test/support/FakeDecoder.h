@@ -34,7 +34,7 @@ class FakeDecoder : public kiv::CountedObject<IKivMediaDecoder, IKivDecoderSize>
     log.Add("Skip " + std::to_string(count));
     if (Failed(skipResult)) return skipResult;
     time += count * kTicksPerFrame;
-    if (moved) *moved = count;
+    if (moved) *moved = time <= lastTime ? count : 0;
     return skipResult;
   }
   HRESULT SetProxyOff(bool off) override {
@@ -69,6 +69,7 @@ class FakeDecoder : public kiv::CountedObject<IKivMediaDecoder, IKivDecoderSize>
   HRESULT proxyResult = S_OK;
   bool answersSize = true;
   int64_t time = 0;
+  int64_t lastTime = INT64_MAX;  // of a frame
   // Answered, even when it is none, in place of one that shows its number.
   std::optional<KivComPtr<IKivFrame>> frame;
 };

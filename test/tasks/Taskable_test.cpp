@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <atomic>
 #include <future>
 #include <stdexcept>
 #include <thread>
@@ -9,12 +8,14 @@
 #include "engine/common/CountedObject.h"
 #include "kiv/platform/Tasks.h"
 #include "test/support/CallLog.h"
+#include "test/support/Gate.h"
 #include "test/support/Ledger.h"
 
 namespace {
 
 using test::CallLog;
 using test::Calls;
+using test::Gate;
 using State = enumTaskState;
 
 constexpr int kEndless = 1 << 30;
@@ -56,22 +57,6 @@ class Delegate final : public kiv::CountedObject<IKivTaskDelegate> {
     log.Add(std::to_string(static_cast<int>(state)) + static_cast<const char*>(context));
   }
   CallLog log;
-};
-
-// Holds whoever passes first until it is opened; later passers go through.
-class Gate {
- public:
-  void Pass() {
-    if (passed_.exchange(true)) return;
-    reached_.set_value();
-    open_.get_future().wait();
-  }
-  void AwaitReached() { reached_.get_future().wait(); }
-  void Open() { open_.set_value(); }
-
- private:
-  std::atomic<bool> passed_{false};
-  std::promise<void> reached_, open_;
 };
 
 class Tasks : public testing::Test {
