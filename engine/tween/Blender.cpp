@@ -30,7 +30,7 @@ class CellMaker {
 
   // The cell whose upper left corner is node (i, j).
   void Make(int i, int j, uint8_t* out) {
-    const int x = i * side_ + side_ / 2, y = j * side_ + side_ / 2;
+    const int half = side_ / 2, x = i * side_ + half, y = j * side_ + half;
     CellCorner corners[kCorners];
     for (int k = 0; k < kCorners; ++k) {
       const TweenNode& node = field_.Near(i + k % 2, j + k / 2);
@@ -52,7 +52,7 @@ class CellMaker {
     const int left = std::max(x, 0), right = std::min(x + side_, size.width);
     for (int row = std::max(y, 0); row < std::min(y + side_, size.height) && left < right; ++row) {
       std::memcpy(out + row * stride_ + left * kBytes,
-                  partial_ + (row - y) * side_ * kBytes + (left - x) * kBytes,
+                  partial_ + ((row - y) * side_ + left - x) * kBytes,
                   static_cast<size_t>((right - left) * kBytes));
     }
   }
