@@ -36,10 +36,10 @@ class CellMaker {
       const TweenNode& node = field_.Near(i + k % 2, j + k / 2);
       const Motion v = node.motion * factor_;
       SetSource(keys_.older, static_cast<float>(x) - when_ * v.x,
-                static_cast<float>(y) - when_ * v.y, node.older, &excerpts_[2 * k],
+                static_cast<float>(y) - when_ * v.y, node.older, &excerpts_[k][0],
                 &corners[k].sources[0]);
       SetSource(keys_.newer, static_cast<float>(x) + (1 - when_) * v.x,
-                static_cast<float>(y) + (1 - when_) * v.y, 1 - node.older, &excerpts_[2 * k + 1],
+                static_cast<float>(y) + (1 - when_) * v.y, 1 - node.older, &excerpts_[k][1],
                 &corners[k].sources[1]);
       corners[k].trust = node.trust;
     }
@@ -93,8 +93,8 @@ class CellMaker {
   const int side_;
   const float factor_, when_;
   const ptrdiff_t stride_;
-  Excerpt excerpts_[2 * kCorners];
-  alignas(64) uint8_t partial_[kLargestCell * kLargestCell * kBytes];
+  Excerpt excerpts_[kCorners][2];
+  alignas(64) uint8_t partial_[kBytes * kLargestCell * kLargestCell];
 };
 
 }  // namespace
