@@ -12,7 +12,6 @@ using Clock = std::chrono::steady_clock;
 constexpr size_t kTypes = 16;
 constexpr size_t kDeepest = 64;
 
-std::atomic<bool> measuring{false};
 std::array<std::atomic<int64_t>, kTypes> spent{};
 
 bool IsKnown(int32_t type) { return type >= 0 && static_cast<size_t>(type) < kTypes; }
@@ -49,13 +48,15 @@ thread_local CallStack calls;
 
 }  // namespace
 
+std::atomic<bool> kivNodesAreMeasured{false};
+
 void KivMeasureNodes() {
   for (auto& time : spent) time.store(0, std::memory_order_relaxed);
-  measuring.store(true, std::memory_order_relaxed);
+  kivNodesAreMeasured.store(true, std::memory_order_relaxed);
 }
 
 bool KivEnterNode(int32_t type) {
-  if (!measuring.load(std::memory_order_relaxed) || !IsKnown(type)) return false;
+  if (!kivNodesAreMeasured.load(std::memory_order_relaxed) || !IsKnown(type)) return false;
   return calls.Enter(type);
 }
 

@@ -26,7 +26,9 @@
 // be told from that of the calls around it.
 class NodeCall {
  public:
-  NodeCall(IKivSourceBase* node, int32_t type) : node_(node), measured_(KivEnterNode(type)) {}
+  NodeCall(IKivSourceBase* node, int32_t type)
+      : node_(node),
+        measured_(kivNodesAreMeasured.load(std::memory_order_relaxed) && KivEnterNode(type)) {}
   ~NodeCall() {
     if (measured_) KivLeaveNode();
   }
