@@ -87,7 +87,8 @@ class CellBlender {
     const Lanes d;
     const Pixels df;
     const float scale = 1.0F / static_cast<float>(side);
-    const auto first = hn::Set(df, static_cast<float>(at / kChannels) + 0.5F);
+    const size_t column = at / kChannels;
+    const auto first = hn::Set(df, static_cast<float>(column) + 0.5F);
     const auto x = hn::Mul(hn::Add(hn::Iota(df, 0.0F), first), hn::Set(df, scale));
     const auto left = hn::Sub(hn::Set(df, 1.0F), x);
     for (int y = 0; y < side; ++y) {

@@ -30,16 +30,16 @@ class CellMaker {
 
   // The cell whose upper left corner is node (i, j).
   void Make(int i, int j, uint8_t* out) {
-    const int x = i * side_ + side_ / 2, y = j * side_ + side_ / 2;
+    const int half = side_ / 2, x = i * side_ + half, y = j * side_ + half;
     CellCorner corners[kCorners];
     for (int k = 0; k < kCorners; ++k) {
       const TweenNode& node = field_.Near(i + k % 2, j + k / 2);
       const Motion v = node.motion * factor_;
       SetSource(keys_.older, static_cast<float>(x) - when_ * v.x,
-                static_cast<float>(y) - when_ * v.y, node.older, &excerpts_[2 * k],
+                static_cast<float>(y) - when_ * v.y, node.older, &excerpts_[k][0],
                 &corners[k].sources[0]);
       SetSource(keys_.newer, static_cast<float>(x) + (1 - when_) * v.x,
-                static_cast<float>(y) + (1 - when_) * v.y, 1 - node.older, &excerpts_[2 * k + 1],
+                static_cast<float>(y) + (1 - when_) * v.y, 1 - node.older, &excerpts_[k][1],
                 &corners[k].sources[1]);
       corners[k].trust = node.trust;
     }
@@ -52,7 +52,7 @@ class CellMaker {
     const int left = std::max(x, 0), right = std::min(x + side_, size.width);
     for (int row = std::max(y, 0); row < std::min(y + side_, size.height) && left < right; ++row) {
       std::memcpy(out + row * stride_ + left * kBytes,
-                  partial_ + (row - y) * side_ * kBytes + (left - x) * kBytes,
+                  partial_ + ((row - y) * side_ + left - x) * kBytes,
                   static_cast<size_t>((right - left) * kBytes));
     }
   }
@@ -93,8 +93,8 @@ class CellMaker {
   const int side_;
   const float factor_, when_;
   const ptrdiff_t stride_;
-  Excerpt excerpts_[2 * kCorners];
-  alignas(64) uint8_t partial_[kLargestCell * kLargestCell * kBytes];
+  Excerpt excerpts_[kCorners][2];
+  alignas(64) uint8_t partial_[kBytes * kLargestCell * kLargestCell];
 };
 
 }  // namespace

@@ -130,7 +130,7 @@ class Sampler {
 void MakeSearchPatchImpl(const uint8_t* corner, ptrdiff_t stride, SearchPatch* made) {
   Sum sumX, sumY, xx, xy, yy;
   const Row one = Filled(1);
-  for (int y = 0; y < kPatchSide; ++y) {
+  for (ptrdiff_t y = 0; y < kPatchSide; ++y) {
     const uint8_t* const row = corner + y * stride;
     const Row x = Minus(LoadCodes(row + 1), LoadCodes(row - 1));
     const Row down = Minus(LoadCodes(row + stride), LoadCodes(row - stride));
@@ -154,7 +154,7 @@ PatchSums CompareImpl(const SearchPatch& wanted, const PatchPlace& place) {
   Sampler sampler(place);
   Sum d, dd, dx, dy;
   const Row one = Filled(1);
-  for (int y = 0; y < kPatchSide; ++y) {
+  for (ptrdiff_t y = 0; y < kPatchSide; ++y) {
     const Row difference = Minus(sampler.Next(), LoadRow(wanted.value + y * kPatchSide));
     d.Add(difference, one);
     dd.Add(difference, difference);
