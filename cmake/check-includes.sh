@@ -24,7 +24,12 @@ awk '
     allow("^kiv/effects/", "kiv/(values|platform|chain|Shared|StreamCommon|effects)/|kiv/component/object/")
     allow("^kiv/VideoStab/", "kiv/(values|platform|chain|StreamCommon|VideoStab)/|kiv/component/object/")
     allow("^engine/common/", "kiv/(values|platform)/|engine/common/")
-    allow("^engine/(media|filters|motion|tween|tasks|logger)/", "kiv/(values|platform)/|engine/")
+    allow("^engine/media/", "kiv/(values|platform)/|engine/(common|logger|media)/")
+    allow("^engine/filters/", "kiv/(values|platform)/|engine/(common|filters)/")
+    allow("^engine/motion/", "kiv/(values|platform)/|engine/(common|motion)/")
+    allow("^engine/tasks/", "kiv/(values|platform)/|engine/(common|tasks)/")
+    allow("^engine/logger/", "kiv/(values|platform)/|engine/(common|logger)/")
+    allow("^engine/tween/", "kiv/(values|platform)/|engine/(common|motion|tween)/")
     allow("^engine/", "kiv/(values|platform)/|engine/")
     allow("^host/", "kiv/(values|platform)/|kiv/(chain|component)/(IKiv[A-Za-z]*|CommandIds|NodeTypes|EntryPoints)[.]h|kiv/VideoStab/(IKiv[A-Za-z]*|StabSettings)[.]h|engine/|host/")
     # Above the object base, though it lies in the folder of the values; hosts see its interface only.

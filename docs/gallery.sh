@@ -52,6 +52,10 @@ show zoom-start "A moving crop" "The keyframes of [zoom.json](../samples/zoom.js
   frame "$clip" --at 0 --crop-keyframes samples/zoom.json --decode-scale 2/3
 show zoom-end "... and at the end" "closer, scaled to the first frame's size." \
   frame "$clip" --at 99 --crop-keyframes samples/zoom.json --decode-scale 2/3
+show alpha "A shape over it" \
+  "The preset [star.webm](../samples/README.md) in a gradient, paused while the clip is longer; see [alpha presets](alpha.md)." \
+  frame samples/star.webm --alpha-preset --alpha-gradient FF2060,20A0FF,45 --alpha-pause 1.08 --alpha-loop 18 \
+  --over "$clip" --at 50
 # The sample's camera is steady: a crop that trembles stands for a hand.
 motion=$(mktemp -d)
 trap 'rm -rf "$motion"' EXIT

@@ -11,7 +11,6 @@
 #include "kiv/chain/IKivRender.h"
 #include "kiv/platform/KeyNames.h"
 #include "kiv/platform/KivCommon.h"
-#include "kiv/values/Saturate.h"
 
 namespace host {
 namespace {
@@ -133,16 +132,16 @@ AlphaLength LengthFor(int32_t wanted, const Playback& playback, const KivStreamI
   // Both quotients of rates are below 10^12, so products of two and a count fit.
   const Wide up = Wide{to.numerator} * from.denominator;
   const Wide down = Wide{to.denominator} * from.numerator;
+  constexpr Wide kMost = KivCommon::Const::FRAMEINDEX_MAX - 1;
   if (wanted == 0) {
-    const auto rated = static_cast<double>(Wide{info.frameCount} * up / down);
-    return {info.frameCount, {0, kiv::SaturateToInt32(rated - 1)}, 0};
+    const Wide last = std::min(Wide{info.frameCount} * up / down, kMost) - 1;
+    return {info.frameCount, {0, static_cast<int32_t>(last)}, 0};
   }
   const auto roundedUp = [](Wide dividend, Wide divisor) {
     return (dividend + divisor - 1) / divisor;
   };
   const Wide rated = roundedUp(Wide{wanted} * speed.numerator, speed.denominator);
   const Wide frames = roundedUp(rated * down, up);
-  constexpr Wide kMost = KivCommon::Const::FRAMEINDEX_MAX - 1;
   if (rated > kMost || frames > kMost)
     FailUsage("the result needs more frames than can be counted");
   return {static_cast<int32_t>(frames), {0, static_cast<int32_t>(rated) - 1}, wanted};

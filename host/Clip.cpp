@@ -112,11 +112,11 @@ Clip::Clip(const std::string& input, const ChainOptions& options)
   inBetween_ = SetUpInterpolation(options.interpolation, playback_.speed);
   if (!options.proxy.empty()) CheckFile(options.proxy, "the proxy");
   if (options.memory) SetPictureMemory(*options.memory);
-  std::vector<int32_t> nodes = NodesFor(options, playback_, {isPreset_, stabilization_.isOn});
+  nodes_ = NodesFor(options, playback_, {isPreset_, stabilization_.isOn});
   if (options.nodes.empty() && Crop::IsWanted(options, settings_.Get())) {
-    nodes.push_back(static_cast<int32_t>(NodeType::kCrop));
+    nodes_.push_back(static_cast<int32_t>(NodeType::kCrop));
   }
-  BuildChain(nodes);
+  BuildChain(nodes_);
   LoadSettings(options);
   SetUpSource(options);
   SetUpRender();

@@ -8,6 +8,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "host/Crop.h"
 #include "host/KeptOptions.h"
@@ -43,6 +44,8 @@ class Clip {
   const KivStreamInfo& Info() const { return input_.info; }
   const ResultShape& Result() const { return result_; }
   const Playback& HowItPlays() const { return playback_; }
+  // The types of the chain's nodes, from the source on.
+  const std::vector<int32_t>& Nodes() const { return nodes_; }
   InBetween InBetweenFrames() const { return inBetween_; }
   KivDecoderStats DecoderStats() const { return decoder_->Stats(); }
   const MeteredDecoder& Decoder() const { return *decoder_; }
@@ -99,6 +102,7 @@ class Clip {
   Playback playback_;
   Stabilization stabilization_;
   ResultShape result_;
+  std::vector<int32_t> nodes_;
   InBetween inBetween_ = InBetween::kNotNeeded;
   KivComPtr<IKivVideoStreamProcessInternal> process_;
   KivComPtr<IKivRenderEx> render_;

@@ -110,6 +110,12 @@ NodeType ReadNode(std::string_view option, std::string_view name) {
 
 }  // namespace
 
+std::string_view NameOf(NodeType type) {
+  const auto* found = std::find_if(std::begin(kChainNames), std::end(kChainNames),
+                                   [&](const ChainName& row) { return row.type == type; });
+  return found == std::end(kChainNames) ? std::string_view() : found->name;
+}
+
 KivSize ReadSize(std::string_view option, std::string_view text) {
   if (const auto halves = SplitAt(text, 'x')) {
     const auto width = ReadDigits<int32_t>(halves->left);

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "host/Options.h"
+#include "kiv/chain/NodeTypes.h"
 
 namespace host {
 
@@ -28,6 +29,8 @@ int32_t ReadFrame(std::string_view option, std::string_view text);              
 int32_t ReadIndex(std::string_view option, std::string_view text);                // 0 and up
 // MiB as bytes.
 int64_t ReadMemory(std::string_view option, std::string_view text);
+// The name that a chain's list has for it.
+std::string_view NameOf(NodeType type);
 std::vector<int32_t> ReadChain(std::string_view option, std::string_view text);  // source,crop
 LogLevel ReadLogLevel(std::string_view option, std::string_view text);           // filter
 StabilizeOption ReadStabilize(std::string_view option, std::string_view text);   // 10, on

@@ -13,11 +13,14 @@
 #include "host/InputChecks.h"
 #include "host/Interrupt.h"
 #include "host/Messages.h"
+#include "host/OptionValues.h"
 #include "host/Progress.h"
 #include "host/Report.h"
 #include "host/Settings.h"
 #include "host/Sound.h"
 #include "host/WriterQueue.h"
+#include "kiv/chain/NodeTypes.h"
+#include "kiv/platform/NodeTimes.h"
 
 namespace host {
 namespace {
@@ -46,6 +49,7 @@ class RenderRun {
   void Write(const KivComPtr<IKivFrame>& frame);
   void Finish();
 
+  const Clock::time_point start_ = Clock::now();  // opening counts
   const Options& options_;
   Clip clip_;
   KivRange range_;
@@ -54,7 +58,6 @@ class RenderRun {
   std::atomic<bool> cancelled_{false};
   // Nothing is read of discarded pictures, so they need no thread.
   std::unique_ptr<WriterQueue> queue_;
-  Clock::time_point start_ = Clock::now();
   double pullSeconds_ = 0;
   double wallSeconds_ = 0;
 };
@@ -119,6 +122,15 @@ void RenderRun::Finish() {
   }
 }
 
+std::vector<NodeSeconds> SecondsOf(const std::vector<int32_t>& nodes) {
+  std::vector<NodeSeconds> seconds;
+  seconds.reserve(nodes.size());
+  for (const int32_t type : nodes) {
+    seconds.push_back({NameOf(NodeType{type}), static_cast<double>(KivNodeTime(type)) * 1e-9});
+  }
+  return seconds;
+}
+
 RenderReport RenderRun::Report() const {
   RenderReport report;
   report.frames = range_.end - range_.start + 1;
@@ -126,6 +138,7 @@ RenderReport RenderRun::Report() const {
   report.frameRate = clip_.Result().frameRate;
   report.inBetweenFrames = NameOf(clip_.InBetweenFrames());
   report.wallSeconds = wallSeconds_;
+  report.nodes = SecondsOf(clip_.Nodes());
   report.decoderSeconds = clip_.Decoder().Seconds();
   report.pullSeconds = pullSeconds_;
   report.writeSeconds = queue_ ? queue_->SecondsWriting() : 0;
@@ -139,6 +152,7 @@ RenderReport RenderRun::Report() const {
 
 void RunOver(const Options& options, KivRange (*resolve)(const Options&, int32_t)) {
   RefuseWritingOverTheInput(options);
+  if (!options.report.empty()) KivMeasureNodes();
   RenderRun run(options, resolve);
   run.TheClip().Stabilize(options.progress);
   run.Run();

@@ -40,9 +40,7 @@ Json::Value SoundFigures(const RenderReport& report) {
 
 Json::Value NodeFigures(const RenderReport& report) {
   Json::Value nodes;
-  nodes["decoder"] = report.decoderSeconds;
-  nodes["chain"] = report.pullSeconds - report.decoderSeconds;
-  nodes["write"] = report.writeSeconds;
+  for (const NodeSeconds& row : report.nodes) nodes[std::string(row.node)] = row.seconds;
   return nodes;
 }
 
@@ -69,6 +67,9 @@ std::string ReportText(const RenderReport& report) {
   root["fps"] = report.wallSeconds > 0 ? report.frames / report.wallSeconds : 0.0;
   root["wall_seconds"] = report.wallSeconds;
   root["node_seconds"] = NodeFigures(report);
+  root["decoder_seconds"] = report.decoderSeconds;
+  root["pull_seconds"] = report.pullSeconds;
+  root["write_seconds"] = report.writeSeconds;
   root["decoder"] = DecoderFigures(report);
   root["sound"] = SoundFigures(report);
   root["memory"] = MemoryFigures();

@@ -57,16 +57,18 @@ uint8_t CodeOf(double fraction) {
   return static_cast<uint8_t>(SaturateToInt32(Fraction(fraction) * kMostCode + 0.5));
 }
 
-// The share of the second colour at a pixel's middle, linear in x and y: 0 and 1 at the corners that
-// lie farthest behind and ahead.
+// The share of the second colour at a pixel's middle, linear in x and y: 0 and 1 at the corners of
+// `place` that lie farthest behind and ahead.
 struct Ramp {
-  Ramp(double degrees, const TargetPicture& output) {
+  Ramp(double degrees, const KivRectF& place) {
     const double angle = (std::isfinite(degrees) ? degrees : 0) * kPi / 180;
     const double along = std::cos(angle), down = std::sin(angle);
-    const double length = std::abs(along) * output.width + std::abs(down) * output.height;
+    const double length = std::abs(along) * place.width + std::abs(down) * place.height;
     perColumn = along / length;
     perRow = down / length;
-    first = 0.5 + perColumn * (1 - output.width) / 2 + perRow * (1 - output.height) / 2;
+    first = 0.5 + perColumn * (0.5 - place.left - place.width / 2) +
+            perRow * (0.5 - place.top - place.height / 2);
+    if (!std::isfinite(first)) first = perColumn = perRow = 0;  // larger than any picture
   }
   double first = 0, perColumn = 0, perRow = 0;
 };
@@ -93,7 +95,7 @@ HRESULT CAlphaChannelFilter::Process(const FilterInputs& inputs, const TargetPic
                         FillRow(in, width, channel, colour, out);
                       });
   }
-  const Ramp ramp(RealOf(kTheta), output);
+  const Ramp ramp(RealOf(kTheta), inputs.place);
   GradientRamp row;
   row.step = static_cast<float>(ramp.perColumn);
   constexpr AlphaParameter kColours[][2] = {{kB0, kB1}, {kG0, kG1}, {kR0, kR1}};

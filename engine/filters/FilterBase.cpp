@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "engine/common/Boundary.h"
+#include "engine/filters/FilterRects.h"
 #include "kiv/platform/KeyNames.h"
 
 namespace kiv {
@@ -88,8 +89,7 @@ HRESULT FilterBase::SetRects(const KivRectF* second, const KivRectF* first) {
 
 HRESULT FilterBase::Run(const KivSize* outputSize) {
   if (!outputSize || !IsPictureSize(outputSize->width, outputSize->height)) return E_INVALIDARG;
-  const FilterInputs inputs{PictureOf(firstInput_.Get()), PictureOf(secondInput_.Get()), firstRect_,
-                            targetRect_};
+  const FilterInputs inputs{PictureOf(firstInput_.Get()), PictureOf(secondInput_.Get()), {}};
   if (!HasInputs(inputs)) return E_NOTREADY;
   CommitParameters();
   return AtBoundary([&] {
@@ -97,11 +97,24 @@ HRESULT FilterBase::Run(const KivSize* outputSize) {
     if (const HRESULT hr = made.Resize(outputSize->width, outputSize->height); Failed(hr)) {
       return hr;
     }
-    const HRESULT hr =
-        Process(inputs, {made.Pixels(), outputSize->width, outputSize->height, made.RowBytes()});
+    const HRESULT hr = ProcessParts(
+        inputs, {made.Pixels(), outputSize->width, outputSize->height, made.RowBytes()});
     if (Succeeded(hr)) result_ = std::move(made);
     return hr;
   });
+}
+
+HRESULT FilterBase::ProcessParts(FilterInputs inputs, const TargetPicture& output) {
+  const RectPair cut = CutAtEdges(firstRect_, targetRect_);
+  const KivRect written = PixelsOf(output, cut.target);
+  if (written != KivRect{0, 0, output.width, output.height}) Clear(output);
+  if (written.width == 0 || written.height == 0) return S_OK;
+  inputs.first = PartOf(inputs.first, cut.source);
+  inputs.second = PartOf(inputs.second, cut.source);
+  inputs.place = {targetRect_.left * output.width - written.left,
+                  targetRect_.top * output.height - written.top, targetRect_.width * output.width,
+                  targetRect_.height * output.height};
+  return Process(inputs, PartOf(output, written));
 }
 
 HRESULT FilterBase::ReadOutput(IKivFrame* frame) {

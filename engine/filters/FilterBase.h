@@ -18,11 +18,13 @@
 
 namespace kiv {
 
+// The parts that the run's rectangles leave. Both pictures show the same scene, so the rectangle that
+// selects what is read of the first selects the same part of the second.
 struct FilterInputs {
   SourcePicture first;
   SourcePicture second;  // without pixels when there is none
-  KivRectF firstRect{0, 0, 1, 1};
-  KivRectF targetRect{0, 0, 1, 1};
+  // Where the result's rectangle lies, also beyond the output: pixels, from the first one written.
+  KivRectF place;
 };
 
 class FilterBase : public CountedObject<IKivCGFilter, IKivProperties> {
@@ -34,7 +36,7 @@ class FilterBase : public CountedObject<IKivCGFilter, IKivProperties> {
   HRESULT SetFirstInput(IKivFrame* frame) override;
   HRESULT SetInputCount(int32_t) override { return S_OK; }
   HRESULT SetRunMode(int32_t) override { return S_OK; }
-  // Null stands for the whole frame.
+  // Null stands for the whole frame. What lies outside `second` becomes transparent.
   HRESULT SetRects(const KivRectF* second, const KivRectF* first) override;
   HRESULT Run(const KivSize* outputSize) override;
   // Gives the frame another size where it has to; its time and index stay.
@@ -78,11 +80,12 @@ class FilterBase : public CountedObject<IKivCGFilter, IKivProperties> {
     return inputs.first.pixels != nullptr;
   }
 
-  // Writes the whole of `output`.
+  // Writes the whole of `output`, which is the part that the result is placed in.
   virtual HRESULT Process(const FilterInputs& inputs, const TargetPicture& output) = 0;
 
  private:
   HRESULT PublishOne(size_t index);
+  HRESULT ProcessParts(FilterInputs inputs, const TargetPicture& output);
 
   std::vector<Parameter> parameters_;
   std::vector<KivPropDecorator> parameterBags_;

@@ -1,6 +1,4 @@
-// Scales a part of the first input into a part of the output; the rest becomes transparent.
-//
-// Units:    rectangles in fractions, brought to whole pixels.
+// Scales a part of the first input into a part of the output.
 #pragma once
 
 #include "engine/filters/FilterBase.h"

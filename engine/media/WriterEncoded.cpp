@@ -33,6 +33,8 @@ constexpr int kBytesPerPixel = 4;
 // The 0..100 scale, spread over the useful part of each encoder's own.
 constexpr double kH264WorstCrf = 40, kH264BestCrf = 10;
 constexpr double kVp9WorstCrf = 60, kVp9BestCrf = 10;
+// The alpha layer shares the pictures' quantizer, and soft coverage shows its errors at every edge.
+constexpr double kVp9AlphaWorstCrf = 40, kVp9AlphaBestCrf = 2;
 constexpr double kProResWorstScale = 24, kProResBestScale = 2;
 constexpr int kMostThreads = 16;  // the codec's own limit
 
@@ -64,18 +66,26 @@ void SetColourTags(AVCodecContext* context, KivSize size) {
   context->chroma_sample_location = AVCHROMA_LOC_LEFT;
 }
 
+void SetVp9Options(AVCodecContext* context, int32_t quality) {
+  void* own = context->priv_data;
+  const bool hasAlpha = context->pix_fmt == AV_PIX_FMT_YUVA420P;
+  const std::string crf = hasAlpha ? CrfText(kVp9AlphaWorstCrf, kVp9AlphaBestCrf, quality)
+                                   : CrfText(kVp9WorstCrf, kVp9BestCrf, quality);
+  av_opt_set(own, "crf", crf.c_str(), 0);
+  av_opt_set(own, "deadline", "good", 0);
+  av_opt_set_int(own, "cpu-used", 4, 0);
+  av_opt_set_int(own, "row-mt", 1, 0);
+  context->bit_rate = 0;
+  // With the frames that it hides it cannot keep the alpha layer's beside the pictures'.
+  if (hasAlpha) av_opt_set_int(own, "auto-alt-ref", 0, 0);
+}
+
 void SetCodecOptions(AVCodecContext* context, const OutputPlan& plan) {
   void* own = context->priv_data;
   context->thread_count = 0;
   switch (plan.codec) {
     case OutputCodec::kVp9:
-      av_opt_set(own, "crf", CrfText(kVp9WorstCrf, kVp9BestCrf, plan.quality).c_str(), 0);
-      av_opt_set(own, "deadline", "good", 0);
-      av_opt_set_int(own, "cpu-used", 4, 0);
-      av_opt_set_int(own, "row-mt", 1, 0);
-      context->bit_rate = 0;
-      // With the frames that it hides it cannot keep the alpha layer's beside the pictures'.
-      if (context->pix_fmt == AV_PIX_FMT_YUVA420P) av_opt_set_int(own, "auto-alt-ref", 0, 0);
+      SetVp9Options(context, plan.quality);
       break;
     case OutputCodec::kProRes:
       context->thread_count = std::min(av_cpu_count(), kMostThreads);

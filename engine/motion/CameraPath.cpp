@@ -19,7 +19,7 @@ constexpr double kFramesPerLevel = 1.5;
 // default, and what all frames need at about thirty.
 constexpr double kZoomPerNeed = 1.0 / 11;
 constexpr int kRounds = 2;
-constexpr double kShortest = 1e-5;  // the grain of a shortened correction
+constexpr int kHalvings = 16;  // until a shortened correction is found
 
 // From the middle to the centre of the outermost pixel.
 double HalfSide(int side) { return std::max((side - 1) / 2.0, 0.5); }
@@ -126,8 +126,9 @@ class Shot {
   // As much of it as the limit allows.
   Correction Shortened(const Correction& whole) const {
     Correction best;
-    double share = 0;
-    for (double step = 0.5; step > kShortest; step /= 2) {
+    double share = 0, step = 1;
+    for (int i = 0; i < kHalvings; ++i) {
+      step /= 2;
       const double tried = share + step;
       const Correction c{whole.dx * tried, whole.dy * tried, whole.degrees * tried};
       if (NeededZoom(c, frame_) > limit_ + kZoomMargin) continue;

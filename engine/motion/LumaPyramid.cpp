@@ -36,8 +36,9 @@ void LumaPyramid::Build(const uint8_t* bgra, const KivSize& size) {
 void LumaPyramid::BuildBase(const uint8_t* bgra) {
   const ptrdiff_t stride = frameSize_.width * kBytesPerPixel;
   LumaPlane& base = levels_[0];
-  const int rows = factor_ == 1 ? 1 : 2;
-  base.Resize({frameSize_.width / rows, frameSize_.height / rows});
+  const int side = factor_ == 1 ? 1 : 2;
+  base.Resize({frameSize_.width / side, frameSize_.height / side});
+  const ptrdiff_t rows = side;
   const auto width = static_cast<size_t>(base.Size().width);
   for (int y = 0; y < base.Size().height; ++y) {
     const uint8_t* const row = bgra + y * rows * stride;

@@ -62,17 +62,19 @@ std::optional<Similarity> Through(const FeatureMotion& p, const FeatureMotion& q
 // rich object in front of a plain wall would be taken for the world.
 std::vector<double> VotesByArea(const std::vector<FeatureMotion>& motions, const KivSize& frame) {
   const auto part = [](double at, int side, int parts) {
-    return std::clamp(SaturateToInt32((at / side + 0.5) * parts), 0, parts - 1);
+    const int found = SaturateToInt32((at / side + 0.5) * parts);
+    return static_cast<size_t>(std::clamp(found, 0, parts - 1));
   };
-  std::array<int, kPartsAcross * kPartsDown> counts{};
+  std::array<int, size_t{kPartsAcross} * kPartsDown> counts{};
   std::vector<size_t> parts;
+  parts.reserve(motions.size());
   for (const FeatureMotion& m : motions) {
-    const int row = part(m.from.y, frame.height, kPartsDown);
-    const int at = row * kPartsAcross + part(m.from.x, frame.width, kPartsAcross);
-    parts.push_back(static_cast<size_t>(at));
+    const size_t row = part(m.from.y, frame.height, kPartsDown);
+    parts.push_back(row * kPartsAcross + part(m.from.x, frame.width, kPartsAcross));
     ++counts[parts.back()];
   }
   std::vector<double> votes;
+  votes.reserve(parts.size());
   for (const size_t at : parts) votes.push_back(1.0 / counts[at]);
   return votes;
 }

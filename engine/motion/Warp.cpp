@@ -10,17 +10,17 @@
 namespace kiv {
 namespace {
 
-constexpr int kChannels = 4;
+constexpr ptrdiff_t kChannels = 4;
 // Columns kept on each side of the picture, repeating its edge.
 constexpr int kMargin = 4;
 
 class Warper {
  public:
   Warper(const uint8_t* source, const KivSize& size, const WarpMap& map)
-      : source_{source, ptrdiff_t{kChannels} * size.width, size.height},
+      : source_{source, kChannels * size.width, size.height},
         width_(size.width),
         map_(map),
-        columns_(static_cast<size_t>(size.width + 2 * kMargin) * kChannels) {}
+        columns_((static_cast<size_t>(size.width) + size_t{2} * kMargin) * kChannels) {}
 
   void Row(int y, uint8_t* out) {
     const double startX = map_.xy * y + map_.x0;
@@ -54,7 +54,8 @@ class Warper {
   }
   void Sample(double x, double step, int from, int to, uint8_t* out) {
     if (from < to) {
-      SampleLine(Column(0), x, step, static_cast<size_t>(to - from), out + kChannels * from);
+      const size_t count = static_cast<size_t>(to) - static_cast<size_t>(from);
+      SampleLine(Column(0), x, step, count, out + kChannels * from);
     }
   }
 
@@ -62,8 +63,8 @@ class Warper {
   bool FillColumns(const WarpLine& line, double from, double to) {
     const int first = std::clamp(SaturateToInt32(std::floor(from)) - 1, 0, width_ - 1);
     const int last = std::clamp(SaturateToInt32(std::floor(to)) + 3, first, width_ - 1);
-    const bool opaque =
-        SampleColumns(source_, line, first, static_cast<size_t>(last - first + 1), Column(first));
+    const size_t count = static_cast<size_t>(last) - static_cast<size_t>(first) + 1;
+    const bool opaque = SampleColumns(source_, line, first, count, Column(first));
     for (int i = 1; i <= kMargin; ++i) {
       if (first == 0) std::copy_n(Column(0), kChannels, Column(-i));
       if (last == width_ - 1) std::copy_n(Column(last), kChannels, Column(last + i));
@@ -104,7 +105,7 @@ class Warper {
 
 void WarpPicture(const uint8_t* source, const KivSize& size, const WarpMap& map, uint8_t* target) {
   Warper warper(source, size, map);
-  const ptrdiff_t stride = ptrdiff_t{kChannels} * size.width;
+  const ptrdiff_t stride = kChannels * size.width;
   for (int y = 0; y < size.height; ++y) warper.Row(y, target + y * stride);
 }
 

@@ -47,7 +47,7 @@ inline int FloorOf(double y) { return SaturateToInt32(std::floor(y)); }
 inline std::array<int, kTaps> HeightWeights(double fraction) {
   const CubicWeights cubic = CubicAt(fraction);
   std::array<int, kTaps> w{};
-  for (size_t k : {0, 2, 3}) w[k] = static_cast<int>(std::lround(cubic.w[k] * kHeightOne));
+  for (const size_t k : {0U, 2U, 3U}) w[k] = static_cast<int>(std::lround(cubic.w[k] * kHeightOne));
   w[1] = kHeightOne - w[0] - w[2] - w[3];
   return w;
 }
@@ -169,7 +169,7 @@ struct PhaseTable {
     for (int p = 0; p < kPhases; ++p) {
       const CubicWeights cubic = CubicAt(static_cast<double>(p) / kPhases);
       std::array<int, kTaps> w{};
-      for (size_t k : {0, 1, 2, 3}) w[k] = static_cast<int>(std::lround(cubic.w[k] * 32768));
+      for (size_t k = 0; k < kTaps; ++k) w[k] = static_cast<int>(std::lround(cubic.w[k] * 32768));
       // A flat stretch stays flat. One itself cannot be held; 32767 rounds to the same codes.
       const size_t largest = w[1] >= w[2] ? 1 : 2;
       w[largest] += 32768 - (w[0] + w[1] + w[2] + w[3]);

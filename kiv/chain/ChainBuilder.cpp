@@ -22,6 +22,7 @@ HRESULT BuildNodes(NodeTable table, IUnknown* outer, std::span<const int32_t> id
     if (!nodeClass) continue;
     NodeRef node = nodeClass->create(outer, built.tail);
     if (!node) return E_OUTOFMEMORY;
+    node.CountAs(nodeClass->type);
     built.tail = node;
     if (nodeClass->type == NodeType::kStabilizer) built.stabilizer = node;
     built.nodes.push_back(std::move(node));

@@ -18,7 +18,28 @@
 #include <utility>
 
 #include "kiv/chain/IKivSourceBase.h"
+#include "kiv/chain/NodeTypes.h"
 #include "kiv/component/object/ObjectBase.h"
+#include "kiv/platform/NodeTimes.h"
+
+// One call of a node: `ref->Seek(...)` makes one for as long as it takes, so that the call's time can
+// be told from that of the calls around it.
+class NodeCall {
+ public:
+  NodeCall(IKivSourceBase* node, int32_t type)
+      : node_(node),
+        measured_(kivNodesAreMeasured.load(std::memory_order_relaxed) && KivEnterNode(type)) {}
+  ~NodeCall() {
+    if (measured_) KivLeaveNode();
+  }
+  NodeCall(const NodeCall&) = delete;
+  NodeCall& operator=(const NodeCall&) = delete;
+  IKivSourceBase* operator->() const { return node_; }
+
+ private:
+  IKivSourceBase* const node_;
+  const bool measured_;
+};
 
 class NodeRef {
  public:
@@ -38,19 +59,26 @@ class NodeRef {
     ref.Take();
     return ref;
   }
-  NodeRef(const NodeRef& other) : node_(other.node_), own_(other.own_) { Take(); }
+  NodeRef(const NodeRef& other) : node_(other.node_), own_(other.own_), type_(other.type_) {
+    Take();
+  }
   NodeRef(NodeRef&& other) noexcept
-      : node_(std::exchange(other.node_, nullptr)), own_(std::exchange(other.own_, nullptr)) {}
+      : node_(std::exchange(other.node_, nullptr)),
+        own_(std::exchange(other.own_, nullptr)),
+        type_(other.type_) {}
   ~NodeRef() { Drop(); }
   // Swaps first and releases last: ending a node may run code that comes back here.
   NodeRef& operator=(NodeRef other) noexcept {
     std::swap(node_, other.node_);
     std::swap(own_, other.own_);
+    std::swap(type_, other.type_);
     return *this;
   }
+  // As what its calls are counted; a reference that was never told is not counted.
+  void CountAs(NodeType type) { type_ = static_cast<int32_t>(type); }
 
   IKivSourceBase* Get() const { return node_; }
-  IKivSourceBase* operator->() const { return node_; }
+  NodeCall operator->() const { return {node_, type_}; }
   explicit operator bool() const { return node_ != nullptr; }
   friend bool operator==(const NodeRef& a, const NodeRef& b) { return a.node_ == b.node_; }
 
@@ -81,4 +109,5 @@ class NodeRef {
 
   IKivSourceBase* node_ = nullptr;
   scombase::INonDelegatingUnknown* own_ = nullptr;
+  int32_t type_ = -1;
 };

@@ -86,7 +86,7 @@ KivComPtr<IKivBitmap> AlphaVideoPictures::ImageOfSize(const std::wstring& path,
                                                       const KivSize& size) const {
   auto bitmap = KivCommon::ImageFunc::CreateBitmapFromFile(path.c_str());
   if (!bitmap || SizeOf(bitmap.Get()) == size) return bitmap;
-  const auto resized = KivCommon::ImageFunc::InitBitmap(size.width, size.height);
+  auto resized = KivCommon::ImageFunc::InitBitmap(size.width, size.height);
   if (!resized) return nullptr;
   KivCommon::ImageFunc::ResizeImage(imageProcessor_.Get(), bitmap.Get(), resized.Get(),
                                     kResizeWhole);
@@ -116,7 +116,7 @@ KivComPtr<IKivFrame> AlphaVideoPictures::Recolour(const AlphaVideoFields& fields
   if (!alphaFilter_) return Replaced(picture, upstream);
   SetFill(alphaFilter_, fields);
   MyHelper::SetFilterParamInt(alphaFilter_, L"channelChoose", channel);
-  const auto output = NextOutput(upstream);
+  auto output = NextOutput(upstream);
   if (!output) return upstream;
   alphaFilter_->CommitParameters();
   if (Failed(RunInto(alphaFilter_, picture, nullptr, output))) return Replaced(picture, upstream);
@@ -127,7 +127,7 @@ KivComPtr<IKivFrame> AlphaVideoPictures::Masked(const KivComPtr<IKivFrame>& mask
                                                 const KivComPtr<IKivFrame>& upstream) {
   using KivKey::Filter::kFilterGUID_GreenChannel;
   if (!greenFilter_) greenFilter_ = MyHelper::CreateFilter(kFilterGUID_GreenChannel, nullptr);
-  const auto output = NextOutput(upstream);
+  auto output = NextOutput(upstream);
   if (!output) return upstream;
   if (Failed(RunInto(greenFilter_, mask, upstream, output))) return Replaced(upstream, upstream);
   return output;
@@ -135,7 +135,7 @@ KivComPtr<IKivFrame> AlphaVideoPictures::Masked(const KivComPtr<IKivFrame>& mask
 
 KivComPtr<IKivFrame> AlphaVideoPictures::Replaced(const KivComPtr<IKivFrame>& picture,
                                                   const KivComPtr<IKivFrame>& upstream) {
-  const auto output = NextOutput(upstream);
+  auto output = NextOutput(upstream);
   if (!output || Failed(output->CopyFrom(picture.Get()))) return upstream;
   Stamp(upstream, output);
   return output;

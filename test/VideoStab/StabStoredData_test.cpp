@@ -57,8 +57,9 @@ TEST(StabStoredData, ATextReadIsWrittenAgainAsItStood) {
 }
 
 TEST(StabStoredData, ABagGivesBackWhatItWasGiven) {
-  const StabStoredData data{{1, {5, 6}, L"/media/ä b.mov", 2, {1920, 1080}, {30000, 1001}},
-                            {{0.5, -1.25, 0.001}, {0.3, 0, -0.0001}}};
+  StabStoredData data;
+  data.settings = {1, {5, 6}, L"/media/ä b.mov", 2, {1920, 1080}, {30000, 1001}};
+  data.motions = {{0.5, -1.25, 0.001}, {0.3, 0, -0.0001}};
   const KivPropDecorator bag = KivCommon::CreateProperties();
   ASSERT_EQ(S_OK, StoreStabData(data, bag.Get()));
   StabStoredData back;
@@ -91,7 +92,8 @@ TEST(StabStoredData, HostileBagsAreRefusedAndChangeNothing) {
       {"nothing", KivCommon::CreateProperties(), S_FALSE},
   };
   for (const auto& c : cases) {
-    StabStoredData data{{}, {{1, 2, 3}}};
+    StabStoredData data;
+    data.motions = {{1, 2, 3}};
     EXPECT_EQ(c.result, ReadStabData(c.bag.Get(), &data)) << c.name;
     EXPECT_EQ(1u, data.motions.size()) << c.name;
     EXPECT_EQ(StabSettings{}, data.settings) << c.name;

@@ -162,6 +162,67 @@ TEST(PremultiplyFilter, MultipliesEveryCodeByEveryAlpha) {
   }
 }
 
+// A strip of four, of which the coverage is told by every channel alike.
+KivComPtr<IKivFrame> Strip(const uint8_t (&codes)[4]) {
+  auto frame = Noise({4, 1}, 1);
+  for (int i = 0; i < 16; ++i) static_cast<uint8_t*>(frame->GetPixels())[i] = codes[i / 4];
+  return frame;
+}
+
+using Line = std::vector<uint32_t>;
+
+struct PlacedCase {
+  KivRectF target, source;
+  Line gradient, green, multiplied;  // 4 x 1
+};
+
+// What is read and where it is put is the same for every filter; a gradient runs over the whole of
+// where it is put, also where that lies beyond the output.
+TEST(ChannelFilters, RectsSelectAndPlace) {
+  const Line nothing(4, 0);
+  const PlacedCase kCases[] = {{{0.25, 0, 0.5, 1},
+                                {0, 0, 0.5, 1},
+                                {0, 0x10000040, 0x200000BF, 0},
+                                {0, 0x01101010, 0x02202020, 0},
+                                {0, 0x10010101, 0x20040404, 0}},
+                               {{-0.5, 0, 1, 1},
+                                {0, 0, 1, 1},
+                                {0x4000009F, 0x800000DF, 0, 0},
+                                {0x03404040, 0x04808080, 0, 0},
+                                {0x40101010, 0x80404040, 0, 0}},
+                               {{0, 0, 1, 1},
+                                {0.75, -0.5, 1, 2},
+                                {0x80000020, 0, 0, 0},
+                                {0x04808080, 0, 0, 0},
+                                {0x80404040, 0, 0, 0}},
+                               {{0, 0, NAN, 1}, {0, 0, 1, 1}, nothing, nothing, nothing},
+                               {{0, 0, 1, 1}, {0, 2, 1, 1}, nothing, nothing, nothing},
+                               {{0, 0, 1e308, 1},
+                                {0, 0, 1, 1},
+                                Line(4, 0x10000000),
+                                Line(4, 0x01101010),
+                                Line(4, 0x10010101)}};
+  const auto picture = Strip({0x10, 0x20, 0x40, 0x80}), mask = Strip({1, 2, 3, 4});
+  for (const PlacedCase& test : kCases) {
+    const auto made = [&](Filtering& run, const KivComPtr<IKivFrame>& first) {
+      run.filter->SetRects(&test.target, &test.source);
+      const auto output = run(first, picture, {4, 1});
+      const auto* const pixels = static_cast<const uint32_t*>(output->GetPixels());
+      return Line(pixels, pixels + 4);
+    };
+    Filtering alpha(KivKey::Filter::kFilterGUID_AlphaChannel);
+    for (const auto& [parameter, value] :
+         {std::pair{0, 1.0}, {2, 0.0}, {3, 0.0}, {4, 0.0}, {7, 1.0}}) {
+      alpha.Set(parameter, value);
+    }
+    Filtering green(KivKey::Filter::kFilterGUID_GreenChannel);
+    Filtering multiply(KivKey::Filter::kFilterGUID_preMultAlpha);
+    EXPECT_EQ(test.gradient, made(alpha, picture)) << test.target.left << ", " << test.source.left;
+    EXPECT_EQ(test.green, made(green, mask)) << test.target.left << ", " << test.source.left;
+    EXPECT_EQ(test.multiplied, made(multiply, picture)) << test.target.left;
+  }
+}
+
 SourcePicture Source(const KivComPtr<IKivFrame>& frame, KivSize size) {
   return {static_cast<const uint8_t*>(frame->GetPixels()), size.width, size.height,
           static_cast<size_t>(size.width) * 4};
