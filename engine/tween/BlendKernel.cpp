@@ -168,7 +168,7 @@ class CellBlender {
   }
   HWY_INLINE static Vector SharpRow(const uint8_t* codes, const int16_t (&weights)[kTaps]) {
     return hn::Add(hn::Add(Tap(codes - kChannels, weights[0]), SoftRow(codes, weights)),
-                   Tap(codes + 2 * kChannels, weights[3]));
+                   Tap(codes + ptrdiff_t{2} * kChannels, weights[3]));
   }
 
   HWY_INLINE static Vector Tap(const uint8_t* codes, int16_t weight) {
