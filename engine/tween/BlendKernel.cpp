@@ -15,50 +15,51 @@ namespace kiv::tween::HWY_NAMESPACE {
 namespace hn = hwy::HWY_NAMESPACE;
 
 constexpr int kChannels = 4;
-constexpr int kCodeBits = 7;  // fraction of an intermediate value
+constexpr int kCodeBits = 6;  // fraction of an intermediate value, which may lie beyond the codes
 constexpr float kOne = 32767;
-
-struct CornerWeights {
-  float w[kCorners];
-};
-
-// Of a pixel `x`, `y` in the cell.
-inline CornerWeights WeightsAt(const CellCorner (&corners)[kCorners], float x, float y) {
-  const CornerWeights raw = {{corners[0].trust * (1 - x) * (1 - y), corners[1].trust * x * (1 - y),
-                              corners[2].trust * (1 - x) * y, corners[3].trust * x * y}};
-  const float scale = kOne / (raw.w[0] + raw.w[1] + raw.w[2] + raw.w[3]);
-  return {{raw.w[0] * scale, raw.w[1] * scale, raw.w[2] * scale, raw.w[3] * scale}};
-}
 
 #if HWY_TARGET == HWY_SCALAR
 inline int RoundedHighProduct(int a, int b) { return (a * b + (1 << 14)) >> 15; }
 
-inline int Predict(const CellCorner& corner, int x, int y, int channel) {
+inline int Sample(const CellSource& source, ptrdiff_t x, ptrdiff_t y, int channel) {
   int sum = 0;
-  for (const CellSource& source : corner.sources) {
-    for (int tap = 0; tap < 4; ++tap) {
-      const uint8_t* const pixel =
-          source.pixels + (y + tap / 2) * source.stride + kChannels * (x + tap % 2);
-      sum += RoundedHighProduct(pixel[channel] << kCodeBits, source.weights[tap]);
+  for (ptrdiff_t row = 0; row < kTaps; ++row) {
+    const uint8_t* const pixel = source.pixels + (y + row - 1) * source.stride + kChannels * x;
+    int across = 0;
+    for (ptrdiff_t tap = 0; tap < kTaps; ++tap) {
+      const int code = pixel[kChannels * (tap - 1) + channel];
+      across += RoundedHighProduct(code << kCodeBits, source.across[tap]);
     }
+    sum += RoundedHighProduct(across, source.down[row]);
   }
   return sum;
 }
 
-void BlendCellImpl(const CellCorner (&corners)[kCorners], int side, uint8_t* out,
+inline float Share(const CellCorner* corners, const CellWindow& window, int k, ptrdiff_t x,
+                   ptrdiff_t y) {
+  const float* const down = window.weight[k / window.across];
+  return window.weight[k % window.across][x] * (corners[k].trust * down[y]);
+}
+
+void BlendCellImpl(const CellCorner* corners, const CellWindow& window, int side, uint8_t* out,
                    ptrdiff_t stride) {
-  for (int y = 0; y < side; ++y) {
-    for (int i = 0; i < side * kChannels; ++i) {
-      const int x = i / kChannels;
-      const float scale = 1.0F / static_cast<float>(side);
-      const CornerWeights weights = WeightsAt(corners, (static_cast<float>(x) + 0.5F) * scale,
-                                              (static_cast<float>(y) + 0.5F) * scale);
-      int sum = 1 << (kCodeBits - 1);
-      for (int k = 0; k < kCorners; ++k) {
-        const int weight = static_cast<int>(std::lrint(weights.w[k]));
-        sum += RoundedHighProduct(Predict(corners[k], x, y, i % kChannels), weight);
+  const int count = window.across * window.across;
+  for (ptrdiff_t y = 0; y < side; ++y) {
+    for (ptrdiff_t x = 0; x < side; ++x) {
+      float total = 0;
+      for (int k = 0; k < count; ++k) total += Share(corners, window, k, x, y);
+      const float one = kOne / total;
+      for (int channel = 0; channel < kChannels; ++channel) {
+        int sum = 1 << (kCodeBits - 1);
+        for (int k = 0; k < count; ++k) {
+          const int predicted = Sample(corners[k].sources[0], x, y, channel) +
+                                Sample(corners[k].sources[1], x, y, channel);
+          const auto weight = static_cast<int>(std::lrint(Share(corners, window, k, x, y) * one));
+          sum += RoundedHighProduct(predicted, weight);
+        }
+        out[y * stride + kChannels * x + channel] =
+            static_cast<uint8_t>(std::clamp(sum >> kCodeBits, 0, 255));
       }
-      out[y * stride + i] = static_cast<uint8_t>(std::clamp(sum >> kCodeBits, 0, 255));
     }
   }
 }
@@ -71,61 +72,111 @@ class CellBlender {
   using Codes = hn::Rebind<uint8_t, Lanes>;
   using Vector = hn::Vec<Lanes>;
 
-  HWY_INLINE static void Blend(const CellCorner (&corners)[kCorners], int side, uint8_t* out,
-                               ptrdiff_t stride) {
+  HWY_INLINE static void Blend(const CellCorner* corners, const CellWindow& window, int side,
+                               uint8_t* out, ptrdiff_t stride) {
     const size_t step = hn::Lanes(Lanes());
+    Column column;
     for (size_t at = 0; at < static_cast<size_t>(side) * kChannels; at += step) {
-      BlendColumn(corners, side, at, out + at, stride);
+      BlendColumn(corners, window, side, at, &column);
+      for (ptrdiff_t y = 0; y < side; ++y) {
+        const auto codes = hn::ShiftRight<kCodeBits>(hn::Load(Lanes(), column.sum[y]));
+        hn::StoreU(hn::DemoteTo(Codes(), codes), Codes(),
+                   out + y * stride + static_cast<ptrdiff_t>(at));
+      }
     }
   }
 
  private:
   using Pixels = hn::Rebind<float, hn::Repartition<uint64_t, Lanes> >;
 
-  HWY_INLINE static void BlendColumn(const CellCorner (&corners)[kCorners], int side, size_t at,
-                                     uint8_t* out, ptrdiff_t stride) {
+  // What a column of vectors comes to so far.
+  struct Column {
+    alignas(64) int16_t sum[kLargestCell][kMost];
+    alignas(64) int16_t predicted[kLargestCell][kMost];
+    alignas(64) float one[kLargestCell][kMost];
+  };
+
+  HWY_INLINE static void BlendColumn(const CellCorner* corners, const CellWindow& window, int side,
+                                     size_t at, Column* column) {
     const Lanes d;
     const Pixels df;
-    const float scale = 1.0F / static_cast<float>(side);
-    const size_t column = at / kChannels;
-    const auto first = hn::Set(df, static_cast<float>(column) + 0.5F);
-    const auto x = hn::Mul(hn::Add(hn::Iota(df, 0.0F), first), hn::Set(df, scale));
-    const auto left = hn::Sub(hn::Set(df, 1.0F), x);
+    const size_t x = at / kChannels;
+    const int count = window.across * window.across;
     for (int y = 0; y < side; ++y) {
-      const float lower = (static_cast<float>(y) + 0.5F) * scale, upper = 1 - lower;
-      const auto a = hn::Mul(left, hn::Set(df, corners[0].trust * upper));
-      const auto b = hn::Mul(x, hn::Set(df, corners[1].trust * upper));
-      const auto e = hn::Mul(left, hn::Set(df, corners[2].trust * lower));
-      const auto f = hn::Mul(x, hn::Set(df, corners[3].trust * lower));
-      const auto one = hn::Div(hn::Set(df, kOne), hn::Add(hn::Add(a, b), hn::Add(e, f)));
-      Vector sum = hn::Set(d, int16_t{1 << (kCodeBits - 1)});
-      sum = hn::Add(sum, Share(corners[0], y, at, hn::Mul(a, one)));
-      sum = hn::Add(sum, Share(corners[1], y, at, hn::Mul(b, one)));
-      sum = hn::Add(sum, Share(corners[2], y, at, hn::Mul(e, one)));
-      sum = hn::Add(sum, Share(corners[3], y, at, hn::Mul(f, one)));
-      hn::StoreU(hn::DemoteTo(Codes(), hn::ShiftRight<kCodeBits>(sum)), Codes(), out + y * stride);
+      auto total = hn::Zero(df);
+      for (int k = 0; k < count; ++k) total = hn::Add(total, Share(corners, window, k, x, y));
+      hn::Store(hn::Div(hn::Set(df, kOne), total), df, column->one[y]);
+      hn::Store(hn::Set(d, int16_t{1 << (kCodeBits - 1)}), d, column->sum[y]);
+    }
+    for (int k = 0; k < count; ++k) {
+      for (int y = 0; y < side; ++y) hn::Store(hn::Zero(d), d, column->predicted[y]);
+      for (const CellSource& source : corners[k].sources) {
+        source.sharp ? AddSharp(source, side, at, column) : AddSoft(source, side, at, column);
+      }
+      for (int y = 0; y < side; ++y) {
+        const auto weight = hn::Mul(Share(corners, window, k, x, y), hn::Load(df, column->one[y]));
+        const Vector part =
+            hn::MulFixedPoint15(hn::Load(d, column->predicted[y]), FourTimes(weight));
+        hn::Store(hn::Add(hn::Load(d, column->sum[y]), part), d, column->sum[y]);
+      }
     }
   }
 
-  template <class Weights>
-  HWY_INLINE static Vector Share(const CellCorner& corner, int y, size_t at, Weights weights) {
-    const Vector predicted =
-        hn::Add(Sample(corner.sources[0], y, at), Sample(corner.sources[1], y, at));
-    return hn::MulFixedPoint15(predicted, FourTimes(weights));
+  // Before it is divided by that of all corners.
+  HWY_INLINE static hn::Vec<Pixels> Share(const CellCorner* corners, const CellWindow& window,
+                                          int k, size_t x, int y) {
+    const Pixels df;
+    const float* const down = window.weight[k / window.across];
+    return hn::Mul(hn::LoadU(df, window.weight[k % window.across] + x),
+                   hn::Set(df, corners[k].trust * down[y]));
   }
 
-  HWY_INLINE static Vector Sample(const CellSource& source, int y, size_t at) {
-    const uint8_t* const row = source.pixels + y * source.stride + at;
-    const uint8_t* const below = row + source.stride;
-    return hn::Add(
-        hn::Add(Tap(row, source.weights[0]), Tap(row + kChannels, source.weights[1])),
-        hn::Add(Tap(below, source.weights[2]), Tap(below + kChannels, source.weights[3])));
+  HWY_INLINE static void AddSoft(const CellSource& source, int side, size_t at, Column* column) {
+    const uint8_t* row = source.pixels + at;
+    Vector upper = SoftRow(row, source.across);
+    for (int y = 0; y < side; ++y) {
+      row += source.stride;
+      const Vector lower = SoftRow(row, source.across);
+      Add(hn::Add(Part(upper, source.down[1]), Part(lower, source.down[2])), y, column);
+      upper = lower;
+    }
+  }
+
+  HWY_INLINE static void AddSharp(const CellSource& source, int side, size_t at, Column* column) {
+    const uint8_t* row = source.pixels - source.stride + at;
+    Vector first = SharpRow(row, source.across);
+    Vector second = SharpRow(row += source.stride, source.across);
+    Vector third = SharpRow(row += source.stride, source.across);
+    for (int y = 0; y < side; ++y) {
+      const Vector last = SharpRow(row += source.stride, source.across);
+      Add(hn::Add(hn::Add(Part(first, source.down[0]), Part(second, source.down[1])),
+                  hn::Add(Part(third, source.down[2]), Part(last, source.down[3]))),
+          y, column);
+      first = second;
+      second = third;
+      third = last;
+    }
+  }
+
+  HWY_INLINE static void Add(Vector part, int y, Column* column) {
+    const Lanes d;
+    hn::Store(hn::Add(hn::Load(d, column->predicted[y]), part), d, column->predicted[y]);
+  }
+
+  HWY_INLINE static Vector SoftRow(const uint8_t* codes, const int16_t (&weights)[kTaps]) {
+    return hn::Add(Tap(codes, weights[1]), Tap(codes + kChannels, weights[2]));
+  }
+  HWY_INLINE static Vector SharpRow(const uint8_t* codes, const int16_t (&weights)[kTaps]) {
+    return hn::Add(hn::Add(Tap(codes - kChannels, weights[0]), SoftRow(codes, weights)),
+                   Tap(codes + ptrdiff_t{2} * kChannels, weights[3]));
   }
 
   HWY_INLINE static Vector Tap(const uint8_t* codes, int16_t weight) {
-    const Lanes d;
-    const auto wide = hn::ShiftLeft<kCodeBits>(hn::PromoteTo(d, hn::LoadU(Codes(), codes)));
-    return hn::MulFixedPoint15(wide, hn::Set(d, weight));
+    return Part(hn::ShiftLeft<kCodeBits>(hn::PromoteTo(Lanes(), hn::LoadU(Codes(), codes))),
+                weight);
+  }
+  HWY_INLINE static Vector Part(Vector of, int16_t weight) {
+    return hn::MulFixedPoint15(of, hn::Set(Lanes(), weight));
   }
 
   // A pixel's weight for each of its channels.
@@ -139,12 +190,12 @@ class CellBlender {
   }
 };
 
-void BlendCellImpl(const CellCorner (&corners)[kCorners], int side, uint8_t* out,
+void BlendCellImpl(const CellCorner* corners, const CellWindow& window, int side, uint8_t* out,
                    ptrdiff_t stride) {
   if (side % 8 == 0) {
-    CellBlender<32>::Blend(corners, side, out, stride);
+    CellBlender<32>::Blend(corners, window, side, out, stride);
   } else {
-    CellBlender<16>::Blend(corners, side, out, stride);
+    CellBlender<16>::Blend(corners, window, side, out, stride);
   }
 }
 #endif
@@ -157,8 +208,9 @@ namespace kiv::tween {
 
 HWY_EXPORT(BlendCellImpl);
 
-void BlendCell(const CellCorner (&corners)[kCorners], int side, uint8_t* out, ptrdiff_t stride) {
-  HWY_DYNAMIC_DISPATCH(BlendCellImpl)(corners, side, out, stride);
+void BlendCell(const CellCorner* corners, const CellWindow& window, int side, uint8_t* out,
+               ptrdiff_t stride) {
+  HWY_DYNAMIC_DISPATCH(BlendCellImpl)(corners, window, side, out, stride);
 }
 
 }  // namespace kiv::tween

@@ -1,7 +1,7 @@
-// Puts one cell of a picture together from the four motions at its corners.
+// Puts one cell of a picture together from the motions of the nodes around it.
 //
-// Each corner predicts the whole cell: a mixture of the two key frames' pixels, moved along its
-// motion. Towards a corner its prediction counts more, so that cells join without a seam.
+// Each node, a corner for short, predicts the whole cell: a mixture of the two key frames' pixels,
+// moved along its motion. Near a corner its prediction counts more, so that cells join without a seam.
 //
 // Units:    pixels, BGRA.
 // Threads:  any; nothing is kept.
@@ -12,15 +12,17 @@
 
 namespace kiv::tween {
 
-constexpr int kCorners = 4;  // upper left, upper right, lower left, lower right
 constexpr int kLargestCell = 32;
+constexpr int kMostAcross = 4;
+constexpr int kTaps = 4;
 
-// One key frame's part in a corner's prediction: the four pixels around each place, in parts of
-// 2^15. One more column and row than the cell has are read.
+// One key frame's part in a corner's prediction: the pixels around each place, in parts of 2^15.
+// What is read begins one column and row before `pixels` and ends two after the cell.
 struct CellSource {
   const uint8_t* pixels;
   ptrdiff_t stride;
-  int16_t weights[4];  // upper left, upper right, lower left, lower right
+  int16_t across[kTaps], down[kTaps];  // the second one is the pixel's own
+  bool sharp;                          // otherwise the outer taps are 0
 };
 
 // All weights of a corner's two sources together are one, as near as 16 bits come.
@@ -29,7 +31,14 @@ struct CellCorner {
   float trust;  // above 0; counts as against the other corners'
 };
 
-// `side` is a multiple of 4, at most kLargestCell.
-void BlendCell(const CellCorner (&corners)[kCorners], int side, uint8_t* out, ptrdiff_t stride);
+// How much the corners of a row count at each pixel across the cell; a column's are the same.
+struct CellWindow {
+  int across;  // corners in a row, at most kMostAcross
+  float weight[kMostAcross][kLargestCell];
+};
+
+// Row by row, window.across in each. `side` is a multiple of 4, at most kLargestCell.
+void BlendCell(const CellCorner* corners, const CellWindow& window, int side, uint8_t* out,
+               ptrdiff_t stride);
 
 }  // namespace kiv::tween

@@ -15,8 +15,19 @@ struct KeyPictures {
   KivSize size;
 };
 
-void BlendPicture(const KeyPictures& keys, const NodeGrid<TweenNode>& field, int factor, float when,
-                  RowPool& pool, uint8_t* out);
+// How many nodes' predictions meet at a pixel: the wide window costs four times as much.
+enum class BlendWindow { kNear, kWide };
+
+struct Blending {
+  int factor;
+  float when;
+  BlendWindow window;
+  float sharpness;  // of the pixels between pixels: 0 mixes the nearest, kSharpest overshoots edges
+};
+constexpr float kSharpest = 0.7F;
+
+void BlendPicture(const KeyPictures& keys, const NodeGrid<TweenNode>& field,
+                  const Blending& blending, RowPool& pool, uint8_t* out);
 
 // The same without any motion.
 void MixPictures(const KeyPictures& keys, float when, RowPool& pool, uint8_t* out);

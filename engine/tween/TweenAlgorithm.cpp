@@ -17,7 +17,7 @@ size_t BytesOf(const KivSize& size) {
 }
 
 TweenMode ModeOf(uint32_t value) {
-  if (value <= static_cast<uint32_t>(TweenMode::kBlend)) return static_cast<TweenMode>(value);
+  if (value <= static_cast<uint32_t>(TweenMode::kFine)) return static_cast<TweenMode>(value);
   KIV_LOG(LogLevel::kFailure, L"Interpolation mode %u is not known, the default is taken", value);
   return TweenMode::kFlow;
 }

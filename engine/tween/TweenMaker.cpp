@@ -6,6 +6,7 @@
 
 #include "engine/tween/BlendKernel.h"
 #include "engine/tween/PatchKernel.h"
+#include "engine/tween/Sharpness.h"
 
 namespace kiv::tween {
 namespace {
@@ -46,7 +47,13 @@ void TweenMaker::Make(TweenMode mode, float when, uint8_t* out) {
   if (newer_.Factor() > kLargestFactor) return MixPictures(keys_, when, pool_, out);
   if (cut_) return CopyNearer(when, out);
   field_.Choose({older_.Level(0), newer_.Level(0), onward_.Grid(), backward_.Grid()}, when, pool_);
-  BlendPicture(keys_, field_.Grid(), newer_.Factor(), when, pool_, out);
+  const int factor = newer_.Factor();
+  // Small pictures have the time.
+  const bool wide = mode == TweenMode::kFine || factor == 1;
+  const float sharpness = BestSharpness(keys_, field_.Grid(), factor, when, pool_);
+  BlendPicture(keys_, field_.Grid(),
+               {factor, when, wide ? BlendWindow::kWide : BlendWindow::kNear, sharpness}, pool_,
+               out);
 }
 
 void TweenMaker::FindMotion() {
