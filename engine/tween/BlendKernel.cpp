@@ -28,9 +28,9 @@ inline int Sample(const CellSource& source, ptrdiff_t x, ptrdiff_t y, int channe
     int across = 0;
     for (ptrdiff_t tap = 0; tap < kTaps; ++tap) {
       const int code = pixel[kChannels * (tap - 1) + channel];
-      across += RoundedHighProduct(code << kCodeBits, source.across[tap]);
+      across += RoundedHighProduct(code << kCodeBits, source.taps->across[tap]);
     }
-    sum += RoundedHighProduct(across, source.down[row]);
+    sum += RoundedHighProduct(across, source.taps->down[row]);
   }
   return sum;
 }
@@ -111,7 +111,7 @@ class CellBlender {
     for (int k = 0; k < count; ++k) {
       for (int y = 0; y < side; ++y) hn::Store(hn::Zero(d), d, column->predicted[y]);
       for (const CellSource& source : corners[k].sources) {
-        source.sharp ? AddSharp(source, side, at, column) : AddSoft(source, side, at, column);
+        source.taps->sharp ? AddSharp(source, side, at, column) : AddSoft(source, side, at, column);
       }
       for (int y = 0; y < side; ++y) {
         const auto weight = hn::Mul(Share(corners, window, k, x, y), hn::Load(df, column->one[y]));
@@ -133,24 +133,24 @@ class CellBlender {
 
   HWY_INLINE static void AddSoft(const CellSource& source, int side, size_t at, Column* column) {
     const uint8_t* row = source.pixels + at;
-    Vector upper = SoftRow(row, source.across);
+    Vector upper = SoftRow(row, source.taps->across);
     for (int y = 0; y < side; ++y) {
       row += source.stride;
-      const Vector lower = SoftRow(row, source.across);
-      Add(hn::Add(Part(upper, source.down[1]), Part(lower, source.down[2])), y, column);
+      const Vector lower = SoftRow(row, source.taps->across);
+      Add(hn::Add(Part(upper, source.taps->down[1]), Part(lower, source.taps->down[2])), y, column);
       upper = lower;
     }
   }
 
   HWY_INLINE static void AddSharp(const CellSource& source, int side, size_t at, Column* column) {
     const uint8_t* row = source.pixels - source.stride + at;
-    Vector first = SharpRow(row, source.across);
-    Vector second = SharpRow(row += source.stride, source.across);
-    Vector third = SharpRow(row += source.stride, source.across);
+    Vector first = SharpRow(row, source.taps->across);
+    Vector second = SharpRow(row += source.stride, source.taps->across);
+    Vector third = SharpRow(row += source.stride, source.taps->across);
     for (int y = 0; y < side; ++y) {
-      const Vector last = SharpRow(row += source.stride, source.across);
-      Add(hn::Add(hn::Add(Part(first, source.down[0]), Part(second, source.down[1])),
-                  hn::Add(Part(third, source.down[2]), Part(last, source.down[3]))),
+      const Vector last = SharpRow(row += source.stride, source.taps->across);
+      Add(hn::Add(hn::Add(Part(first, source.taps->down[0]), Part(second, source.taps->down[1])),
+                  hn::Add(Part(third, source.taps->down[2]), Part(last, source.taps->down[3]))),
           y, column);
       first = second;
       second = third;

@@ -16,13 +16,18 @@ constexpr int kLargestCell = 32;
 constexpr int kMostAcross = 4;
 constexpr int kTaps = 4;
 
-// One key frame's part in a corner's prediction: the pixels around each place, in parts of 2^15.
-// What is read begins one column and row before `pixels` and ends two after the cell.
+// How much the pixels around a place count, in parts of 2^15. The second one is the pixel's own.
+struct Taps {
+  int16_t across[kTaps], down[kTaps];
+  bool sharp;  // otherwise the outer ones are 0
+};
+
+// One key frame's part in a corner's prediction. What is read begins one column and row before
+// `pixels` and ends two after the cell.
 struct CellSource {
   const uint8_t* pixels;
   ptrdiff_t stride;
-  int16_t across[kTaps], down[kTaps];  // the second one is the pixel's own
-  bool sharp;                          // otherwise the outer taps are 0
+  const Taps* taps;
 };
 
 // All weights of a corner's two sources together are one, as near as 16 bits come.

@@ -97,34 +97,35 @@ class Sum {
 };
 #endif
 
-// Rows of a window between pixels, one after the other.
+// Rows of a window between pixels, one after the other. Each row of the plane is mixed across once
+// and serves two rows of the window; the low 16 bits hold every sum, so nothing is rounded on the way.
 class Sampler {
  public:
   HWY_INLINE explicit Sampler(const PatchPlace& place)
       : next_(place.corner),
         stride_(place.stride),
-        w00_(Filled((16 - place.fractionX) * (16 - place.fractionY))),
-        w01_(Filled(place.fractionX * (16 - place.fractionY))),
-        w10_(Filled((16 - place.fractionX) * place.fractionY)),
-        w11_(Filled(place.fractionX * place.fractionY)),
-        left_(LoadCodes(next_)),
-        right_(LoadCodes(next_ + 1)) {}
+        fractionX_(Filled(place.fractionX)),
+        fractionY_(Filled(place.fractionY)),
+        upper_(Across()) {}
 
   HWY_INLINE Row Next() {
     next_ += stride_;
-    const Row left = LoadCodes(next_), right = LoadCodes(next_ + 1);
-    const Row sum = Plus(Plus(Times(left_, w00_), Times(right_, w01_)),
-                         Plus(Times(left, w10_), Times(right, w11_)));
-    left_ = left;
-    right_ = right;
+    const Row lower = Across();
+    const Row sum = Plus(Sixteenfold(upper_), Times(Minus(lower, upper_), fractionY_));
+    upper_ = lower;
     return Sixteenth(sum);
   }
 
  private:
+  HWY_INLINE Row Across() const {
+    const Row left = LoadCodes(next_), right = LoadCodes(next_ + 1);
+    return Plus(Sixteenfold(left), Times(Minus(right, left), fractionX_));
+  }
+
   const uint8_t* next_;
   const ptrdiff_t stride_;
-  const Row w00_, w01_, w10_, w11_;
-  Row left_, right_;
+  const Row fractionX_, fractionY_;
+  Row upper_;
 };
 
 void MakeSearchPatchImpl(const uint8_t* corner, ptrdiff_t stride, SearchPatch* made) {
@@ -153,14 +154,15 @@ void MakeSearchPatchImpl(const uint8_t* corner, ptrdiff_t stride, SearchPatch* m
 PatchSums CompareImpl(const SearchPatch& wanted, const PatchPlace& place) {
   Sampler sampler(place);
   Sum d, dd, dx, dy;
-  const Row one = Filled(1);
+  Row column = Filled(0);  // eight differences of at most 4080 fit into 16 bits
   for (ptrdiff_t y = 0; y < kPatchSide; ++y) {
     const Row difference = Minus(sampler.Next(), LoadRow(wanted.value + y * kPatchSide));
-    d.Add(difference, one);
+    column = Plus(column, difference);
     dd.Add(difference, difference);
     dx.Add(difference, LoadRow(wanted.slopeX + y * kPatchSide));
     dy.Add(difference, LoadRow(wanted.slopeY + y * kPatchSide));
   }
+  d.Add(column, Filled(1));
   return {d.Total(), dd.Total(), dx.Total(), dy.Total()};
 }
 
