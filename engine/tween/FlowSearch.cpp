@@ -1,6 +1,7 @@
 #include "engine/tween/FlowSearch.h"
 
 #include <cmath>
+#include <limits>
 
 #include "engine/tween/PatchAt.h"
 
@@ -19,6 +20,9 @@ constexpr float kFarApart = 4;  // square of pixels; beyond it disagreement cost
 // Motions nearer than that, squared, are the same.
 constexpr float kSame = 1.0F / 64;
 constexpr float kSmallestStep = 1.0F / 32;
+constexpr float kNothing = std::numeric_limits<float>::max();
+
+bool Same(const Motion& a, const Motion& b) { return SquareOf(a - b) < kSame; }
 
 float WithoutBrightness(const PatchSums& sums) {
   const auto d = static_cast<float>(sums.d);
@@ -48,13 +52,23 @@ class NodeSearch {
     SetUpSlopes();
   }
 
+  // Begins with what was found before.
+  void Begin(const FlowNode& found) {
+    best_ = found;
+    best_.cost = found.match + kRoughness * Penalty(found.motion);
+  }
+  void Begin(const Motion& motion) {
+    best_.cost = kNothing;
+    Try(motion);
+  }
+
   // True when it is the best so far.
   bool Try(const Motion& motion) {
     const PatchSums sums = Compare(patch_, PatchAt(to_, x_ + motion.x, y_ + motion.y));
-    const float cost = WithoutBrightness(sums) + kRoughness * Penalty(motion);
-    if (tried_ && cost >= best_.cost) return false;
-    tried_ = true;
-    best_ = {motion, cost, static_cast<float>(sums.dd)};
+    const float match = WithoutBrightness(sums);
+    const float cost = match + kRoughness * Penalty(motion);
+    if (cost >= best_.cost) return false;
+    best_ = {motion, match, cost, static_cast<float>(sums.dd)};
     sums_ = sums;
     return true;
   }
@@ -100,7 +114,6 @@ class NodeSearch {
   float xx_ = 0, xy_ = 0, yy_ = 0, scale_ = 0;
   FlowNode best_;
   PatchSums sums_{};
-  bool tried_ = false;
 };
 
 }  // namespace
@@ -141,15 +154,19 @@ void FlowSearch::Sweep(const Level& level, int direction) {
       const Motion across = grid.Near(i - direction, j).motion;
       const Motion down = grid.Near(i, j - direction).motion;
       const Motion own = grid.At(i, j).motion;
+      const bool known = direction < 0;
       // On the way back only what neighbours have to say is new.
-      const bool agreed = SquareOf(across - own) < kSame && SquareOf(down - own) < kSame;
-      if (direction < 0 && agreed) continue;
+      if (known && Same(across, own) && Same(down, own)) continue;
       NodeSearch search(level.from, level.to, i, j, (across + down) * 0.5F);
-      search.Try(own);
-      bool moved = direction > 0;
-      for (const Motion& other : {across, down, Motion{}}) {
-        if (SquareOf(other - search.Best().motion) > kSame) moved |= search.Try(other);
+      if (known) {
+        search.Begin(grid.At(i, j));
+      } else {
+        search.Begin(own);
       }
+      bool moved = !known;
+      if (!Same(across, search.Best().motion)) moved |= search.Try(across);
+      if (!Same(down, search.Best().motion) && !Same(down, across)) moved |= search.Try(down);
+      if (!known && !Same({}, search.Best().motion)) search.Try({});
       if (moved) search.Follow();
       grid.At(i, j) = search.Best();
     }

@@ -53,7 +53,8 @@ class NodeGrid {
 // Where a node's window of one picture is found in another.
 struct FlowNode {
   Motion motion;
-  float cost = 0;   // what the search compares: changed brightness is free, disagreement is not
+  float match = 0;  // as error, but changed brightness is free
+  float cost = 0;   // what the search compares: the match, and what disagreement with others adds
   float error = 0;  // sum of squared differences in sixteenths of a code
 };
 using FlowGrid = NodeGrid<FlowNode>;
