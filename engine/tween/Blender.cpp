@@ -18,11 +18,6 @@ constexpr int kBandRows = 4;
 // A sharper filter than this is not worth its time.
 constexpr float kLeastCurve = 1.0F / 128;
 
-int Floor(float value) {
-  const int towardsZero = SaturateToInt32(value);
-  return towardsZero - (static_cast<float>(towardsZero) > value ? 1 : 0);
-}
-
 // A tap of this weight, which is at most 1.
 int16_t TapOf(float weight) {
   constexpr int kAway = 1 << 16;  // where cutting off rounds down
@@ -102,8 +97,8 @@ class NodeRows {
   }
 
   void SetSource(const Motion& beyond, float share, NodeSource* source) const {
-    source->right = Floor(beyond.x);
-    source->down = Floor(beyond.y);
+    source->right = FloorOf(beyond.x);
+    source->down = FloorOf(beyond.y);
     const float restX = beyond.x - static_cast<float>(source->right);
     const float restY = beyond.y - static_cast<float>(source->down);
     const float curveX = SetTaps(restX, 1, source->taps.across);

@@ -3,10 +3,15 @@
 #include <cmath>
 #include <limits>
 
-#include "engine/tween/PatchAt.h"
+// Compiles this file once for every instruction set; the best one is chosen at run time.
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "engine/tween/FlowSearch.cpp"
+#include <hwy/foreach_target.h>  // NOLINT
 
-namespace kiv::tween {
-namespace {
+#include "engine/tween/PatchKernel-inl.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace kiv::tween::HWY_NAMESPACE {
 
 // What a pixel of disagreement with the expected motion costs, as much as this difference on all
 // pixels of a window.
@@ -18,26 +23,16 @@ constexpr int kSteps = 3;
 constexpr float kLongestStep = 4;
 constexpr float kFarApart = 4;  // square of pixels; beyond it disagreement costs no more
 // Motions nearer than that, squared, are the same.
-constexpr float kSame = 1.0F / 64;
+constexpr float kSame = 1.0F / 4;
 constexpr float kSmallestStep = 1.0F / 32;
 constexpr float kNothing = std::numeric_limits<float>::max();
 
-bool Same(const Motion& a, const Motion& b) { return SquareOf(a - b) < kSame; }
+HWY_INLINE bool Same(const Motion& a, const Motion& b) { return SquareOf(a - b) < kSame; }
 
-float WithoutBrightness(const PatchSums& sums) {
+HWY_INLINE float WithoutBrightness(const PatchSums& sums) {
   const auto d = static_cast<float>(sums.d);
   return static_cast<float>(sums.dd) - d * d / kPatchPixels;
 }
-
-}  // namespace
-
-struct FlowSearch::Level {
-  const LumaPlane& from;
-  const LumaPlane& to;
-  FlowGrid& grid;
-};
-
-namespace {
 
 // One node's search.
 class NodeSearch {
@@ -116,36 +111,7 @@ class NodeSearch {
   PatchSums sums_{};
 };
 
-}  // namespace
-
-void FlowSearch::Run(const LumaPyramid& from, const LumaPyramid& to) {
-  levels_.resize(static_cast<size_t>(from.LevelCount()));
-  const FlowGrid* coarser = nullptr;
-  for (int i = from.LevelCount() - 1; i >= 0; --i) {
-    FlowGrid& grid = levels_[static_cast<size_t>(i)];
-    const Level level{from.Level(i), to.Level(i), grid};
-    Start(level, coarser);
-    // Where it costs little, what was found has more time to spread.
-    for (int times = i == 0 ? 1 : 2; times > 0; --times) {
-      Sweep(level, 1);
-      Sweep(level, -1);
-    }
-    coarser = &grid;
-  }
-}
-
-void FlowSearch::Start(const Level& level, const FlowGrid* coarser) {
-  level.grid.Resize(level.from.Size());
-  if (!coarser) return level.grid.Fill({});
-  for (int j = 0; j < level.grid.Height(); ++j) {
-    for (int i = 0; i < level.grid.Width(); ++i) {
-      level.grid.At(i, j) = {coarser->Near(i / 2, j / 2).motion * 2};
-    }
-  }
-}
-
-void FlowSearch::Sweep(const Level& level, int direction) {
-  FlowGrid& grid = level.grid;
+void SweepImpl(const LumaPlane& from, const LumaPlane& to, int direction, FlowGrid& grid) {
   const int width = grid.Width(), height = grid.Height();
   for (int row = 0; row < height; ++row) {
     const int j = direction > 0 ? row : height - 1 - row;
@@ -157,7 +123,7 @@ void FlowSearch::Sweep(const Level& level, int direction) {
       const bool known = direction < 0;
       // On the way back only what neighbours have to say is new.
       if (known && Same(across, own) && Same(down, own)) continue;
-      NodeSearch search(level.from, level.to, i, j, (across + down) * 0.5F);
+      NodeSearch search(from, to, i, j, (across + down) * 0.5F);
       if (known) {
         search.Begin(grid.At(i, j));
       } else {
@@ -173,4 +139,39 @@ void FlowSearch::Sweep(const Level& level, int direction) {
   }
 }
 
+}  // namespace kiv::tween::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace kiv::tween {
+
+HWY_EXPORT(SweepImpl);
+
+void FlowSearch::Run(const LumaPyramid& from, const LumaPyramid& to) {
+  levels_.resize(static_cast<size_t>(from.LevelCount()));
+  const FlowGrid* coarser = nullptr;
+  for (int i = from.LevelCount() - 1; i >= 0; --i) {
+    FlowGrid& grid = levels_[static_cast<size_t>(i)];
+    Start(from.Level(i).Size(), coarser, &grid);
+    // Where it costs little, what was found has more time to spread.
+    for (int times = i == 0 ? 1 : 2; times > 0; --times) {
+      for (const int direction : {1, -1}) {
+        HWY_DYNAMIC_DISPATCH(SweepImpl)(from.Level(i), to.Level(i), direction, grid);
+      }
+    }
+    coarser = &grid;
+  }
+}
+
+void FlowSearch::Start(const KivSize& plane, const FlowGrid* coarser, FlowGrid* grid) {
+  grid->Resize(plane);
+  if (!coarser) return grid->Fill({});
+  for (int j = 0; j < grid->Height(); ++j) {
+    for (int i = 0; i < grid->Width(); ++i) {
+      grid->At(i, j) = {coarser->Near(i / 2, j / 2).motion * 2};
+    }
+  }
+}
+
 }  // namespace kiv::tween
+#endif  // HWY_ONCE
