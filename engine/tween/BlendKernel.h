@@ -46,4 +46,9 @@ struct CellWindow {
 void BlendCell(const CellCorner* corners, const CellWindow& window, int side, uint8_t* out,
                ptrdiff_t stride);
 
+// `share` parts of 256 from `b`, the others from `a`; `count` bytes.
+constexpr int kShareBits = 8;
+constexpr int kShares = 1 << kShareBits;
+void MixRow(const uint8_t* a, const uint8_t* b, int share, size_t count, uint8_t* out);
+
 }  // namespace kiv::tween

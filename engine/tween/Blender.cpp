@@ -220,15 +220,11 @@ void BlendPicture(const KeyPictures& keys, const NodeGrid<TweenNode>& field,
 }
 
 void MixPictures(const KeyPictures& keys, float when, RowPool& pool, uint8_t* out) {
-  const int share = SaturateToInt32(when * 256 + 0.5F);
+  const int share = SaturateToInt32(when * kShares + 0.5F);
   const ptrdiff_t stride = keys.size.width * kBytes;
   pool.Run(keys.size.height, [&](int y) {
-    const uint8_t* const a = keys.older + y * stride;
-    const uint8_t* const b = keys.newer + y * stride;
-    uint8_t* const to = out + y * stride;
-    for (ptrdiff_t i = 0; i < stride; ++i) {
-      to[i] = static_cast<uint8_t>((a[i] * (256 - share) + b[i] * share + 128) >> 8);
-    }
+    const ptrdiff_t at = y * stride;
+    MixRow(keys.older + at, keys.newer + at, share, static_cast<size_t>(stride), out + at);
   });
 }
 

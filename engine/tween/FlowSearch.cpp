@@ -19,12 +19,12 @@ constexpr float kCodesPerPixel = 1.0F;
 constexpr float kRoughness = kPatchPixels * 16 * 16 * kCodesPerPixel * kCodesPerPixel;
 // Keeps windows without slopes in place.
 constexpr float kLeastSlope = kPatchPixels * 8.0F;
-constexpr int kSteps = 3;
+constexpr int kSteps = 5;
 constexpr float kLongestStep = 4;
 constexpr float kFarApart = 4;  // square of pixels; beyond it disagreement costs no more
 // Motions nearer than that, squared, are the same.
 constexpr float kSame = 1.0F / 4;
-constexpr float kSmallestStep = 1.0F / 32;
+constexpr float kSmallestStep = 1.0F / 48;
 constexpr float kNothing = std::numeric_limits<float>::max();
 
 HWY_INLINE bool Same(const Motion& a, const Motion& b) { return SquareOf(a - b) < kSame; }
