@@ -127,59 +127,55 @@ class CellBlender {
     }
     for (int j = 0; j < window.across; ++j) {
       for (int i = 0; i < window.across; ++i, ++corners) {
-        for (int y = 0; y < side; ++y) hn::Store(hn::Zero(d), d, column->predicted[y]);
-        for (const CellSource& source : corners->sources) {
-          source.taps->sharp ? AddSharp(source, side, at, column)
-                             : AddSoft(source, side, at, column);
-        }
+        Predict(corners->sources[0], side, at,
+                [&](Vector part, int y) { hn::Store(part, d, column->predicted[y]); });
         const Vec share = hn::Mul(across(i), hn::Set(df, corners->trust));
-        AddWeighted(share, window.weight[j], side, column);
+        Predict(corners->sources[1], side, at, [&](Vector part, int y) {
+          const Vec weight = hn::Mul(hn::Mul(share, hn::Set(df, window.weight[j][y])),
+                                     hn::Load(df, column->one[y]));
+          const Vector both = hn::Add(hn::Load(d, column->predicted[y]), part);
+          const Vector counted = hn::MulFixedPoint15(both, FourTimes(weight));
+          hn::Store(hn::Add(hn::Load(d, column->sum[y]), counted), d, column->sum[y]);
+        });
       }
     }
   }
 
-  // What a corner predicts, by its share of all.
-  HWY_INLINE static void AddWeighted(Vec share, const float* down, int side, Column* column) {
-    const Lanes d;
-    const Pixels df;
-    for (int y = 0; y < side; ++y) {
-      const Vec weight =
-          hn::Mul(hn::Mul(share, hn::Set(df, down[y])), hn::Load(df, column->one[y]));
-      const Vector part = hn::MulFixedPoint15(hn::Load(d, column->predicted[y]), FourTimes(weight));
-      hn::Store(hn::Add(hn::Load(d, column->sum[y]), part), d, column->sum[y]);
-    }
+  // `take(part, y)` for each row of what a source adds to a prediction.
+  template <class Take>
+  HWY_INLINE static void Predict(const CellSource& source, int side, size_t at, const Take& take) {
+    source.taps->sharp ? PredictSharp(source, side, at, take) : PredictSoft(source, side, at, take);
   }
 
-  HWY_INLINE static void AddSoft(const CellSource& source, int side, size_t at, Column* column) {
+  template <class Take>
+  HWY_INLINE static void PredictSoft(const CellSource& source, int side, size_t at,
+                                     const Take& take) {
     const uint8_t* row = source.pixels + at;
     Vector upper = SoftRow(row, source.taps->across);
     for (int y = 0; y < side; ++y) {
       row += source.stride;
       const Vector lower = SoftRow(row, source.taps->across);
-      Add(hn::Add(Part(upper, source.taps->down[1]), Part(lower, source.taps->down[2])), y, column);
+      take(hn::Add(Part(upper, source.taps->down[1]), Part(lower, source.taps->down[2])), y);
       upper = lower;
     }
   }
 
-  HWY_INLINE static void AddSharp(const CellSource& source, int side, size_t at, Column* column) {
+  template <class Take>
+  HWY_INLINE static void PredictSharp(const CellSource& source, int side, size_t at,
+                                      const Take& take) {
     const uint8_t* row = source.pixels - source.stride + at;
     Vector first = SharpRow(row, source.taps->across);
     Vector second = SharpRow(row += source.stride, source.taps->across);
     Vector third = SharpRow(row += source.stride, source.taps->across);
     for (int y = 0; y < side; ++y) {
       const Vector last = SharpRow(row += source.stride, source.taps->across);
-      Add(hn::Add(hn::Add(Part(first, source.taps->down[0]), Part(second, source.taps->down[1])),
-                  hn::Add(Part(third, source.taps->down[2]), Part(last, source.taps->down[3]))),
-          y, column);
+      take(hn::Add(hn::Add(Part(first, source.taps->down[0]), Part(second, source.taps->down[1])),
+                   hn::Add(Part(third, source.taps->down[2]), Part(last, source.taps->down[3]))),
+           y);
       first = second;
       second = third;
       third = last;
     }
-  }
-
-  HWY_INLINE static void Add(Vector part, int y, Column* column) {
-    const Lanes d;
-    hn::Store(hn::Add(hn::Load(d, column->predicted[y]), part), d, column->predicted[y]);
   }
 
   HWY_INLINE static Vector SoftRow(const uint8_t* codes, const int16_t (&weights)[kTaps]) {

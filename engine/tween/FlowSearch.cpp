@@ -153,11 +153,13 @@ void FlowSearch::Run(const LumaPyramid& from, const LumaPyramid& to) {
   for (int i = from.LevelCount() - 1; i >= 0; --i) {
     FlowGrid& grid = levels_[static_cast<size_t>(i)];
     Start(from.Level(i).Size(), coarser, &grid);
-    // Where it costs little, what was found has more time to spread.
-    for (int times = i == 0 ? 1 : 2; times > 0; --times) {
-      for (const int direction : {1, -1}) {
-        HWY_DYNAMIC_DISPATCH(SweepImpl)(from.Level(i), to.Level(i), direction, grid);
-      }
+    const auto sweep = [&](int direction) {
+      HWY_DYNAMIC_DISPATCH(SweepImpl)(from.Level(i), to.Level(i), direction, grid);
+    };
+    if (i == 0) {
+      sweep(1);  // all has spread by then
+    } else {
+      for (const int direction : {1, -1, 1, -1}) sweep(direction);
     }
     coarser = &grid;
   }
