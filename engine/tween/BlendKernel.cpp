@@ -18,6 +18,13 @@ constexpr int kChannels = 4;
 constexpr int kCodeBits = 6;  // fraction of an intermediate value, which may lie beyond the codes
 constexpr float kOne = 32767;
 
+inline void MixRest(const uint8_t* a, const uint8_t* b, int share, size_t count, uint8_t* out) {
+  for (size_t i = 0; i < count; ++i) {
+    const int sum = a[i] * (kShares - share) + b[i] * share + kShares / 2;
+    out[i] = static_cast<uint8_t>(sum >> kShareBits);
+  }
+}
+
 #if HWY_TARGET == HWY_SCALAR
 inline int RoundedHighProduct(int a, int b) { return (a * b + (1 << 14)) >> 15; }
 
@@ -28,9 +35,9 @@ inline int Sample(const CellSource& source, ptrdiff_t x, ptrdiff_t y, int channe
     int across = 0;
     for (ptrdiff_t tap = 0; tap < kTaps; ++tap) {
       const int code = pixel[kChannels * (tap - 1) + channel];
-      across += RoundedHighProduct(code << kCodeBits, source.across[tap]);
+      across += RoundedHighProduct(code << kCodeBits, source.taps->across[tap]);
     }
-    sum += RoundedHighProduct(across, source.down[row]);
+    sum += RoundedHighProduct(across, source.taps->down[row]);
   }
   return sum;
 }
@@ -63,6 +70,9 @@ void BlendCellImpl(const CellCorner* corners, const CellWindow& window, int side
     }
   }
 }
+void MixRowImpl(const uint8_t* a, const uint8_t* b, int share, size_t count, uint8_t* out) {
+  MixRest(a, b, share, count, out);
+}
 #else
 // One vector holds `kMost` 16-bit lanes or, where that is too long, what the processor has.
 template <size_t kMost>
@@ -88,6 +98,7 @@ class CellBlender {
 
  private:
   using Pixels = hn::Rebind<float, hn::Repartition<uint64_t, Lanes> >;
+  using Vec = hn::Vec<Pixels>;
 
   // What a column of vectors comes to so far.
   struct Column {
@@ -101,66 +112,70 @@ class CellBlender {
     const Lanes d;
     const Pixels df;
     const size_t x = at / kChannels;
-    const int count = window.across * window.across;
+    const auto across = [&](int i) { return hn::LoadU(df, window.weight[i] + x); };
     for (int y = 0; y < side; ++y) {
       auto total = hn::Zero(df);
-      for (int k = 0; k < count; ++k) total = hn::Add(total, Share(corners, window, k, x, y));
+      const CellCorner* corner = corners;
+      for (int j = 0; j < window.across; ++j) {
+        const float down = window.weight[j][y];
+        for (int i = 0; i < window.across; ++i, ++corner) {
+          total = hn::MulAdd(across(i), hn::Set(df, corner->trust * down), total);
+        }
+      }
       hn::Store(hn::Div(hn::Set(df, kOne), total), df, column->one[y]);
       hn::Store(hn::Set(d, int16_t{1 << (kCodeBits - 1)}), d, column->sum[y]);
     }
-    for (int k = 0; k < count; ++k) {
-      for (int y = 0; y < side; ++y) hn::Store(hn::Zero(d), d, column->predicted[y]);
-      for (const CellSource& source : corners[k].sources) {
-        source.sharp ? AddSharp(source, side, at, column) : AddSoft(source, side, at, column);
-      }
-      for (int y = 0; y < side; ++y) {
-        const auto weight = hn::Mul(Share(corners, window, k, x, y), hn::Load(df, column->one[y]));
-        const Vector part =
-            hn::MulFixedPoint15(hn::Load(d, column->predicted[y]), FourTimes(weight));
-        hn::Store(hn::Add(hn::Load(d, column->sum[y]), part), d, column->sum[y]);
+    for (int j = 0; j < window.across; ++j) {
+      for (int i = 0; i < window.across; ++i, ++corners) {
+        Predict(corners->sources[0], side, at,
+                [&](Vector part, int y) { hn::Store(part, d, column->predicted[y]); });
+        const Vec share = hn::Mul(across(i), hn::Set(df, corners->trust));
+        Predict(corners->sources[1], side, at, [&](Vector part, int y) {
+          const Vec weight = hn::Mul(hn::Mul(share, hn::Set(df, window.weight[j][y])),
+                                     hn::Load(df, column->one[y]));
+          const Vector both = hn::Add(hn::Load(d, column->predicted[y]), part);
+          const Vector counted = hn::MulFixedPoint15(both, FourTimes(weight));
+          hn::Store(hn::Add(hn::Load(d, column->sum[y]), counted), d, column->sum[y]);
+        });
       }
     }
   }
 
-  // Before it is divided by that of all corners.
-  HWY_INLINE static hn::Vec<Pixels> Share(const CellCorner* corners, const CellWindow& window,
-                                          int k, size_t x, int y) {
-    const Pixels df;
-    const float* const down = window.weight[k / window.across];
-    return hn::Mul(hn::LoadU(df, window.weight[k % window.across] + x),
-                   hn::Set(df, corners[k].trust * down[y]));
+  // `take(part, y)` for each row of what a source adds to a prediction.
+  template <class Take>
+  HWY_INLINE static void Predict(const CellSource& source, int side, size_t at, const Take& take) {
+    source.taps->sharp ? PredictSharp(source, side, at, take) : PredictSoft(source, side, at, take);
   }
 
-  HWY_INLINE static void AddSoft(const CellSource& source, int side, size_t at, Column* column) {
+  template <class Take>
+  HWY_INLINE static void PredictSoft(const CellSource& source, int side, size_t at,
+                                     const Take& take) {
     const uint8_t* row = source.pixels + at;
-    Vector upper = SoftRow(row, source.across);
+    Vector upper = SoftRow(row, source.taps->across);
     for (int y = 0; y < side; ++y) {
       row += source.stride;
-      const Vector lower = SoftRow(row, source.across);
-      Add(hn::Add(Part(upper, source.down[1]), Part(lower, source.down[2])), y, column);
+      const Vector lower = SoftRow(row, source.taps->across);
+      take(hn::Add(Part(upper, source.taps->down[1]), Part(lower, source.taps->down[2])), y);
       upper = lower;
     }
   }
 
-  HWY_INLINE static void AddSharp(const CellSource& source, int side, size_t at, Column* column) {
+  template <class Take>
+  HWY_INLINE static void PredictSharp(const CellSource& source, int side, size_t at,
+                                      const Take& take) {
     const uint8_t* row = source.pixels - source.stride + at;
-    Vector first = SharpRow(row, source.across);
-    Vector second = SharpRow(row += source.stride, source.across);
-    Vector third = SharpRow(row += source.stride, source.across);
+    Vector first = SharpRow(row, source.taps->across);
+    Vector second = SharpRow(row += source.stride, source.taps->across);
+    Vector third = SharpRow(row += source.stride, source.taps->across);
     for (int y = 0; y < side; ++y) {
-      const Vector last = SharpRow(row += source.stride, source.across);
-      Add(hn::Add(hn::Add(Part(first, source.down[0]), Part(second, source.down[1])),
-                  hn::Add(Part(third, source.down[2]), Part(last, source.down[3]))),
-          y, column);
+      const Vector last = SharpRow(row += source.stride, source.taps->across);
+      take(hn::Add(hn::Add(Part(first, source.taps->down[0]), Part(second, source.taps->down[1])),
+                   hn::Add(Part(third, source.taps->down[2]), Part(last, source.taps->down[3]))),
+           y);
       first = second;
       second = third;
       third = last;
     }
-  }
-
-  HWY_INLINE static void Add(Vector part, int y, Column* column) {
-    const Lanes d;
-    hn::Store(hn::Add(hn::Load(d, column->predicted[y]), part), d, column->predicted[y]);
   }
 
   HWY_INLINE static Vector SoftRow(const uint8_t* codes, const int16_t (&weights)[kTaps]) {
@@ -198,6 +213,25 @@ void BlendCellImpl(const CellCorner* corners, const CellWindow& window, int side
     CellBlender<16>::Blend(corners, window, side, out, stride);
   }
 }
+
+void MixRowImpl(const uint8_t* a, const uint8_t* b, int share, size_t count, uint8_t* out) {
+  const hn::ScalableTag<uint16_t> d;
+  const hn::Rebind<uint8_t, decltype(d)> codes;
+  const auto shareA = hn::Set(d, static_cast<uint16_t>(kShares - share));
+  const auto shareB = hn::Set(d, static_cast<uint16_t>(share));
+  const auto half = hn::Set(d, uint16_t{kShares / 2});
+  const size_t step = hn::Lanes(d);
+  size_t at = 0;
+  for (; at + step <= count; at += step) {
+    const auto ofA = hn::Mul(hn::PromoteTo(d, hn::LoadU(codes, a + at)), shareA);
+    const auto ofB = hn::Mul(hn::PromoteTo(d, hn::LoadU(codes, b + at)), shareB);
+    const auto sum = hn::Add(hn::Add(ofA, ofB), half);
+    hn::StoreU(hn::DemoteTo(codes, hn::BitCast(hn::RebindToSigned<decltype(d)>(),
+                                               hn::ShiftRight<kShareBits>(sum))),
+               codes, out + at);
+  }
+  MixRest(a + at, b + at, share, count - at, out + at);
+}
 #endif
 
 }  // namespace kiv::tween::HWY_NAMESPACE
@@ -207,10 +241,15 @@ HWY_AFTER_NAMESPACE();
 namespace kiv::tween {
 
 HWY_EXPORT(BlendCellImpl);
+HWY_EXPORT(MixRowImpl);
 
 void BlendCell(const CellCorner* corners, const CellWindow& window, int side, uint8_t* out,
                ptrdiff_t stride) {
   HWY_DYNAMIC_DISPATCH(BlendCellImpl)(corners, window, side, out, stride);
+}
+
+void MixRow(const uint8_t* a, const uint8_t* b, int share, size_t count, uint8_t* out) {
+  HWY_DYNAMIC_DISPATCH(MixRowImpl)(a, b, share, count, out);
 }
 
 }  // namespace kiv::tween

@@ -16,13 +16,18 @@ constexpr int kLargestCell = 32;
 constexpr int kMostAcross = 4;
 constexpr int kTaps = 4;
 
-// One key frame's part in a corner's prediction: the pixels around each place, in parts of 2^15.
-// What is read begins one column and row before `pixels` and ends two after the cell.
+// How much the pixels around a place count, in parts of 2^15. The second one is the pixel's own.
+struct Taps {
+  int16_t across[kTaps], down[kTaps];
+  bool sharp;  // otherwise the outer ones are 0
+};
+
+// One key frame's part in a corner's prediction. What is read begins one column and row before
+// `pixels` and ends two after the cell.
 struct CellSource {
   const uint8_t* pixels;
   ptrdiff_t stride;
-  int16_t across[kTaps], down[kTaps];  // the second one is the pixel's own
-  bool sharp;                          // otherwise the outer taps are 0
+  const Taps* taps;
 };
 
 // All weights of a corner's two sources together are one, as near as 16 bits come.
@@ -40,5 +45,10 @@ struct CellWindow {
 // Row by row, window.across in each. `side` is a multiple of 4, at most kLargestCell.
 void BlendCell(const CellCorner* corners, const CellWindow& window, int side, uint8_t* out,
                ptrdiff_t stride);
+
+// `share` parts of 256 from `b`, the others from `a`; `count` bytes.
+constexpr int kShareBits = 8;
+constexpr int kShares = 1 << kShareBits;
+void MixRow(const uint8_t* a, const uint8_t* b, int share, size_t count, uint8_t* out);
 
 }  // namespace kiv::tween

@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <vector>
 
 #include "engine/tween/BlendKernel.h"
 #include "kiv/values/Saturate.h"
@@ -12,8 +13,17 @@ namespace {
 constexpr ptrdiff_t kBytes = 4;
 constexpr float kOne = 32768;
 
+// Rows of cells that are made in one go.
+constexpr int kBandRows = 4;
 // A sharper filter than this is not worth its time.
 constexpr float kLeastCurve = 1.0F / 128;
+
+// A tap of this weight, which is at most 1.
+int16_t TapOf(float weight) {
+  constexpr int kAway = 1 << 16;  // where cutting off rounds down
+  const int rounded = static_cast<int>(weight * kOne + (kAway + 0.5F)) - kAway;
+  return static_cast<int16_t>(std::min(rounded, (1 << 15) - 1));
+}
 
 // Pixels of a cell and what the filter needs around it, for a place that is partly outside the
 // picture.
@@ -40,27 +50,111 @@ CellWindow WindowOf(BlendWindow kind, int side) {
   return window;
 }
 
+// What one key frame gives to the cells around a node: the pixel that lies so far from each of
+// theirs, and those around it.
+struct NodeSource {
+  int right, down;
+  Taps taps;
+};
+struct NodeParts {
+  NodeSource older, newer;
+  float trust;
+};
+
+// The parts of a field's nodes, row by row; those of the last few rows are kept.
+class NodeRows {
+ public:
+  NodeRows(const NodeGrid<TweenNode>& field, const Blending& blending)
+      : field_(field), blending_(blending) {
+    for (Row& row : rows_) row.parts.resize(static_cast<size_t>(field.Width() + 2 * kMostAcross));
+  }
+
+  // Node (0, j); the nodes beyond the ends are there too, as far as a window reaches.
+  const NodeParts* At(int j) {
+    Row& row = rows_[(j + kMostAcross) % kMostAcross];
+    if (row.number != j) Fill(j, &row);
+    return row.parts.data() + kMostAcross;
+  }
+
+ private:
+  static constexpr int kNone = -kMostAcross;
+  struct Row {
+    int number = kNone;
+    std::vector<NodeParts> parts;
+  };
+
+  void Fill(int j, Row* row) const {
+    row->number = j;
+    int i = -kMostAcross;
+    for (NodeParts& parts : row->parts) SetParts(field_.Near(i++, j), &parts);
+  }
+
+  void SetParts(const TweenNode& node, NodeParts* parts) const {
+    const Motion v = node.motion * static_cast<float>(blending_.factor);
+    SetSource(v * -blending_.when, node.older, &parts->older);
+    SetSource(v * (1 - blending_.when), 1 - node.older, &parts->newer);
+    parts->trust = node.trust;
+  }
+
+  void SetSource(const Motion& beyond, float share, NodeSource* source) const {
+    source->right = FloorOf(beyond.x);
+    source->down = FloorOf(beyond.y);
+    const float restX = beyond.x - static_cast<float>(source->right);
+    const float restY = beyond.y - static_cast<float>(source->down);
+    const float curveX = SetTaps(restX, 1, source->taps.across);
+    const float curveY = SetTaps(restY, share, source->taps.down);
+    source->taps.sharp = curveX > 0 || curveY > 0;
+  }
+
+  // Of a place so far beyond a pixel. Returns how much the outer ones count.
+  float SetTaps(float beyond, float share, int16_t (&taps)[kTaps]) const {
+    float curve = blending_.sharpness * beyond * (1 - beyond);
+    if (curve < kLeastCurve) curve = 0;
+    // What a straight line between the pixels misses, from the bends at both ends of it.
+    const float first = curve * (1 - beyond), last = curve * beyond;
+    const float weights[] = {-first, 1 - beyond + 2 * first - last, beyond - first + 2 * last,
+                             -last};
+    for (int k = 0; k < kTaps; ++k) {
+      taps[k] = TapOf(weights[k] * share);
+    }
+    return curve;
+  }
+
+  const NodeGrid<TweenNode>& field_;
+  const Blending& blending_;
+  Row rows_[kMostAcross];
+};
+
 class CellMaker {
  public:
   CellMaker(const KeyPictures& keys, const NodeGrid<TweenNode>& field, const Blending& blending)
       : keys_(keys),
-        field_(field),
+        nodes_(field, blending),
+        cells_(field.Width()),
         side_(blending.factor * kNodeStep),
-        factor_(static_cast<float>(blending.factor)),
-        when_(blending.when),
-        sharpness_(blending.sharpness),
         stride_(keys.size.width * kBytes),
         window_(WindowOf(blending.window, side_)) {}
 
-  // The cell whose upper left corner is node (i, j).
-  void Make(int i, int j, uint8_t* out) {
-    const int half = side_ / 2, x = i * side_ + half, y = j * side_ + half;
+  // The cells whose upper left corners are the nodes of row j, and the one before them.
+  void MakeRow(int j, uint8_t* out) {
     const int lead = window_.across / 2 - 1;
-    for (int k = 0; k < window_.across * window_.across; ++k) {
-      const TweenNode& node =
-          field_.Near(i - lead + k % window_.across, j - lead + k / window_.across);
-      SetCorner(node, x, y, excerpts_[k], &corners_[k]);
+    const NodeParts* rows[kMostAcross];
+    for (int k = 0; k < window_.across; ++k) rows[k] = nodes_.At(j - lead + k);
+    const int half = side_ / 2, y = j * side_ + half;
+    for (int i = -1; i < cells_; ++i) {
+      const int x = i * side_ + half;
+      for (int k = 0; k < window_.across * window_.across; ++k) {
+        const NodeParts& node = rows[k / window_.across][i - lead + k % window_.across];
+        SetSource(keys_.older, x, y, node.older, &excerpts_[k][0], &corners_[k].sources[0]);
+        SetSource(keys_.newer, x, y, node.newer, &excerpts_[k][1], &corners_[k].sources[1]);
+        corners_[k].trust = node.trust;
+      }
+      MakeCell(x, y, out);
     }
+  }
+
+ private:
+  void MakeCell(int x, int y, uint8_t* out) {
     const KivSize& size = keys_.size;
     if (x >= 0 && y >= 0 && x + side_ <= size.width && y + side_ <= size.height) {
       BlendCell(corners_, window_, side_, out + y * stride_ + x * kBytes, stride_);
@@ -75,39 +169,11 @@ class CellMaker {
     }
   }
 
- private:
-  void SetCorner(const TweenNode& node, int x, int y, Excerpt (&excerpts)[2],
-                 CellCorner* corner) const {
-    const Motion v = node.motion * factor_;
-    const auto atX = static_cast<float>(x), atY = static_cast<float>(y);
-    SetSource(keys_.older, atX - when_ * v.x, atY - when_ * v.y, node.older, excerpts,
-              &corner->sources[0]);
-    SetSource(keys_.newer, atX + (1 - when_) * v.x, atY + (1 - when_) * v.y, 1 - node.older,
-              excerpts + 1, &corner->sources[1]);
-    corner->trust = node.trust;
-  }
-
-  void SetSource(const uint8_t* picture, float x, float y, float share, Excerpt* excerpt,
+  void SetSource(const uint8_t* picture, int x, int y, const NodeSource& from, Excerpt* excerpt,
                  CellSource* source) const {
-    const float column = std::floor(x), row = std::floor(y);
-    const float curveX = SetTaps(x - column, 1, source->across);
-    const float curveY = SetTaps(y - row, share, source->down);
-    source->sharp = curveX > 0 || curveY > 0;
-    SetPixels(picture, SaturateToInt32(column), SaturateToInt32(row), excerpt, source);
-  }
-
-  // Of a place so far beyond a pixel. Returns how much the outer ones count.
-  float SetTaps(float beyond, float share, int16_t (&taps)[kTaps]) const {
-    float curve = sharpness_ * beyond * (1 - beyond);
-    if (curve < kLeastCurve) curve = 0;
-    // What a straight line between the pixels misses, from the bends at both ends of it.
-    const float first = curve * (1 - beyond), last = curve * beyond;
-    const float weights[] = {-first, 1 - beyond + 2 * first - last, beyond - first + 2 * last,
-                             -last};
-    for (int k = 0; k < kTaps; ++k) {
-      taps[k] = SaturateTo<int16_t>(std::floor(weights[k] * share * kOne + 0.5F));
-    }
-    return curve;
+    source->taps = &from.taps;
+    SetPixels(picture, ClampToInt32(int64_t{x} + from.right), ClampToInt32(int64_t{y} + from.down),
+              excerpt, source);
   }
 
   void SetPixels(const uint8_t* picture, int x, int y, Excerpt* excerpt, CellSource* source) const {
@@ -130,9 +196,8 @@ class CellMaker {
 
   static constexpr int kMostCorners = kMostAcross * kMostAcross;
   const KeyPictures& keys_;
-  const NodeGrid<TweenNode>& field_;
-  const int side_;
-  const float factor_, when_, sharpness_;
+  NodeRows nodes_;
+  const int cells_, side_;
   const ptrdiff_t stride_;
   const CellWindow window_;
   CellCorner corners_[kMostCorners];
@@ -144,22 +209,22 @@ class CellMaker {
 
 void BlendPicture(const KeyPictures& keys, const NodeGrid<TweenNode>& field,
                   const Blending& blending, RowPool& pool, uint8_t* out) {
-  pool.Run(field.Height() + 1, [&](int row) {
+  const int rows = field.Height() + 1;
+  pool.Run((rows + kBandRows - 1) / kBandRows, [&](int band) {
     CellMaker maker(keys, field, blending);
-    for (int i = -1; i < field.Width(); ++i) maker.Make(i, row - 1, out);
+    const int first = band * kBandRows;
+    for (int row = first; row < std::min(first + kBandRows, rows); ++row) {
+      maker.MakeRow(row - 1, out);
+    }
   });
 }
 
 void MixPictures(const KeyPictures& keys, float when, RowPool& pool, uint8_t* out) {
-  const int share = SaturateToInt32(when * 256 + 0.5F);
+  const int share = SaturateToInt32(when * kShares + 0.5F);
   const ptrdiff_t stride = keys.size.width * kBytes;
   pool.Run(keys.size.height, [&](int y) {
-    const uint8_t* const a = keys.older + y * stride;
-    const uint8_t* const b = keys.newer + y * stride;
-    uint8_t* const to = out + y * stride;
-    for (ptrdiff_t i = 0; i < stride; ++i) {
-      to[i] = static_cast<uint8_t>((a[i] * (256 - share) + b[i] * share + 128) >> 8);
-    }
+    const ptrdiff_t at = y * stride;
+    MixRow(keys.older + at, keys.newer + at, share, static_cast<size_t>(stride), out + at);
   });
 }
 

@@ -1,11 +1,17 @@
 #include "engine/tween/FlowSearch.h"
 
 #include <cmath>
+#include <limits>
 
-#include "engine/tween/PatchAt.h"
+// Compiles this file once for every instruction set; the best one is chosen at run time.
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "engine/tween/FlowSearch.cpp"
+#include <hwy/foreach_target.h>  // NOLINT
 
-namespace kiv::tween {
-namespace {
+#include "engine/tween/PatchKernel-inl.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace kiv::tween::HWY_NAMESPACE {
 
 // What a pixel of disagreement with the expected motion costs, as much as this difference on all
 // pixels of a window.
@@ -13,27 +19,20 @@ constexpr float kCodesPerPixel = 1.0F;
 constexpr float kRoughness = kPatchPixels * 16 * 16 * kCodesPerPixel * kCodesPerPixel;
 // Keeps windows without slopes in place.
 constexpr float kLeastSlope = kPatchPixels * 8.0F;
-constexpr int kSteps = 3;
+constexpr int kSteps = 5;
 constexpr float kLongestStep = 4;
 constexpr float kFarApart = 4;  // square of pixels; beyond it disagreement costs no more
 // Motions nearer than that, squared, are the same.
-constexpr float kSame = 1.0F / 64;
-constexpr float kSmallestStep = 1.0F / 32;
+constexpr float kSame = 1.0F / 4;
+constexpr float kSmallestStep = 1.0F / 48;
+constexpr float kNothing = std::numeric_limits<float>::max();
 
-float WithoutBrightness(const PatchSums& sums) {
+HWY_INLINE bool Same(const Motion& a, const Motion& b) { return SquareOf(a - b) < kSame; }
+
+HWY_INLINE float WithoutBrightness(const PatchSums& sums) {
   const auto d = static_cast<float>(sums.d);
   return static_cast<float>(sums.dd) - d * d / kPatchPixels;
 }
-
-}  // namespace
-
-struct FlowSearch::Level {
-  const LumaPlane& from;
-  const LumaPlane& to;
-  FlowGrid& grid;
-};
-
-namespace {
 
 // One node's search.
 class NodeSearch {
@@ -48,13 +47,23 @@ class NodeSearch {
     SetUpSlopes();
   }
 
+  // Begins with what was found before.
+  void Begin(const FlowNode& found) {
+    best_ = found;
+    best_.cost = found.match + kRoughness * Penalty(found.motion);
+  }
+  void Begin(const Motion& motion) {
+    best_.cost = kNothing;
+    Try(motion);
+  }
+
   // True when it is the best so far.
   bool Try(const Motion& motion) {
     const PatchSums sums = Compare(patch_, PatchAt(to_, x_ + motion.x, y_ + motion.y));
-    const float cost = WithoutBrightness(sums) + kRoughness * Penalty(motion);
-    if (tried_ && cost >= best_.cost) return false;
-    tried_ = true;
-    best_ = {motion, cost, static_cast<float>(sums.dd)};
+    const float match = WithoutBrightness(sums);
+    const float cost = match + kRoughness * Penalty(motion);
+    if (cost >= best_.cost) return false;
+    best_ = {motion, match, cost, static_cast<float>(sums.dd)};
     sums_ = sums;
     return true;
   }
@@ -100,39 +109,9 @@ class NodeSearch {
   float xx_ = 0, xy_ = 0, yy_ = 0, scale_ = 0;
   FlowNode best_;
   PatchSums sums_{};
-  bool tried_ = false;
 };
 
-}  // namespace
-
-void FlowSearch::Run(const LumaPyramid& from, const LumaPyramid& to) {
-  levels_.resize(static_cast<size_t>(from.LevelCount()));
-  const FlowGrid* coarser = nullptr;
-  for (int i = from.LevelCount() - 1; i >= 0; --i) {
-    FlowGrid& grid = levels_[static_cast<size_t>(i)];
-    const Level level{from.Level(i), to.Level(i), grid};
-    Start(level, coarser);
-    // Where it costs little, what was found has more time to spread.
-    for (int times = i == 0 ? 1 : 2; times > 0; --times) {
-      Sweep(level, 1);
-      Sweep(level, -1);
-    }
-    coarser = &grid;
-  }
-}
-
-void FlowSearch::Start(const Level& level, const FlowGrid* coarser) {
-  level.grid.Resize(level.from.Size());
-  if (!coarser) return level.grid.Fill({});
-  for (int j = 0; j < level.grid.Height(); ++j) {
-    for (int i = 0; i < level.grid.Width(); ++i) {
-      level.grid.At(i, j) = {coarser->Near(i / 2, j / 2).motion * 2};
-    }
-  }
-}
-
-void FlowSearch::Sweep(const Level& level, int direction) {
-  FlowGrid& grid = level.grid;
+void SweepImpl(const LumaPlane& from, const LumaPlane& to, int direction, FlowGrid& grid) {
   const int width = grid.Width(), height = grid.Height();
   for (int row = 0; row < height; ++row) {
     const int j = direction > 0 ? row : height - 1 - row;
@@ -141,19 +120,60 @@ void FlowSearch::Sweep(const Level& level, int direction) {
       const Motion across = grid.Near(i - direction, j).motion;
       const Motion down = grid.Near(i, j - direction).motion;
       const Motion own = grid.At(i, j).motion;
+      const bool known = direction < 0;
       // On the way back only what neighbours have to say is new.
-      const bool agreed = SquareOf(across - own) < kSame && SquareOf(down - own) < kSame;
-      if (direction < 0 && agreed) continue;
-      NodeSearch search(level.from, level.to, i, j, (across + down) * 0.5F);
-      search.Try(own);
-      bool moved = direction > 0;
-      for (const Motion& other : {across, down, Motion{}}) {
-        if (SquareOf(other - search.Best().motion) > kSame) moved |= search.Try(other);
+      if (known && Same(across, own) && Same(down, own)) continue;
+      NodeSearch search(from, to, i, j, (across + down) * 0.5F);
+      if (known) {
+        search.Begin(grid.At(i, j));
+      } else {
+        search.Begin(own);
       }
+      bool moved = !known;
+      if (!Same(across, search.Best().motion)) moved |= search.Try(across);
+      if (!Same(down, search.Best().motion) && !Same(down, across)) moved |= search.Try(down);
+      if (!known && !Same({}, search.Best().motion)) search.Try({});
       if (moved) search.Follow();
       grid.At(i, j) = search.Best();
     }
   }
 }
 
+}  // namespace kiv::tween::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace kiv::tween {
+
+HWY_EXPORT(SweepImpl);
+
+void FlowSearch::Run(const LumaPyramid& from, const LumaPyramid& to) {
+  levels_.resize(static_cast<size_t>(from.LevelCount()));
+  const FlowGrid* coarser = nullptr;
+  for (int i = from.LevelCount() - 1; i >= 0; --i) {
+    FlowGrid& grid = levels_[static_cast<size_t>(i)];
+    Start(from.Level(i).Size(), coarser, &grid);
+    const auto sweep = [&](int direction) {
+      HWY_DYNAMIC_DISPATCH(SweepImpl)(from.Level(i), to.Level(i), direction, grid);
+    };
+    if (i == 0) {
+      sweep(1);  // all has spread by then
+    } else {
+      for (const int direction : {1, -1, 1, -1}) sweep(direction);
+    }
+    coarser = &grid;
+  }
+}
+
+void FlowSearch::Start(const KivSize& plane, const FlowGrid* coarser, FlowGrid* grid) {
+  grid->Resize(plane);
+  if (!coarser) return grid->Fill({});
+  for (int j = 0; j < grid->Height(); ++j) {
+    for (int i = 0; i < grid->Width(); ++i) {
+      grid->At(i, j) = {coarser->Near(i / 2, j / 2).motion * 2};
+    }
+  }
+}
+
 }  // namespace kiv::tween
+#endif  // HWY_ONCE

@@ -25,10 +25,7 @@ class FlowSearch {
   const FlowGrid& Grid() const { return levels_.front(); }
 
  private:
-  struct Level;
-
-  void Start(const Level& level, const FlowGrid* coarser);
-  void Sweep(const Level& level, int direction);
+  static void Start(const KivSize& plane, const FlowGrid* coarser, FlowGrid* grid);
 
   std::vector<FlowGrid> levels_;
 };

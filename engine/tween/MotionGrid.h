@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "kiv/values/Saturate.h"
 #include "kiv/values/ValueTypes.h"
 
 namespace kiv::tween {
@@ -21,6 +22,15 @@ inline Motion operator+(const Motion& a, const Motion& b) { return {a.x + b.x, a
 inline Motion operator-(const Motion& a, const Motion& b) { return {a.x - b.x, a.y - b.y}; }
 inline Motion operator*(const Motion& a, float by) { return {a.x * by, a.y * by}; }
 inline float SquareOf(const Motion& a) { return a.x * a.x + a.y * a.y; }
+
+inline int FloorOf(float value) {
+  const int towardsZero = SaturateToInt32(static_cast<double>(value));
+  return towardsZero - (static_cast<float>(towardsZero) > value ? 1 : 0);
+}
+
+// Across or down, the middle of a node's square, and the node of a place.
+inline float CentreOf(int node) { return static_cast<float>(node * kNodeStep) + kNodeStep / 2.0F; }
+inline int NodeAt(float position) { return FloorOf(position / kNodeStep); }
 
 template <typename Node>
 class NodeGrid {
@@ -53,7 +63,8 @@ class NodeGrid {
 // Where a node's window of one picture is found in another.
 struct FlowNode {
   Motion motion;
-  float cost = 0;   // what the search compares: changed brightness is free, disagreement is not
+  float match = 0;  // as error, but changed brightness is free
+  float cost = 0;   // what the search compares: the match, and what disagreement with others adds
   float error = 0;  // sum of squared differences in sixteenths of a code
 };
 using FlowGrid = NodeGrid<FlowNode>;

@@ -1,11 +1,14 @@
 #include "engine/tween/TweenField.h"
 
-#include <cmath>
+// Compiles this file once for every instruction set; the best one is chosen at run time.
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "engine/tween/TweenField.cpp"
+#include <hwy/foreach_target.h>  // NOLINT
 
-#include "engine/tween/PatchAt.h"
+#include "engine/tween/PatchKernel-inl.h"
 
-namespace kiv::tween {
-namespace {
+HWY_BEFORE_NAMESPACE();
+namespace kiv::tween::HWY_NAMESPACE {
 
 constexpr float kCode = kPatchPixels * 16 * 16;  // an error of one code on all pixels of a window
 // Noise alone finds a place where it fits better; motion has to do much better than that.
@@ -18,10 +21,6 @@ constexpr float kTrusted = kCode;
 // with an error of kDoubtful.
 constexpr float kDoubtful = kCode * 64 * 64;
 constexpr float kDoubt = 0.3F;
-
-float CentreOf(int node) { return static_cast<float>(node * kNodeStep) + kNodeStep / 2.0F; }
-
-int NodeAt(float position) { return SaturateToInt32(std::floor(position / kNodeStep)); }
 
 // The motions that one node can choose among.
 class Choice {
@@ -57,7 +56,34 @@ class Choice {
   float error_;
 };
 
-}  // namespace
+void ChooseRowImpl(const PairMotion& pair, const LandingGrid& onward, const LandingGrid& backward,
+                   float when, int j, NodeGrid<TweenNode>& nodes) {
+  for (int i = 0; i < nodes.Width(); ++i) {
+    Choice choice(pair, when, i, j);
+    for (const LandingGrid* landed : {&onward, &backward}) {
+      if (landed->At(i, j).taken) choice.Consider(landed->At(i, j).motion);
+    }
+    choice.Consider(pair.onward.At(i, j).motion);
+    choice.Consider(pair.backward.At(i, j).motion * -1);
+    const Motion& v = choice.Best();
+    const auto found = [&](const FlowGrid& grid, float part) {
+      return grid.Near(NodeAt(CentreOf(i) + part * v.x), NodeAt(CentreOf(j) + part * v.y)).motion;
+    };
+    const float error = choice.Error();
+    const float doubt = kDoubt * error / (error + kDoubtful);
+    const float older = (1 - when) / (1 + doubt * SquareOf(found(pair.onward, -when) - v));
+    const float newer = when / (1 + doubt * SquareOf(found(pair.backward, 1 - when) + v));
+    nodes.At(i, j) = {v, older / (older + newer), kTrusted / (kTrusted + error)};
+  }
+}
+
+}  // namespace kiv::tween::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace kiv::tween {
+
+HWY_EXPORT(ChooseRowImpl);
 
 void TweenField::Choose(const PairMotion& pair, float when, RowPool& pool) {
   const KivSize& size = pair.older.Size();
@@ -68,7 +94,9 @@ void TweenField::Choose(const PairMotion& pair, float when, RowPool& pool) {
     if (which == 0) Land(pair.onward, when, 1, &landedOnward_);
     if (which == 1) Land(pair.backward, 1 - when, -1, &landedBackward_);
   });
-  pool.Run(nodes_.Height(), [&](int j) { ChooseRow(pair, when, j); });
+  pool.Run(nodes_.Height(), [&](int j) {
+    HWY_DYNAMIC_DISPATCH(ChooseRowImpl)(pair, landedOnward_, landedBackward_, when, j, nodes_);
+  });
 }
 
 // `part` of the way along; `sign` turns the motion into one from the older to the newer key frame.
@@ -86,24 +114,5 @@ void TweenField::Land(const FlowGrid& grid, float part, float sign, LandingGrid*
   }
 }
 
-void TweenField::ChooseRow(const PairMotion& pair, float when, int j) {
-  for (int i = 0; i < nodes_.Width(); ++i) {
-    Choice choice(pair, when, i, j);
-    for (const LandingGrid* landed : {&landedOnward_, &landedBackward_}) {
-      if (landed->At(i, j).taken) choice.Consider(landed->At(i, j).motion);
-    }
-    choice.Consider(pair.onward.At(i, j).motion);
-    choice.Consider(pair.backward.At(i, j).motion * -1);
-    const Motion& v = choice.Best();
-    const auto found = [&](const FlowGrid& grid, float part) {
-      return grid.Near(NodeAt(CentreOf(i) + part * v.x), NodeAt(CentreOf(j) + part * v.y)).motion;
-    };
-    const float error = choice.Error();
-    const float doubt = kDoubt * error / (error + kDoubtful);
-    const float older = (1 - when) / (1 + doubt * SquareOf(found(pair.onward, -when) - v));
-    const float newer = when / (1 + doubt * SquareOf(found(pair.backward, 1 - when) + v));
-    nodes_.At(i, j) = {v, older / (older + newer), kTrusted / (kTrusted + error)};
-  }
-}
-
 }  // namespace kiv::tween
+#endif  // HWY_ONCE

@@ -30,6 +30,14 @@ struct TweenNode {
   float trust = 1;  // as against other nodes
 };
 
+// A motion that leads through a node.
+struct Landing {
+  Motion motion;
+  float cost = 0;
+  bool taken = false;
+};
+using LandingGrid = NodeGrid<Landing>;
+
 class TweenField {
  public:
   void Choose(const PairMotion& pair, float when, RowPool& pool);
@@ -37,16 +45,7 @@ class TweenField {
   const NodeGrid<TweenNode>& Grid() const { return nodes_; }
 
  private:
-  // A motion that leads through a node.
-  struct Landing {
-    Motion motion;
-    float cost = 0;
-    bool taken = false;
-  };
-  using LandingGrid = NodeGrid<Landing>;
-
   void Land(const FlowGrid& grid, float part, float sign, LandingGrid* landed) const;
-  void ChooseRow(const PairMotion& pair, float when, int j);
 
   LandingGrid landedOnward_, landedBackward_;
   NodeGrid<TweenNode> nodes_;

@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "engine/tween/BlendKernel.h"
-#include "engine/tween/PatchKernel.h"
+#include "engine/tween/PatchAt.h"
 #include "engine/tween/Sharpness.h"
 
 namespace kiv::tween {

@@ -98,6 +98,32 @@ TEST(Tween, GeneratedPicturesComeNearTheRealOnes) {
   }
 }
 
+// What comes into the picture is known from one key frame only.
+TEST(Tween, BordersDoNotDrag) {
+  constexpr int kBorder = 8;
+  const auto at = [](double time) {
+    return Paint(kSize, [&](double x, double y) { return Pan(time, x, y); });
+  };
+  Tween tween;
+  tween.Push(kSize, at(0));
+  tween.Push(kSize, at(1));
+  const Bytes made = tween.Read(1), real = at(0.5);
+  Bytes madeEdge, realEdge;
+  for (int y = 0; y < kSize.height; ++y) {
+    for (int x = 0; x < kSize.width; ++x) {
+      const bool inner =
+          x >= kBorder && x < kSize.width - kBorder && y >= kBorder && y < kSize.height - kBorder;
+      if (inner) continue;
+      const auto pixel = static_cast<size_t>(4 * (y * kSize.width + x));
+      for (size_t i = pixel; i < pixel + 4; ++i) {
+        madeEdge.push_back(made[i]);
+        realEdge.push_back(real[i]);
+      }
+    }
+  }
+  EXPECT_LT(37, Psnr(madeEdge, realEdge));
+}
+
 TEST(Tween, ThreadsDoNotChangeAByte) {
   // The smaller one gets the wide window in any mode.
   for (const KivSize& size : {KivSize{211, 133}, {1301, 73}}) {
@@ -196,6 +222,22 @@ TEST(Tween, KeepsTheContractOfItsCalls) {
   tween.Push(other, Paint(other, Texture));
   EXPECT_TRUE(tween->WantsInput());
   EXPECT_NE(0, (tween.Read(0), tween.result));
+}
+
+// Odd widths leave pixels over behind the last full vector.
+TEST(Tween, PlainMixingIsExact) {
+  for (const int width : {1, 7, 33, 211}) {
+    const KivSize size{width, 5};
+    const Bytes older = Paint(size, [](double x, double y) { return std::fmod(37 * x + y, 256); });
+    const Bytes newer = Paint(size, [](double x, double y) { return std::fmod(91 * y + x, 256); });
+    Tween tween(3, 1);
+    tween.Push(size, older);
+    tween.Push(size, newer);
+    const Bytes made = tween.Read(1);
+    for (size_t i = 0; i < made.size(); ++i) {
+      ASSERT_EQ((3 * older[i] + newer[i] + 2) / 4, made[i]) << width << ' ' << i;
+    }
+  }
 }
 
 TEST(Tween, ModesAreKnownAndOthersTheDefault) {

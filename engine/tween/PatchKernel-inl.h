@@ -1,12 +1,24 @@
-#include "engine/tween/PatchKernel.h"
+// The inner loops of the motion search: small windows of brightness, compared at fractions of a
+// pixel. All sums are exact, so every processor gets the same. A file that includes this is compiled
+// once for every instruction set; what it calls here becomes part of its own loops.
+//
+// Units:    pixels of the plane at hand; brightness in sixteenths of a code; fractions of a pixel in
+//           sixteenths.
+// Threads:  any; nothing is kept.
+
+// Read once for every instruction set, unlike other headers.
+#if defined(KIV_TWEEN_PATCH_KERNEL_INL_H) == defined(HWY_TARGET_TOGGLE)
+#ifdef KIV_TWEEN_PATCH_KERNEL_INL_H
+#undef KIV_TWEEN_PATCH_KERNEL_INL_H
+#else
+#define KIV_TWEEN_PATCH_KERNEL_INL_H
+#endif
+
+#include <hwy/highway.h>
 
 #include <algorithm>
 
-// Compiles this file once for every instruction set; the best one is chosen at run time.
-#undef HWY_TARGET_INCLUDE
-#define HWY_TARGET_INCLUDE "engine/tween/PatchKernel.cpp"
-#include <hwy/foreach_target.h>  // NOLINT
-#include <hwy/highway.h>
+#include "engine/tween/PatchAt.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace kiv::tween::HWY_NAMESPACE {
@@ -59,29 +71,29 @@ Row Each(Function value) {
   for (int i = 0; i < kPatchSide; ++i) row.v[i] = static_cast<int16_t>(value(i));
   return row;
 }
-Row LoadCodes(const uint8_t* from) {
+inline Row LoadCodes(const uint8_t* from) {
   return Each([&](int i) { return from[i]; });
 }
-Row LoadRow(const int16_t* from) {
+inline Row LoadRow(const int16_t* from) {
   return Each([&](int i) { return from[i]; });
 }
-void StoreRow(const Row& row, int16_t* to) { std::copy_n(row.v, kPatchSide, to); }
-Row Filled(int value) {
+inline void StoreRow(const Row& row, int16_t* to) { std::copy_n(row.v, kPatchSide, to); }
+inline Row Filled(int value) {
   return Each([&](int) { return value; });
 }
-Row Plus(const Row& a, const Row& b) {
+inline Row Plus(const Row& a, const Row& b) {
   return Each([&](int i) { return a.v[i] + b.v[i]; });
 }
-Row Minus(const Row& a, const Row& b) {
+inline Row Minus(const Row& a, const Row& b) {
   return Each([&](int i) { return a.v[i] - b.v[i]; });
 }
-Row Times(const Row& a, const Row& b) {
+inline Row Times(const Row& a, const Row& b) {
   return Each([&](int i) { return a.v[i] * b.v[i]; });
 }
-Row Sixteenth(const Row& a) {
+inline Row Sixteenth(const Row& a) {
   return Each([&](int i) { return static_cast<uint16_t>(a.v[i]) >> 4; });
 }
-Row Sixteenfold(const Row& a) {
+inline Row Sixteenfold(const Row& a) {
   return Each([&](int i) { return a.v[i] * 16; });
 }
 
@@ -97,37 +109,39 @@ class Sum {
 };
 #endif
 
-// Rows of a window between pixels, one after the other.
+// Rows of a window between pixels, one after the other. Each row of the plane is mixed across once
+// and serves two rows of the window; the low 16 bits hold every sum, so nothing is rounded on the way.
 class Sampler {
  public:
   HWY_INLINE explicit Sampler(const PatchPlace& place)
       : next_(place.corner),
         stride_(place.stride),
-        w00_(Filled((16 - place.fractionX) * (16 - place.fractionY))),
-        w01_(Filled(place.fractionX * (16 - place.fractionY))),
-        w10_(Filled((16 - place.fractionX) * place.fractionY)),
-        w11_(Filled(place.fractionX * place.fractionY)),
-        left_(LoadCodes(next_)),
-        right_(LoadCodes(next_ + 1)) {}
+        fractionX_(Filled(place.fractionX)),
+        fractionY_(Filled(place.fractionY)),
+        upper_(Across()) {}
 
   HWY_INLINE Row Next() {
     next_ += stride_;
-    const Row left = LoadCodes(next_), right = LoadCodes(next_ + 1);
-    const Row sum = Plus(Plus(Times(left_, w00_), Times(right_, w01_)),
-                         Plus(Times(left, w10_), Times(right, w11_)));
-    left_ = left;
-    right_ = right;
+    const Row lower = Across();
+    const Row sum = Plus(Sixteenfold(upper_), Times(Minus(lower, upper_), fractionY_));
+    upper_ = lower;
     return Sixteenth(sum);
   }
 
  private:
+  HWY_INLINE Row Across() const {
+    const Row left = LoadCodes(next_), right = LoadCodes(next_ + 1);
+    return Plus(Sixteenfold(left), Times(Minus(right, left), fractionX_));
+  }
+
   const uint8_t* next_;
   const ptrdiff_t stride_;
-  const Row w00_, w01_, w10_, w11_;
-  Row left_, right_;
+  const Row fractionX_, fractionY_;
+  Row upper_;
 };
 
-void MakeSearchPatchImpl(const uint8_t* corner, ptrdiff_t stride, SearchPatch* made) {
+// One pixel around the window is read.
+HWY_INLINE void MakeSearchPatch(const uint8_t* corner, ptrdiff_t stride, SearchPatch* made) {
   Sum sumX, sumY, xx, xy, yy;
   const Row one = Filled(1);
   for (ptrdiff_t y = 0; y < kPatchSide; ++y) {
@@ -150,21 +164,24 @@ void MakeSearchPatchImpl(const uint8_t* corner, ptrdiff_t stride, SearchPatch* m
   made->yy = yy.Total();
 }
 
-PatchSums CompareImpl(const SearchPatch& wanted, const PatchPlace& place) {
+// One more column and row are read.
+HWY_INLINE PatchSums Compare(const SearchPatch& wanted, const PatchPlace& place) {
   Sampler sampler(place);
   Sum d, dd, dx, dy;
-  const Row one = Filled(1);
+  Row column = Filled(0);  // eight differences of at most 4080 fit into 16 bits
   for (ptrdiff_t y = 0; y < kPatchSide; ++y) {
     const Row difference = Minus(sampler.Next(), LoadRow(wanted.value + y * kPatchSide));
-    d.Add(difference, one);
+    column = Plus(column, difference);
     dd.Add(difference, difference);
     dx.Add(difference, LoadRow(wanted.slopeX + y * kPatchSide));
     dy.Add(difference, LoadRow(wanted.slopeY + y * kPatchSide));
   }
+  d.Add(column, Filled(1));
   return {d.Total(), dd.Total(), dx.Total(), dy.Total()};
 }
 
-int32_t ComparePairImpl(const PatchPlace& first, const PatchPlace& second) {
+// The sum of the squared differences; as above.
+HWY_INLINE int32_t ComparePair(const PatchPlace& first, const PatchPlace& second) {
   Sampler a(first), b(second);
   Sum dd;
   for (int y = 0; y < kPatchSide; ++y) {
@@ -177,24 +194,4 @@ int32_t ComparePairImpl(const PatchPlace& first, const PatchPlace& second) {
 }  // namespace kiv::tween::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
-#if HWY_ONCE
-namespace kiv::tween {
-
-HWY_EXPORT(MakeSearchPatchImpl);
-HWY_EXPORT(CompareImpl);
-HWY_EXPORT(ComparePairImpl);
-
-void MakeSearchPatch(const uint8_t* corner, ptrdiff_t stride, SearchPatch* made) {
-  HWY_DYNAMIC_DISPATCH(MakeSearchPatchImpl)(corner, stride, made);
-}
-
-PatchSums Compare(const SearchPatch& wanted, const PatchPlace& place) {
-  return HWY_DYNAMIC_DISPATCH(CompareImpl)(wanted, place);
-}
-
-int32_t ComparePair(const PatchPlace& first, const PatchPlace& second) {
-  return HWY_DYNAMIC_DISPATCH(ComparePairImpl)(first, second);
-}
-
-}  // namespace kiv::tween
-#endif  // HWY_ONCE
+#endif
