@@ -30,6 +30,8 @@ class HelpFormatter : public CLI::Formatter {
   }
 };
 
+std::string Refusal(const std::string& value) { return value.empty() ? "no value given" : ""; }
+
 CLI::Option* AddOption(CLI::App& app, const OptionRow& row, OptionTexts* texts) {
   if (row.flag != nullptr) return app.add_flag(row.names, texts->*row.flag, row.help);
   if (row.standIn == nullptr) return app.add_option(row.names, texts->*row.text, row.help);
@@ -45,7 +47,7 @@ void AddOptions(CLI::App& app, const CommandRow& command, OptionTexts* texts) {
   for (const OptionRow& row : OptionTable()) {
     if ((row.commands & command.bit) == 0) continue;
     CLI::Option* option = AddOption(app, row, texts);
-    if (row.valueName != nullptr) option->type_name(ValueNameOf(row));
+    if (row.valueName != nullptr) option->type_name(ValueNameOf(row))->check(Refusal, "");
     if (row.presence == Presence::kRequired) option->required();
   }
 }

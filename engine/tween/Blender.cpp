@@ -66,7 +66,8 @@ class NodeRows {
  public:
   NodeRows(const NodeGrid<TweenNode>& field, const Blending& blending)
       : field_(field), blending_(blending) {
-    for (Row& row : rows_) row.parts.resize(static_cast<size_t>(field.Width() + 2 * kMostAcross));
+    const int count = field.Width() + 2 * kMostAcross;
+    for (Row& row : rows_) row.parts.resize(static_cast<size_t>(count));
   }
 
   // Node (0, j); the nodes beyond the ends are there too, as far as a window reaches.
@@ -138,7 +139,7 @@ class CellMaker {
   // The cells whose upper left corners are the nodes of row j, and the one before them.
   void MakeRow(int j, uint8_t* out) {
     const int lead = window_.across / 2 - 1;
-    const NodeParts* rows[kMostAcross];
+    const NodeParts* rows[kMostAcross] = {};
     for (int k = 0; k < window_.across; ++k) rows[k] = nodes_.At(j - lead + k);
     const int half = side_ / 2, y = j * side_ + half;
     for (int i = -1; i < cells_; ++i) {

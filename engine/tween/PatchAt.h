@@ -47,7 +47,8 @@ inline PatchPlace PatchAt(const LumaPlane& plane, float x, float y) {
     // In this order nothing but a number comes out.
     const float held = std::min(std::max(-static_cast<float>(kReach), at), most);
     // Cutting off rounds down when nothing is below 0.
-    return static_cast<int>((held + kReach) * 16 + 0.5F) - kReach * 16;
+    const float sixteenths = (held + kReach) * 16 + 0.5F;
+    return static_cast<int>(sixteenths) - kReach * 16;
   };
   const int atX = inside(x, plane.Size().width), atY = inside(y, plane.Size().height);
   return {plane.Row(atY >> 4) + (atX >> 4), plane.Stride(), atX & 15, atY & 15};

@@ -231,6 +231,29 @@ TEST_F(Alpha, OutputsKeepTheirCoverage) {
   }
 }
 
+// How far half-covered pixels are off in the mean, on the sample preset.
+TEST_F(Alpha, SoftEdgesSurviveALossyFile) {
+  constexpr KivSize kSize{480, 270};
+  const std::string star =
+      KIV_SAMPLES "/star.webm --alpha-preset --alpha-color FF8000 --frames 0:14";
+  const Pictures exact = Render(kSize, star);
+  for (const auto& [quality, most] : {std::pair{"", 1.1}, {" --quality 100", 0.35}}) {
+    Run("render " + star + " -o @star.webm" + quality);
+    const Pictures back = Render(kSize, "@star.webm");
+    ASSERT_EQ(exact.bytes.size(), back.bytes.size());
+    double off = 0;
+    int count = 0;
+    for (size_t alpha = 3; alpha < exact.bytes.size(); alpha += 4) {
+      const int was = static_cast<uint8_t>(exact.bytes[alpha]);
+      if (was == 0 || was == 255) continue;
+      off += std::abs(was - static_cast<uint8_t>(back.bytes[alpha]));
+      ++count;
+    }
+    ASSERT_LT(1000, count);
+    EXPECT_LT(off / count, most) << quality;
+  }
+}
+
 TEST_F(Alpha, AnImageFillsTheShapeAndNothingElse) {
   constexpr KivSize kSize{32, 16};
   Draw("shape.mov", "png", kSize, 2, [](int x, int) {

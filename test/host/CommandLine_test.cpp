@@ -119,6 +119,9 @@ constexpr std::pair<const char*, const char*> kUsage[] = {
     {"render @clip.mkv -o @x.mp4 --stabilize --chain source", "the node 'stabilizer'"},
     {"render @clip.mkv -o @x.mp4 --speed 2 --chain source,speed,stabilizer", "in this order"},
     {"keyframes @x.json --at 1.5", "expected a whole number"},
+    {"render @clip.mkv -o @x.mp4 --speed ''", "no value given"},
+    {"render @clip.mkv -o ''", "no value given"},
+    {"render @clip.mkv -o @x.mp4 --alpha-preset --alpha-color ''", "--alpha-color"},
 };
 
 constexpr std::pair<const char*, const char*> kFailures[] = {
