@@ -86,17 +86,11 @@ HRESULT CReverser::ProcessCommand(uint32_t id, uintptr_t param, uintptr_t extra)
 }
 
 HRESULT CReverser::OnSetSourceFrameRate(const CommandArgs& args) {
-  const auto* rate = args.As<const KivRational>();
-  if (!rate) return E_POINTER;
-  sourceRate_ = *rate;
-  return S_OK;
+  return args.CopyTo(&sourceRate_);
 }
 
 HRESULT CReverser::OnSetRenderFrameRate(const CommandArgs& args) {
-  const auto* rate = args.As<const KivRational>();
-  if (!rate) return E_POINTER;
-  renderRate_ = *rate;
-  return S_OK;
+  return args.CopyTo(&renderRate_);
 }
 
 HRESULT CReverser::OnGetSpeedSettings(const CommandArgs& args) {

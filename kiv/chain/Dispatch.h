@@ -18,6 +18,14 @@ class CommandArgs {
   T* As() const {
     return reinterpret_cast<T*>(param_);  // NOLINT: this is what the slot carries
   }
+  // The answer to a command that sets one value.
+  template <typename T>
+  HRESULT CopyTo(T* value) const {
+    const auto* const sent = As<const T>();
+    if (!sent) return E_POINTER;
+    *value = *sent;
+    return S_OK;
+  }
   // The number that the parameter itself carries.
   int32_t Integer() const { return static_cast<int32_t>(param_); }
   intptr_t Extra() const { return static_cast<intptr_t>(extra_); }

@@ -164,17 +164,11 @@ HRESULT CVideoAlphaVideo::ProcessCommand(uint32_t id, uintptr_t param, uintptr_t
 }
 
 HRESULT CVideoAlphaVideo::OnSetRenderFrameRate(const CommandArgs& args) {
-  const auto* rate = args.As<const KivRational>();
-  if (!rate) return E_POINTER;
-  renderRate_ = *rate;
-  return S_OK;
+  return args.CopyTo(&renderRate_);
 }
 
 HRESULT CVideoAlphaVideo::OnSetRenderRange(const CommandArgs& args) {
-  const auto* range = args.As<const KivRange>();
-  if (!range) return E_POINTER;
-  renderRange_ = *range;
-  return S_OK;
+  return args.CopyTo(&renderRange_);
 }
 
 HRESULT CVideoAlphaVideo::OnSetImageFill(const CommandArgs& args) {

@@ -67,12 +67,7 @@ HRESULT CVideoCrop::OnGetKeyFrameParam(const CommandArgs& args) {
   });
 }
 
-HRESULT CVideoCrop::OnSetRegion(const CommandArgs& args) {
-  const auto* region = args.As<const KivRectF>();
-  if (!region) return E_POINTER;
-  region_ = *region;
-  return S_OK;
-}
+HRESULT CVideoCrop::OnSetRegion(const CommandArgs& args) { return args.CopyTo(&region_); }
 
 HRESULT CVideoCrop::OnGetRegion(const CommandArgs& args) {
   auto* region = args.As<KivRectF>();

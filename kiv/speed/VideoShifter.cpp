@@ -243,17 +243,11 @@ HRESULT CVideoShifter::ProcessCommand(uint32_t id, uintptr_t param, uintptr_t ex
 }
 
 HRESULT CVideoShifter::OnSetSourceFrameRate(const CommandArgs& args) {
-  const auto* rate = args.As<const KivRational>();
-  if (!rate) return E_POINTER;
-  sourceRate_ = *rate;
-  return S_OK;
+  return args.CopyTo(&sourceRate_);
 }
 
 HRESULT CVideoShifter::OnSetRenderFrameRate(const CommandArgs& args) {
-  const auto* rate = args.As<const KivRational>();
-  if (!rate) return E_POINTER;
-  renderRate_ = *rate;
-  return S_OK;
+  return args.CopyTo(&renderRate_);
 }
 
 HRESULT CVideoShifter::OnGetSpeedSettings(const CommandArgs& args) {

@@ -117,17 +117,11 @@ HRESULT CVideoSlider::ProcessCommand(uint32_t id, uintptr_t param, uintptr_t ext
 }
 
 HRESULT CVideoSlider::OnSetSourceFrameRate(const CommandArgs& args) {
-  const auto* rate = args.As<const KivRational>();
-  if (!rate) return E_POINTER;
-  sourceRate_ = *rate;
-  return S_OK;
+  return args.CopyTo(&sourceRate_);
 }
 
 HRESULT CVideoSlider::OnSetRenderFrameRate(const CommandArgs& args) {
-  const auto* rate = args.As<const KivRational>();
-  if (!rate) return E_POINTER;
-  renderRate_ = *rate;
-  return S_OK;
+  return args.CopyTo(&renderRate_);
 }
 
 HRESULT CVideoSlider::Initialize(KivComPtr<IKivProperties> settings,
