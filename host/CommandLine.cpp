@@ -94,6 +94,10 @@ const CommandRow& FindCommand(const std::string& name) {
 
 std::string FirstLine(const std::string& text) { return text.substr(0, text.find('\n')); }
 
+[[noreturn]] void FailParsing(const std::string& why, const CommandRow& command) {
+  FailUsage("{} (kivclip {} --help lists the options)", why, command.name);
+}
+
 enum class Parsed { kCommand, kHelp };
 
 Parsed Parse(const CommandRow& command, const std::vector<std::string>& arguments,
@@ -110,8 +114,12 @@ Parsed Parse(const CommandRow& command, const std::vector<std::string>& argument
   } catch (const CLI::CallForHelp&) {
     std::fputs(app.help().c_str(), stdout);
     return Parsed::kHelp;
+  } catch (const CLI::ArgumentMismatch& error) {
+    const std::string text = FirstLine(error.what());
+    if (text.find("At Most 1") == std::string::npos) FailParsing(text, command);
+    FailParsing(text.substr(0, text.find(':')) + " is given more than once", command);
   } catch (const CLI::ParseError& error) {
-    FailUsage("{} (kivclip {} --help lists the options)", FirstLine(error.what()), command.name);
+    FailParsing(FirstLine(error.what()), command);
   }
   return Parsed::kCommand;
 }

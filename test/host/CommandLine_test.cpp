@@ -121,6 +121,8 @@ constexpr std::pair<const char*, const char*> kUsage[] = {
     {"keyframes @x.json --at 1.5", "expected a whole number"},
     {"render @clip.mkv -o @x.mp4 --speed ''", "no value given"},
     {"render @clip.mkv -o ''", "no value given"},
+    {"render @clip.mkv -o @x.mp4 --speed 2 --speed 3", "--speed is given more than once"},
+    {"render @clip.mkv -o @x.mp4 --speed", "--speed"},
     {"render @clip.mkv -o @x.mp4 --alpha-preset --alpha-color ''", "--alpha-color"},
 };
 
