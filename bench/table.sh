@@ -28,7 +28,8 @@ if has ffmpeg; then
   row forward ffmpeg "$frames" "ffmpeg -v error -i $clip -vf format=bgra -f null -"
   row backward ffmpeg "$frames" "ffmpeg -v error -i $clip -vf reverse,format=bgra -f null -"
   row "slow 1/2" minterpolate $((2 * slow_frames)) "ffmpeg -v error -i $clip -frames:v $((2 * slow_frames)) -vf setpts=2*PTS,minterpolate=fps=$rate:mi_mode=mci:mc_mode=aobmc:me_mode=bidir:vsbmc=1 -f null -"
-  if ffmpeg -v error -filters | grep -q vidstabdetect; then
+  # Not piped into grep -q: ffmpeg would fail when that stops reading.
+  if [[ $(ffmpeg -v error -filters) == *vidstabdetect* ]]; then
     row analyse vidstabdetect "$frames" "ffmpeg -v error -y -i $clip -vf vidstabdetect=result=$work/t.trf -f null -"
     row steady vidstabtransform "$frames" "ffmpeg -v error -y -i $clip -vf vidstabtransform=input=$work/t.trf:smoothing=15 -f null -"
   fi

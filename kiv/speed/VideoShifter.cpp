@@ -79,13 +79,13 @@ HRESULT CVideoShifter::Seek(int32_t frame, int32_t* reached, int32_t mode) {
   int32_t local = 0;
   const int32_t wanted = kiv::ClampToInt32(MapToUpstream(frame, speed));
   const HRESULT hr = upstream_->Seek(wanted, &local, mode);
-  if (reached) *reached = Succeeded(hr) ? frame : 0;
-  if (Failed(hr)) return hr;
+  // Also after a failure: nobody knows where the upstream stands then.
   if (speed < 1.0 && Interpolates()) {
     interpolator_.Reset();
     FeedKeyFrames();
   }
-  position_ = frame;
+  if (reached) *reached = Succeeded(hr) ? frame : 0;
+  if (Succeeded(hr)) position_ = frame;
   return hr;
 }
 
