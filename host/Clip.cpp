@@ -8,6 +8,7 @@
 #include <numeric>
 #include <system_error>
 
+#include "engine/common/Frame.h"
 #include "host/Alpha.h"
 #include "host/ComponentLoader.h"
 #include "host/HostError.h"
@@ -29,8 +30,9 @@ KivComPtr<IKivMediaSource> OpenSource(const std::string& path, const char* what)
   KivComPtr<IKivMediaSource> source;
   const HRESULT hr = factory->OpenMediaFile(source.Put(), Wide(path).c_str(), nullptr);
   if (Failed(hr) || !source) {
-    FailRun("cannot open {} '{}': it is damaged or no media file (result {:08x})", what, path,
-            static_cast<uint32_t>(hr));
+    const char* const why = hr == E_UNSUPPORTED ? "it has no video that can be decoded"
+                                                : "it is damaged or no media file";
+    FailRun("cannot open {} '{}': {} (result {:08x})", what, path, why, static_cast<uint32_t>(hr));
   }
   return source;
 }
@@ -210,6 +212,9 @@ void Clip::SetUpRender() {
   process_->GetScaledSize(&size);
   if (size.width < 1 || size.height < 1) {
     FailUsage("the decode scale leaves no picture: {}x{} pixels", size.width, size.height);
+  }
+  if (!kiv::IsPictureSize(size.width, size.height)) {
+    FailUsage("the decode scale makes too large a picture: {}x{} pixels", size.width, size.height);
   }
   settings->SetRenderFrameRate(&result_.frameRate);
   settings->SetRenderSize(&size);

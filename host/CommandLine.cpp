@@ -4,11 +4,11 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <cstdio>
 #include <filesystem>
 
 #include "host/HostError.h"
 #include "host/KeptOptions.h"
+#include "host/Messages.h"
 #include "host/OptionTable.h"
 #include "host/OptionValues.h"
 #include "host/Reference.h"
@@ -112,7 +112,7 @@ Parsed Parse(const CommandRow& command, const std::vector<std::string>& argument
     // CLI11 takes them from the back.
     app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
   } catch (const CLI::CallForHelp&) {
-    std::fputs(app.help().c_str(), stdout);
+    PrintOutput(app.help());
     return Parsed::kHelp;
   } catch (const CLI::ArgumentMismatch& error) {
     const std::string text = FirstLine(error.what());
@@ -181,7 +181,8 @@ ChainOptions ReadChainOptions(const OptionTexts& texts) {
   chain.noReverse = texts.noReverse;
   if (chain.reverse && chain.noReverse) FailUsage("--reverse and --no-reverse exclude each other");
   if (!texts.reverseRange.empty()) {
-    if (!texts.reverse) FailUsage("--reverse-range needs --reverse");
+    // Settings may hold the other half.
+    if (!texts.reverse && texts.settings.empty()) FailUsage("--reverse-range needs --reverse");
     chain.reverseRange = ReadSpan("--reverse-range", texts.reverseRange);
   }
   if (!texts.memory.empty()) chain.memory = ReadMemory("--memory", texts.memory);
@@ -223,8 +224,8 @@ void ReadRenderOptions(const OptionTexts& texts, Options* options) {
 }
 
 void PlanThePicture(const OptionTexts& texts, Options* options) {
-  PlanTheOutput(texts, options);
-  if (options->plan.kind != kiv::OutputKind::kPicture) {
+  const kiv::OutputRequest request{texts.output, {}, {}};
+  if (kiv::PlanOutput(request, &options->plan) || options->plan.kind != kiv::OutputKind::kPicture) {
     FailUsage("the output '{}' is no picture: give a name that ends in .png, without %",
               texts.output);
   }
@@ -305,7 +306,7 @@ std::optional<Options> ReadCommandLine(const std::vector<std::string>& arguments
   }
   const std::string& name = arguments.front();
   if (const auto text = GeneralText(arguments)) {
-    std::fputs(text->c_str(), stdout);
+    PrintOutput(*text);
     return std::nullopt;
   }
   const CommandRow& command = FindCommand(name);

@@ -3,12 +3,11 @@
 #include <fmt/format.h>
 #include <json/json.h>
 
-#include <cstdio>
 #include <vector>
 
 #include "host/Clip.h"
 #include "host/Commands.h"
-#include "host/HostError.h"
+#include "host/Messages.h"
 
 namespace host {
 namespace {
@@ -115,9 +114,7 @@ void RunInfo(const Options& options) {
   const OpenedInput input = OpenInput(options.input);
   const std::string text =
       options.json ? InfoJson(options.input, input) : InfoText(options.input, input);
-  if (std::fputs(text.c_str(), stdout) < 0 || std::fflush(stdout) != 0) {
-    FailRun("cannot write standard output");
-  }
+  PrintOutput(text);
 }
 
 }  // namespace host

@@ -1,10 +1,36 @@
 #include "host/InputChecks.h"
 
 #include <filesystem>
+#include <string>
+#include <vector>
 
 #include "host/HostError.h"
 
 namespace host {
+namespace {
+
+constexpr char kStandardOutput[] = "-";
+
+// Whether or not it is there yet.
+bool SameFile(const std::string& a, const std::string& b) {
+  if (a.empty() || b.empty()) return false;
+  std::error_code ignored;
+  if (std::filesystem::equivalent(a, b, ignored)) return true;
+  const auto first = std::filesystem::weakly_canonical(a, ignored);
+  return !first.empty() && first == std::filesystem::weakly_canonical(b, ignored);
+}
+
+// So that a long render is not lost for a name.
+void RequireFolder(const std::string& file) {
+  if (file.empty() || file == kStandardOutput) return;
+  const auto folder = std::filesystem::path(file).parent_path();
+  std::error_code ignored;
+  if (!folder.empty() && !std::filesystem::is_directory(folder, ignored)) {
+    FailRun("cannot write '{}': there is no folder '{}'", file, folder.string());
+  }
+}
+
+}  // namespace
 
 KivRange ResolveRange(const FrameSpan& span, const char* option, const char* whole,
                       int32_t frameCount) {
@@ -19,11 +45,30 @@ KivRange ResolveFrames(const FrameSpan& span, const char* option, int32_t frameC
   return ResolveRange(span, option, "result", frameCount);
 }
 
-void RefuseWritingOverTheInput(const Options& options) {
-  std::error_code ignored;
-  if (std::filesystem::equivalent(options.input, options.output, ignored)) {
-    FailUsage("the output '{}' is the input itself: give another name", options.output);
+void CheckFiles(const Options& options) {
+  const ChainOptions& chain = options.chain;
+  std::vector<std::string> written;
+  for (const std::string* file : {&options.output, &options.report, &chain.saveSettings}) {
+    if (!file->empty() && *file != kStandardOutput) written.push_back(*file);
   }
+  for (size_t i = 0; i < written.size(); ++i) {
+    const std::string& file = written[i];
+    if (SameFile(file, options.input)) {
+      FailUsage("the output '{}' is the input itself: give another name", file);
+    }
+    for (const std::string* read : {&chain.proxy, &chain.cropKeyframes, &chain.alpha.image,
+                                    &chain.alpha.fullHd, &chain.alpha.over}) {
+      if (SameFile(file, *read)) FailUsage("'{}' is read, so it cannot be written too", file);
+    }
+    // Settings may be saved where they were loaded from.
+    if (file != chain.saveSettings && SameFile(file, chain.settings)) {
+      FailUsage("the settings '{}' are read, so they cannot be written over", file);
+    }
+    for (size_t k = 0; k < i; ++k) {
+      if (SameFile(file, written[k])) FailUsage("'{}' would be written twice", file);
+    }
+  }
+  for (const std::string* file : {&options.report, &chain.saveSettings}) RequireFolder(*file);
 }
 
 }  // namespace host

@@ -1,13 +1,12 @@
 // keyframes: prints or draws what a keyframe document gives at each frame.
 
-#include <cstdio>
-
 #include "engine/media/Writer.h"
 #include "host/Commands.h"
 #include "host/ComponentLoader.h"
 #include "host/HostError.h"
 #include "host/InputChecks.h"
 #include "host/KeyframeFile.h"
+#include "host/Messages.h"
 #include "host/PictureFile.h"
 #include "host/Plot.h"
 #include "kiv/chain/NodeTypes.h"
@@ -51,12 +50,14 @@ class Document {
   explicit Document(IKivKeyFrameParam& keyframes) : keyframes_(keyframes) {}
 
   void List() const {
+    std::string text;
     Record record;
     for (int32_t i = 0; keyframes_.GetKeyFrameAt(i, &record); ++i) {
-      fmt::print("{} {}\n", record.index, TextOf(record.value));
+      text += fmt::format("{} {}\n", record.index, TextOf(record.value));
     }
+    PrintOutput(text);
   }
-  void PrintAt(int32_t frame) const { fmt::print("{}\n", TextOf(ValueAt(frame))); }
+  void PrintAt(int32_t frame) const { PrintOutput(TextOf(ValueAt(frame)) + "\n"); }
 
   template <size_t kCount>
   std::vector<Curve> Curves(const Channel<Value> (&channels)[kCount]) const {
@@ -123,7 +124,7 @@ KivComPtr<IKivKeyFrameParam> NewKeyframes(IKivVideoStreamProcessInternal& proces
 }  // namespace
 
 void RunKeyframes(const Options& options) {
-  RefuseWritingOverTheInput(options);
+  CheckFiles(options);
   const auto process = ComponentLoader::ByClassId().CreateProcess();
   const auto keyframes = NewKeyframes(*process);
   if (LoadKeyframes(options.input, *keyframes) == KeyFrameKind::kRectF) {

@@ -3,9 +3,13 @@
 #include <fmt/color.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <string>
+
+#include "host/HostError.h"
 
 namespace host {
 namespace {
@@ -43,6 +47,12 @@ void PrintMessage(std::string_view text) { PrintLine(text, fmt::terminal_color::
 
 void PrintNote(std::string_view text) {
   if (!isQuiet) PrintLine(text, fmt::terminal_color::yellow);
+}
+
+void PrintOutput(std::string_view text) {
+  if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0) {
+    FailRun("cannot write standard output: {}", std::strerror(errno));
+  }
 }
 
 }  // namespace host

@@ -17,4 +17,7 @@ void PrintMessage(std::string_view text);
 // What a user should know of a command that worked.
 void PrintNote(std::string_view text);
 
+// A command's data, on standard output. HostError when it cannot be written.
+void PrintOutput(std::string_view text);
+
 }  // namespace host

@@ -76,7 +76,9 @@ std::optional<KivRational> ReadFraction(std::string_view text) {
 std::optional<KivRational> ReadExactDecimal(std::string_view text) {
   const auto halves = SplitAt(text, '.');
   const std::string_view places = halves ? halves->right : std::string_view();
-  const auto whole = ReadDigits<int64_t>(halves ? halves->left : text);
+  const bool startsWithPoint = halves && halves->left.empty();
+  const auto whole = startsWithPoint ? std::optional<int64_t>(0)
+                                     : ReadDigits<int64_t>(halves ? halves->left : text);
   const auto part = halves ? ReadDigits<int64_t>(places) : std::optional<int64_t>(0);
   if (!whole || !part || *whole > kLargestTerm || places.size() > kMostPlaces) return std::nullopt;
   int64_t denominator = 1;
@@ -138,8 +140,10 @@ KivRational ReadSpeed(std::string_view option, std::string_view text) {
           text.find('/') == text.npos ? ReadExactDecimal(text) : ReadFraction(text)) {
     return *speed;
   }
-  FailUsage("{} {}: expected a fraction such as 1/2 or a decimal such as 0.4, terms from 1 to {}",
-            option, text, kLargestTerm);
+  FailUsage(
+      "{} {}: expected a fraction such as 1/2, terms from 1 to {}, or a decimal such as 0.4, "
+      "at most {} places",
+      option, text, kLargestTerm, kMostPlaces);
 }
 
 KivRational ReadRate(std::string_view option, std::string_view text) {

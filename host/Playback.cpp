@@ -115,15 +115,15 @@ Playback PlaybackOf(const ChainOptions& options, IKivProperties* settings,
   } else if (enabled) {
     playback.speed = StoredSpeed(options, settings);
   }
-  if (options.reverse) {
-    playback.reverse = true;
-    if (!options.reverseRange) return playback;
+  const bool stored =
+      !options.noReverse && enabled && IntOr(settings, KivKey::Speed::kReverse, 0) == 1;
+  playback.reverse = options.reverse || stored;
+  if (options.reverseRange) {
+    if (!playback.reverse) FailUsage("--reverse-range needs --reverse");
     playback.used = ResolveRange(*options.reverseRange, "--reverse-range", "clip", info.frameCount);
-    return playback;
+  } else if (!options.reverse && stored) {
+    playback.used = StoredRange(options, settings, info.frameCount);
   }
-  if (options.noReverse) return playback;
-  playback.reverse = enabled && IntOr(settings, KivKey::Speed::kReverse, 0) == 1;
-  if (playback.reverse) playback.used = StoredRange(options, settings, info.frameCount);
   return playback;
 }
 

@@ -151,7 +151,7 @@ RenderReport RenderRun::Report() const {
 }
 
 void RunOver(const Options& options, KivRange (*resolve)(const Options&, int32_t)) {
-  RefuseWritingOverTheInput(options);
+  CheckFiles(options);
   if (!options.report.empty()) KivMeasureNodes();
   RenderRun run(options, resolve);
   run.TheClip().Stabilize(options.progress);

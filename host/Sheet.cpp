@@ -108,7 +108,7 @@ class SheetPicture {
 }  // namespace
 
 void RunSheet(const Options& options) {
-  RefuseWritingOverTheInput(options);
+  CheckFiles(options);
   Clip clip(options.input, options.chain);
   const KivRange range = ResolveFrames(options.frames, "--frames", clip.Result().frameCount);
   clip.Stabilize(options.progress);

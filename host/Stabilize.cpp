@@ -9,7 +9,7 @@
 namespace host {
 
 void RunStabilize(const Options& options) {
-  RefuseWritingOverTheInput(options);
+  CheckFiles(options);
   Clip clip(options.input, options.chain);
   clip.Stabilize(options.progress);
   clip.SaveSettings(options.chain.saveSettings);

@@ -1,7 +1,6 @@
 // verify: whether every frame of the chain is the same picture however one comes to it.
 
 #include <algorithm>
-#include <cstdio>
 #include <numeric>
 #include <random>
 #include <string_view>
@@ -124,9 +123,7 @@ void Verification::Tell() const {
   if (!backward_.empty()) text += "backward: " + ListOf(backward_) + "\n";
   if (!random_.empty()) text += "random: " + ListOf(random_) + "\n";
   if (text.empty()) text = fmt::format("{} frames: forward, backward and random agree\n", Count());
-  if (std::fputs(text.c_str(), stdout) < 0 || std::fflush(stdout) != 0) {
-    FailRun("cannot write standard output");
-  }
+  PrintOutput(text);
   const size_t differing = std::max(backward_.size(), random_.size());
   if (differing == 0) return;
   // A decoder conceals damage with what it decoded before, so the way there matters.

@@ -52,18 +52,16 @@ WriteError WriterEncoder::Prepare(const char* encoderName, KivSize size, int pix
 }
 
 WriteError WriterEncoder::Open() {
+  // A refusal clears the context.
+  const std::string refusal = fmt::format("the encoder {} refuses {}x{} pictures at {}/{} a second",
+                                          context_->codec->name, context_->width, context_->height,
+                                          context_->framerate.num, context_->framerate.den);
   const int opened = avcodec_open2(context_, nullptr, nullptr);
-  if (opened < 0) return Refused(opened);
+  if (opened < 0) return refusal + ": " + AvErrorText(opened);
   frame_->format = context_->pix_fmt;
   frame_->width = context_->width;
   frame_->height = context_->height;
   return std::nullopt;
-}
-
-WriteError WriterEncoder::Refused(int code) const {
-  return fmt::format("the encoder {} refuses {}x{} pictures at {}/{} a second: {}",
-                     context_->codec->name, context_->width, context_->height,
-                     context_->framerate.num, context_->framerate.den, AvErrorText(code));
 }
 
 AVFrame* WriterEncoder::WritableFrame() {

@@ -46,7 +46,6 @@ class WriterEncoder {
 
  private:
   WriteError ReceiveAll(const PacketSink& sink);
-  WriteError Refused(int code) const;
 
   AVCodecContext* context_ = nullptr;
   AVFrame* frame_ = nullptr;

@@ -73,9 +73,9 @@ std::string LowerEnding(const std::string& name) {
 }
 
 std::string FormatNameOf(const OutputRequest& request) {
+  if (request.name == "null") return "null";
   if (!request.format.empty()) return request.format;
   if (request.name == "-") return "y4m";
-  if (request.name == "null") return "null";
   return LowerEnding(request.name);
 }
 

@@ -1,5 +1,6 @@
 #include "kiv/speed/VideoSlider.h"
 
+#include <algorithm>
 #include <string>
 #include <utility>
 
@@ -12,6 +13,7 @@ namespace {
 constexpr int64_t kTicksPerSecond = 10'000'000;
 constexpr double kHalfSecond = 5'000'000.0;
 constexpr KivRational kDefaultRate{25, 1};
+constexpr int32_t kReadOnward = 1;
 
 int64_t Difference(int64_t a, int64_t b) {
   int64_t result = 0;
@@ -51,9 +53,14 @@ HRESULT CVideoSlider::Skip(int32_t count, int32_t* moved) {
   HRESULT hr = S_OK;
   if (upstream_) {
     const int64_t earliest = EarliestStart(wanted, renderRate_.ToDouble());
-    if (count < 0) hr = StepBack(earliest);
-    // Also after stepping back: that ends one frame too early.
-    if (Succeeded(hr)) hr = StepForward(earliest);
+    if (count < 0 && !UpstreamTellsTime()) {
+      int32_t local = 0;
+      hr = upstream_->Skip(-1, &local);
+    } else {
+      if (count < 0) hr = StepBack(wanted, earliest);
+      // Also after stepping back: that ends one frame too early.
+      if (Succeeded(hr)) hr = StepForward(earliest);
+    }
   }
   if (moved) *moved = Succeeded(hr) ? count : 0;
   if (Failed(hr)) return hr;
@@ -69,7 +76,7 @@ HRESULT CVideoSlider::StepForward(int64_t earliest) {
     if (Failed(hr)) return hr;
     const int64_t before = std::exchange(time, UpstreamTime(time));
     if (time <= before) {
-      ++beyondEnd_;
+      if (time > 0) ++beyondEnd_;
       break;
     }
     beyondEnd_ = 0;
@@ -77,7 +84,7 @@ HRESULT CVideoSlider::StepForward(int64_t earliest) {
   return hr;
 }
 
-HRESULT CVideoSlider::StepBack(int64_t earliest) {
+HRESULT CVideoSlider::StepBack(int32_t wanted, int64_t earliest) {
   HRESULT hr = StepBackToEnd();
   int standing = 0;
   // The first frame starts at 0; there is nothing before it.
@@ -87,9 +94,18 @@ HRESULT CVideoSlider::StepBack(int64_t earliest) {
     const int64_t before = std::exchange(time, UpstreamTime(time));
     // A seek may have gone one frame beyond the end, so standing still once proves nothing.
     standing = time < before ? 0 : standing + 1;
-    if (standing > 1) break;
+    if (standing > 1 && Succeeded(hr)) return SeekBefore(wanted);
   }
   return hr;
+}
+
+// For an upstream that stands far beyond its end: to where stepping forward finds the frame.
+HRESULT CVideoSlider::SeekBefore(int32_t wanted) {
+  const double ratio = sourceRate_.ToDouble() / renderRate_.ToDouble();
+  const int64_t before = kiv::SaturateToInt64(ratio * (static_cast<double>(wanted) - 1));
+  const int64_t frame = std::max<int64_t>(before, 1) - 1;
+  int32_t local = 0;
+  return upstream_->Seek(kiv::ClampToInt32(frame), &local, kReadOnward);
 }
 
 // Takes back the steps that forward skips made beyond the upstream's last frame.
@@ -99,6 +115,12 @@ HRESULT CVideoSlider::StepBackToEnd() {
   const HRESULT hr = upstream_->Skip(-beyondEnd_, &local);
   if (Succeeded(hr)) beyondEnd_ = 0;
   return hr;
+}
+
+// Without it there is nothing to step by.
+bool CVideoSlider::UpstreamTellsTime() const {
+  int64_t time = 0;
+  return upstream_->GetPosition(&time) <= 0 || time != 0;
 }
 
 // A node that cannot tell leaves the value alone.

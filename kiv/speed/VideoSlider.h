@@ -35,9 +35,11 @@ class CVideoSlider : public CSourceBase {
   void ReadRates(IKivProperties* settings, IKivProperties* info);
   // Until the upstream's frame starts at `earliest` or later, or no longer does.
   HRESULT StepForward(int64_t earliest);
-  HRESULT StepBack(int64_t earliest);
+  HRESULT StepBack(int32_t wanted, int64_t earliest);
+  HRESULT SeekBefore(int32_t wanted);
   HRESULT StepBackToEnd();
   int64_t UpstreamTime(int64_t unknown) const;
+  bool UpstreamTellsTime() const;
 
   KivRational sourceRate_{25, 1};
   KivRational renderRate_{25, 1};

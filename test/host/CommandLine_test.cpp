@@ -21,6 +21,9 @@ class Refused : public testing::Test {
     WriteBytes(folder_.Path("still.json"),
                R"({"format": "kivclip-settings", "version": 1, "clip":)"
                R"( {"Speed.Scale": {"type": "KivRational", "value": "[0, 1]: 0.0 "}}})");
+    WriteBytes(folder_.Path("good.json"),
+               R"({"format": "kivclip-settings", "version": 1, "clip": {}})");
+    WriteGreyClip(folder_.Path("other.mkv"));
     std::filesystem::create_directory(folder_.Path("folder.mp4"));
     setenv("KIV_REGISTRY", "/dev/null/registry", 1);
     names_ = folder_.Names();
@@ -121,6 +124,16 @@ constexpr std::pair<const char*, const char*> kUsage[] = {
     {"keyframes @x.json --at 1.5", "expected a whole number"},
     {"render @clip.mkv -o @x.mp4 --speed ''", "no value given"},
     {"render @clip.mkv -o ''", "no value given"},
+    {"render @clip.mkv -o null --report @clip.mkv", "input itself"},
+    {"frame @clip.mkv --at 0 -o @x.png --save-settings @clip.mkv", "input itself"},
+    {"render @clip.mkv -o @other.mkv --proxy @other.mkv", "is read"},
+    {"render @clip.mkv -o @other.mkv --alpha-preset --over @other.mkv", "is read"},
+    {"render @clip.mkv -o @x.y4m --report @x.y4m", "written twice"},
+    {"render @clip.mkv -o null --report @good.json --settings @good.json", "are read"},
+    {"stabilize @clip.mkv --settings @s.png --plot @s.png", "written twice"},
+    {"frame @clip.mkv --at 1 -o @x.jpg", "ends in .png"},
+    {"render @clip.mkv -o @x.mp4 --decode-scale 10000/1", "too large a picture"},
+    {"render @clip.mkv -o @x.mp4 --reverse-range 1:2 --settings @good.json", "needs --reverse"},
     {"render @clip.mkv -o @x.mp4 --speed 2 --speed 3", "--speed is given more than once"},
     {"render @clip.mkv -o @x.mp4 --speed", "--speed"},
     {"render @clip.mkv -o @x.mp4 --alpha-preset --alpha-color ''", "--alpha-color"},
@@ -134,6 +147,8 @@ constexpr std::pair<const char*, const char*> kFailures[] = {
     {"info http://127.0.0.1/clip.mp4", "No such file"},
     {"render @clip.mkv -o @none/x.mp4", "none/x.mp4': No such file or directory"},
     {"render @clip.mkv -o null --report @none/r", "none/r"},
+    {"render @clip.mkv -o @x.mp4 --save-settings @none/s.json", "there is no folder"},
+    {"render @clip.mkv -o @x.mp4 --size 32768x16", "refuses 32768x16 pictures"},
     {"render @clip.mkv -o @x.mp4 --proxy @none.mp4", "the proxy"},
     {"render @clip.mkv -o null --alpha-preset --alpha-image @none.png", "the fill image '"},
     {"render @clip.mkv -o null --alpha-preset --alpha-image @text.json",
@@ -159,6 +174,14 @@ TEST_F(Refused, WithItsStatusAndOneLine) {
   for (const char* option : {"--alpha-image ", "--alpha-full-hd "}) {
     Expect(2, "render @clip.mkv -o null --alpha-preset " + (option + std::string(260, 'x')),
            "more than 259 characters");
+  }
+}
+
+TEST_F(Refused, WhenStandardOutputIsFull) {
+  for (const char* line : {"--help", "render --help", "info @clip.mkv", "verify @clip.mkv"}) {
+    const ProgramResult result = RunKivclip(folder_, line, "/dev/full");
+    EXPECT_EQ(1, result.status) << line;
+    EXPECT_EQ("kivclip: cannot write standard output: No space left on device\n", result.err);
   }
 }
 

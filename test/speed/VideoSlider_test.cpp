@@ -43,8 +43,20 @@ TEST(VideoSlider, TheLastFrameRepeatsBeyondTheEndAndIsLeftAgainBackwards) {
   EXPECT_EQ((Frames{3, 3, 3, 2, 2, 1, 1, 0}), test::Play(*slider.node, 8, -1));
   test::Play(*slider.node, 20);
   EXPECT_EQ(Frames{1}, test::Play(*slider.node, 1, -18));
-  slider.node->Seek(7, nullptr, 0);
-  EXPECT_EQ(Frames{1}, test::Play(*slider.node, 1, -5));
+  for (const int32_t far : {7, 20, 9000}) {
+    slider.node->Seek(far, nullptr, 0);
+    EXPECT_EQ(Frames{1}, test::Play(*slider.node, 1, 2 - far)) << far;
+  }
+}
+
+// As the speed node is one: each skip is a step then.
+TEST(VideoSlider, StepsOverAnUpstreamWithoutTimes) {
+  Slider slider(k25, k25);
+  slider.source->rate.reset();
+  slider.node->Seek(0, nullptr, 0);
+  EXPECT_EQ((Frames{1, 2, 3}), test::Play(*slider.node, 3));
+  EXPECT_EQ((Frames{2, 1, 0}), test::Play(*slider.node, 3, -1));
+  EXPECT_EQ(Frames{1}, test::Play(*slider.node, 1));
 }
 
 TEST(VideoSlider, AFailureAtAnyCallLeavesThePosition) {
