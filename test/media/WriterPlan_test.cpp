@@ -28,7 +28,8 @@ TEST(OutputPlan, FollowsTheNameTheFormatAndTheCodec) {
       {"a.y4m", "", "", -1, OutputKind::kYuv4Mpeg, OutputCodec::kNone, ""},
       {"-", "", "", -1, OutputKind::kYuv4Mpeg, OutputCodec::kNone, ""},
       {"null", "", "", -1, OutputKind::kDiscard, OutputCodec::kNone, ""},
-      {"null", "mp4", "", -1, OutputKind::kEncoded, OutputCodec::kH264, "mp4"},
+      {"null", "mp4", "", -1, OutputKind::kDiscard, OutputCodec::kNone, ""},
+      {"./null", "mp4", "", -1, OutputKind::kEncoded, OutputCodec::kH264, "mp4"},
   };
   for (const PlanCase& c : cases) {
     SCOPED_TRACE(std::string(c.name) + " " + c.format + " " + c.codec);
