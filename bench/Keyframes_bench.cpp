@@ -83,7 +83,7 @@ BENCHMARK(BM_ReadDocument)->Arg(100)->Arg(10000)->Unit(benchmark::kMillisecond);
 void CutPicture(benchmark::State& state, kiv::ScaleFilter filter) {
   constexpr int32_t kWidth = 1920, kHeight = 1080;
   constexpr size_t kRow = kWidth * 4;
-  const std::vector<uint8_t> source(kRow * kHeight, 0xA0);
+  const std::vector<uint8_t> source(kRow * kHeight, 0xFF);
   std::vector<uint8_t> target(kRow * kHeight);
   const double share = static_cast<double>(state.range(0)) / 100;
   const KivRectF region{101.3, 55.7, 1800 * share, 1000 * share};

@@ -1,8 +1,11 @@
 #include "engine/common/PictureScale.h"
 
 #include <gtest/gtest.h>
+#include <hwy/targets.h>
 
+#include <cstdlib>
 #include <limits>
+#include <random>
 #include <vector>
 
 #include "kiv/platform/KivCommon.h"
@@ -67,6 +70,75 @@ TEST(ScalePicture, AFlatPictureStaysFlatAtEveryRatio) {
   }
 }
 
+Pixels Transposed(const Pixels& picture, int32_t width) {
+  Pixels turned;
+  const size_t step = static_cast<size_t>(width);
+  for (size_t x = 0; x < step; ++x) {
+    for (size_t at = x; at < picture.size(); at += step) turned.push_back(picture[at]);
+  }
+  return turned;
+}
+
+// Colours matter as far as they cover.
+int Difference(uint32_t a, uint32_t b) {
+  const int coverage = static_cast<int>(a >> 24);
+  int most = std::abs(coverage - static_cast<int>(b >> 24));
+  for (const int shift : {0, 8, 16}) {
+    const int step = static_cast<int>(a >> shift & 255) - static_cast<int>(b >> shift & 255);
+    most = std::max(most, std::abs(step) * coverage / 255);
+  }
+  return most;
+}
+
+int MostDifferent(const Pixels& a, const Pixels& b) {
+  int most = 0;
+  for (size_t i = 0; i < a.size(); ++i) most = std::max(most, Difference(a[i], b[i]));
+  return most;
+}
+
+// Puts back what was chosen for this processor.
+class InstructionSet {
+ public:
+  explicit InstructionSet(int64_t target) { Choose(target); }
+  ~InstructionSet() { Choose(0); }
+
+ private:
+  static void Choose(int64_t target) {
+    hwy::SetSupportedTargetsForTest(target);
+    hwy::GetChosenTarget().DeInit();
+  }
+};
+
+// Across and down are different loops, vectors of every length and without, whole ones and the rest of
+// a row: all have to agree on noise of every coverage.
+TEST(ScalePicture, EveryInstructionSetGivesThePictureThatIsRightOnItsSide) {
+  constexpr int32_t kWidth = 101, kHeight = 83;
+  std::mt19937 random(7);
+  Pixels source(kWidth * kHeight);
+  for (uint32_t& pixel : source) {
+    const auto bits = static_cast<uint32_t>(random());
+    pixel = bits % 3 == 0 ? bits | 0xFF000000 : bits;
+  }
+  const Pixels turned = Transposed(source, kWidth);
+  int64_t targets = hwy::SupportedTargets();
+  ASSERT_NE(0, targets);
+  for (; targets != 0; targets &= targets - 1) {
+    for (const auto filter : {ScaleFilter::kNearest, ScaleFilter::kLinear, ScaleFilter::kArea,
+                              ScaleFilter::kCubic, ScaleFilter::kSmooth}) {
+      for (const auto& [width, height] : {std::pair{230, 97}, {61, 40}, {3, 1}}) {
+        Pixels target(static_cast<size_t>(width * height)), other(target), chosen(target);
+        ASSERT_EQ(S_OK, ScaleTo(source, kWidth, kHeight, chosen, width, height, filter));
+        const InstructionSet only(targets & -targets);
+        ASSERT_EQ(S_OK, ScaleTo(source, kWidth, kHeight, target, width, height, filter));
+        ASSERT_EQ(S_OK, ScaleTo(turned, kHeight, kWidth, other, height, width, filter));
+        EXPECT_GE(1, MostDifferent(target, Transposed(other, height)))
+            << static_cast<int>(filter) << " to " << width << ", instructions " << targets;
+        EXPECT_GE(1, MostDifferent(target, chosen)) << targets;
+      }
+    }
+  }
+}
+
 struct RegionCase {
   ScaleFilter filter;
   double begin, length;
@@ -77,6 +149,7 @@ TEST(ScaleRegion, BeginsAndEndsBetweenPixels) {
   const Pixels kRamp = Greys({10, 20, 30, 40, 50, 60});
   const RegionCase kCases[] = {
       {ScaleFilter::kCubic, 2, 3, kRamp, Greys({30, 40, 50})},
+      {ScaleFilter::kCubic, 1, 2, {9, 0x01FFEEDD, 0x00123456, 9}, {0x01FFEEDD, 0x00123456}},
       {ScaleFilter::kCubic, 1.3, 3, kRamp, Greys({23, 33, 43})},
       {ScaleFilter::kCubic, 2, 1, kRamp, Greys({28, 33})},  // 27.5 and 32.5
       // Two to one: (29 - 9 - 3) / 256 of the step comes from beyond it.
