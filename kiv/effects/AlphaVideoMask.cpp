@@ -1,6 +1,6 @@
 #include "kiv/effects/AlphaVideoMask.h"
 
-#include <cstdlib>
+#include <cmath>
 #include <utility>
 
 #include "kiv/platform/KivCommon.h"
@@ -46,8 +46,10 @@ void AlphaVideoMask::Seek(int64_t time, int32_t mode) {
 void AlphaVideoMask::Skip(int32_t count, int32_t* moved, int64_t time, int64_t frameLength) {
   if (!decoder_) return;
   decoder_->Skip(count, moved);
-  const int64_t away = std::llabs(decoder_->GetCurrentTime() - time);
-  if (away >= frameLength / 2 && away > 1) {
+  // A rate of 0/1 puts frames at the ends of what a time can be.
+  const double away =
+      std::fabs(static_cast<double>(decoder_->GetCurrentTime()) - static_cast<double>(time));
+  if (away >= static_cast<double>(frameLength / 2) && away > 1) {
     Seek(time, static_cast<int32_t>(KivSeekMode::kReadOnward));
   }
 }

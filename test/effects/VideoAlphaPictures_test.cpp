@@ -1,5 +1,6 @@
 // What the alpha video node makes of small drawn pictures, pixel by pixel.
 #include <cstring>
+#include <limits>
 
 #include "engine/media/Writer.h"
 #include "test/effects/AlphaFixture.h"
@@ -163,6 +164,7 @@ TEST_F(AlphaMask, ItsFramesStayBesideThePresets) {
   Apply();
   chain.node->Seek(47, nullptr, 0);
   EXPECT_EQ((Calls{"Seek 18800000 mode 1", "Seek 18800000 mode 0"}), MaskCalls());
+  EXPECT_EQ((Calls{"Seek 47", "Seek 47"}), Taken()) << "opening puts both at the same place";
   const Calls kSkipped = {"Skip 1", "GetCurrentTime"}, kNone;
   for (const Calls& expected : {kSkipped, kSkipped, kNone, kNone}) {
     chain.node->Skip(1, nullptr);
@@ -173,6 +175,65 @@ TEST_F(AlphaMask, ItsFramesStayBesideThePresets) {
   mask->decoder->time = 20'200'000;  // one of 50 frames a second, where a skip leads half as far
   chain.node->Skip(1, nullptr);
   EXPECT_EQ((Calls{"Skip 1", "GetCurrentTime", "Seek 20400000 mode 1"}), MaskCalls());
+}
+
+TEST_F(AlphaMask, OneThatIsNotShownIsNotMoved) {
+  struct {
+    int32_t fullHd, canChangeColour;
+    Calls opened;
+  } const kCases[] = {
+      {0, 0, {"Seek 12000000 mode 1"}}, {2, 0, {"Seek 12000000 mode 1"}}, {1, 1, {}}};
+  record.pauseTime = 2;
+  for (const auto& c : kCases) {
+    chain.node->Flush();
+    record.fullHd = c.fullHd;
+    record.canChangeColour = c.canChangeColour;
+    Apply();
+    chain.node->Seek(30, nullptr, 0);
+    chain.node->Skip(1, nullptr);
+    EXPECT_EQ(c.opened, MaskCalls()) << c.fullHd;
+    EXPECT_EQ(c.opened.size() * 2, mask->log.Take().size()) << c.fullHd;
+    EXPECT_EQ(c.canChangeColour == 0, Shown() == kDrawn);
+    EXPECT_EQ(Calls{}, MaskCalls());
+  }
+}
+
+TEST_F(AlphaMask, StaysBesideAPresetWithoutARate) {
+  const KivPropDecorator settings = KivCommon::CreateProperties(),
+                         info = KivCommon::CreateProperties();
+  const KivRational none{0, 1};
+  info->SetRational((std::wstring(KivKey::Source::kSource_Framerate) + L".Video").c_str(), &none);
+  EXPECT_EQ(S_OK, chain.node->Initialize(settings.Reference(), info.Reference()));
+  const KivRange shorterThanThePreset{0, 10};
+  Send(*chain.node, CommandId::SetRenderRange, &shorterThanThePreset);
+  chain.node->Seek(0, nullptr, 0);
+  MaskCalls();
+  mask->decoder->time = 400'000;
+  chain.node->Skip(-1, nullptr);
+  const std::string earliest = std::to_string(std::numeric_limits<int64_t>::min());
+  EXPECT_EQ((Calls{"Skip -1", "GetCurrentTime", "Seek " + earliest + " mode 1"}), MaskCalls());
+}
+
+// A path alone does not make it ready: only a clip's settings look whether the file is there.
+TEST_F(AlphaPictures, AMaskIsUsedOnceSettingsWereLoaded) {
+  const auto mask = test::FakeMediaSource::Make();
+  const test::SwappedClass swapped{kMediaSourceClassId, static_cast<IKivMediaSource*>(mask.Get())};
+  WriteBytes(folder.Path("mask"), "it has to be there");
+  record.fullHd = 1;
+  SetPath(record.fullHdDataPath, folder.Path("mask"));
+  Apply();
+  EXPECT_EQ(kDrawn, Shown());
+  const KivPropDecorator bag = KivCommon::CreateProperties();
+  chain.node->SaveSettings(bag.Get());
+  chain.node->Initialize(bag.Reference(), bag.Reference());
+  EXPECT_EQ(kDrawn, Shown());
+  EXPECT_EQ(Calls{}, mask->log.Take());
+  LoadMask(folder.Path("none"));
+  EXPECT_EQ(kDrawn, Shown());
+  EXPECT_EQ(Calls{}, mask->log.Take()) << "no file";
+  LoadMask(folder.Path("mask"));
+  Shown();
+  EXPECT_EQ("Open " + folder.Path("mask"), mask->log.Take().at(0));
 }
 
 TEST_F(AlphaMask, OneThatCannotBeOpenedIsNotTriedForEveryFrame) {

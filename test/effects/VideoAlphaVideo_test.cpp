@@ -195,9 +195,32 @@ TEST_F(AlphaVideo, InitializeReadsRateAndRangeAndKeepsWhatIsMissing) {
   EXPECT_EQ(E_FAIL, chain.node->Initialize(nullptr, nullptr));
   EXPECT_EQ(1, chain.node->GetPreset());
   chain.source->initializeResult = 5;
+  SetPath(record.imagePath, "image.png");
+  record.duration = 3;
+  Apply();
   EXPECT_EQ(5, chain.node->Initialize(nullptr, nullptr));
-  EXPECT_EQ(0, chain.node->GetPreset());
-  EXPECT_EQ(0, Record().pauseTime);
+  const AlphaVideoSettings read = Record();
+  EXPECT_EQ(0, read.preset);
+  EXPECT_EQ(0, read.pauseTime);
+  EXPECT_EQ(5, read.duration);
+  EXPECT_EQ(u'i', read.imagePath[0]) << "paths stay";
+}
+
+TEST_F(AlphaVideo, WhatIsMissingInAClipsSettingsStays) {
+  SetPath(record.imagePath, "image.png");
+  SetPath(record.fullHdDataPath, "mask.mp4");
+  Apply();
+  const KivPropDecorator bag = KivCommon::CreateProperties(), info = KivCommon::CreateProperties();
+  bag->SetInt(KivKey::AlphaVideo::kAlphaVideo_LoopCount, 99);
+  EXPECT_EQ(S_OK, chain.node->LoadSettings(bag.Get()));
+  EXPECT_EQ(0, Record().loopCount) << "without a preset nothing is read";
+  bag->SetInt(KivKey::AlphaVideo::kAlphaVideo_PresetVideo, 1);
+  bag->SetString(KivKey::AlphaVideo::kAlphaVideo_ImageFilepath, L"");
+  EXPECT_EQ(S_OK, chain.node->LoadSettings(bag.Get()));
+  EXPECT_EQ(99, Record().loopCount);
+  EXPECT_EQ(S_OK, chain.node->Initialize(bag.Reference(), info.Reference()));
+  EXPECT_EQ(u'i', Record().imagePath[0]);
+  EXPECT_EQ(u'm', Record().fullHdDataPath[0]);
 }
 
 }  // namespace
