@@ -62,12 +62,22 @@ function(kiv_add_module name)
   target_link_libraries(${target} ${scope} ${ARG_DEPS})
 endfunction()
 
-# kiv_add_test(NAME SOURCES ... DEPS ... [LABELS ...]): one test program, run by ctest as one test.
+# kiv_add_test(NAME SOURCES ... DEPS ... [LABELS ...] [KERNELS]): one test program, run by ctest as one
+# test. With KERNELS it is run again as on processors with less: vectorized code is compiled several times.
 function(kiv_add_test name)
-  cmake_parse_arguments(ARG "" "" "SOURCES;DEPS;LABELS" ${ARGN})
+  cmake_parse_arguments(ARG "KERNELS" "" "SOURCES;DEPS;LABELS" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
   target_link_libraries(${name} PRIVATE kiv_warnings ${ARG_DEPS} GTest::gtest_main)
+  set(environment "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/test/leaks.supp:print_suppressions=0;TSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/test/threads.supp")
   add_test(NAME ${name} COMMAND ${name})
-  set_tests_properties(${name} PROPERTIES LABELS "${ARG_LABELS}" TIMEOUT 900
-    ENVIRONMENT "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/test/leaks.supp:print_suppressions=0;TSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/test/threads.supp")
+  set_tests_properties(${name} PROPERTIES LABELS "${ARG_LABELS}" TIMEOUT 900 ENVIRONMENT "${environment}")
+  if(ARG_KERNELS)
+    target_sources(${name} PRIVATE ${PROJECT_SOURCE_DIR}/test/support/InstructionSet.cpp)
+    target_link_libraries(${name} PRIVATE PkgConfig::HWY)
+    foreach(instructions scalar sse avx2)
+      add_test(NAME ${name}_${instructions} COMMAND ${name})
+      set_tests_properties(${name}_${instructions} PROPERTIES LABELS kernels TIMEOUT 900
+        ENVIRONMENT "${environment};KIV_TEST_INSTRUCTIONS=${instructions}")
+    endforeach()
+  endif()
 endfunction()
