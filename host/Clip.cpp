@@ -1,5 +1,6 @@
 #include "host/Clip.h"
 
+#include <fmt/format.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -14,6 +15,7 @@
 #include "host/HostError.h"
 #include "host/KeptOptions.h"
 #include "host/Memory.h"
+#include "host/Messages.h"
 #include "host/Settings.h"
 #include "kiv/chain/NodeTypes.h"
 #include "kiv/platform/KeyNames.h"
@@ -85,6 +87,10 @@ OpenedInput OpenInput(const std::string& path, const char* what) {
   }
   if (input.info.frameCount < 1 || input.info.size.width < 1 || input.info.size.height < 1) {
     FailRun("cannot open {} '{}': its video stream has no pictures", what, path);
+  }
+  if (const int32_t missing = input.info.picturesBeyondEnd; missing > 0) {
+    PrintNote(fmt::format("warning: '{}' is cut off: {} of its pictures reach beyond its end", path,
+                          missing));
   }
   return input;
 }

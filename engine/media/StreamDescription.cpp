@@ -114,6 +114,21 @@ const char* PreferredDecoder(const AVStream& stream) {
   }
 }
 
+namespace {
+
+int32_t PicturesBeyondEnd(AVIOContext* file, AVStream* stream) {
+  const int64_t end = file ? avio_size(file) : -1;
+  if (end < 0) return 0;
+  int32_t beyond = 0;
+  for (int i = 0; i < avformat_index_get_entries_count(stream); ++i) {
+    const AVIndexEntry* const entry = avformat_index_get_entry(stream, i);
+    if ((entry->flags & AVINDEX_DISCARD_FRAME) == 0 && entry->pos > end - entry->size) ++beyond;
+  }
+  return beyond;
+}
+
+}  // namespace
+
 KivStreamInfo DescribeStream(const MediaInput& input, int stream) {
   const AVStream& video = *input.Stream(stream);
   const AVCodecParameters& parameters = *video.codecpar;
@@ -126,6 +141,7 @@ KivStreamInfo DescribeStream(const MediaInput& input, int stream) {
       av_guess_sample_aspect_ratio(input.Context(), input.Context()->streams[stream], nullptr);
   if (aspect.num > 0 && aspect.den > 0) info.sampleAspect = {aspect.num, aspect.den};
   info.audioStreams = input.AudioStreamCount();
+  info.picturesBeyondEnd = PicturesBeyondEnd(input.Context()->pb, input.Context()->streams[stream]);
   PutText(info.codec, avcodec_get_name(parameters.codec_id));
   PutText(info.container, input.Context()->iformat->name);
   DescribePixels(video, &info);
