@@ -104,6 +104,7 @@ TEST_F(Stabilize, ASourceFrameLooksTheSameWhicheverWayItComes) {
   ASSERT_EQ(static_cast<size_t>(kFrames), all.size());
   EXPECT_NE(all, Rendered(""));
   Run("verify @clip.mkv --stabilize");
+  Run("verify @clip.mkv --stabilize --reverse --crop 0,0,0.5,0.5");
   const struct {
     const char* options;
     std::vector<size_t> shown;
