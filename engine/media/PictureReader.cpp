@@ -110,19 +110,23 @@ HRESULT PictureReader::At(int64_t frame, const ReadSpan& span, const AVFrame** p
 
 bool PictureReader::Reach(int64_t frame) {
   const FrameRoute route = index_->RouteTo(frame);
-  if (CanRunOnTo(route, frame)) {
-    if (RunTo(frame)) return true;
-  } else if (StartAt(route.key) && RunTo(frame)) {
-    return true;
-  }
+  bool reached = CanRunOnTo(route, frame) ? RunTo(frame) : StartAt(route.key) && RunTo(frame);
+  if (reached && !IsLostAtEnd(frame)) return true;
   int32_t from = route.key;
   for (int i = 0; startedAt_ > 0 && i < kEarlierKeys && MayTryAgain(); ++i) {
     from = index_->KeyBefore(from);
-    if (StartAt(from) && RunTo(frame)) return true;
+    reached = StartAt(from) && RunTo(frame);
+    if (reached && !IsLostAtEnd(frame)) return true;
   }
-  return startedAt_ > 0 && route.target <= kNearBeginning && MayTryAgain() && StartAt(0) &&
-         RunTo(frame);
+  if (startedAt_ > 0 && route.target <= kNearBeginning && MayTryAgain()) {
+    reached = StartAt(0) && RunTo(frame);
+  }
+  return reached;
 }
+
+// H.264 that refers to pictures before its start loses the stream's last picture when that follows
+// right behind: from further back it comes out.
+bool PictureReader::IsLostAtEnd(int64_t frame) const { return drained_ && shownFrame_ < frame; }
 
 // From further back there is no more to be had of a decoder that was drained on purpose.
 bool PictureReader::MayTryAgain() const { return !stopped_ && !drainedEarly_; }
