@@ -15,6 +15,7 @@ namespace {
 
 // How often an undecodable frame is tried from an earlier key packet.
 constexpr int kEarlierKeys = 3;
+constexpr int32_t kNearStart = 16;
 // The beginning of the stream is the last resort for frames up to here.
 constexpr int32_t kNearBeginning = 3000;
 // A stream that failed to give anything this often is not tried again.
@@ -111,12 +112,12 @@ HRESULT PictureReader::At(int64_t frame, const ReadSpan& span, const AVFrame** p
 bool PictureReader::Reach(int64_t frame) {
   const FrameRoute route = index_->RouteTo(frame);
   bool reached = CanRunOnTo(route, frame) ? RunTo(frame) : StartAt(route.key) && RunTo(frame);
-  if (reached && !IsLostAtEnd(frame)) return true;
+  if (reached && !IsLostNearStart(route, frame)) return true;
   int32_t from = route.key;
   for (int i = 0; startedAt_ > 0 && i < kEarlierKeys && MayTryAgain(); ++i) {
     from = index_->KeyBefore(from);
     reached = StartAt(from) && RunTo(frame);
-    if (reached && !IsLostAtEnd(frame)) return true;
+    if (reached && !IsLostNearStart(route, frame)) return true;
   }
   if (startedAt_ > 0 && route.target <= kNearBeginning && MayTryAgain()) {
     reached = StartAt(0) && RunTo(frame);
@@ -124,9 +125,11 @@ bool PictureReader::Reach(int64_t frame) {
   return reached;
 }
 
-// H.264 that refers to pictures before its start loses the stream's last picture when that follows
-// right behind: from further back it comes out.
-bool PictureReader::IsLostAtEnd(int64_t frame) const { return drained_ && shownFrame_ < frame; }
+// H.264 that refers to pictures before its start may lose one of the first behind it: from further
+// back it comes out.
+bool PictureReader::IsLostNearStart(const FrameRoute& route, int64_t frame) const {
+  return shownFrame_ < frame && route.target - startedAt_ <= kNearStart;
+}
 
 // From further back there is no more to be had of a decoder that was drained on purpose.
 bool PictureReader::MayTryAgain() const { return !stopped_ && !drainedEarly_; }

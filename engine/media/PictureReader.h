@@ -70,7 +70,7 @@ class KIV_ENGINE_API PictureReader {
 
   bool Holds(int64_t frame) const;
   bool Reach(int64_t frame);
-  bool IsLostAtEnd(int64_t frame) const;
+  bool IsLostNearStart(const FrameRoute& route, int64_t frame) const;
   bool MayTryAgain() const;
   bool CanRunOnTo(const FrameRoute& route, int64_t frame) const;
   bool StartAt(int32_t packet);
