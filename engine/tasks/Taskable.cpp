@@ -34,6 +34,7 @@ struct CKivTaskable::Core {
   // The thread's part.
   void Run();
   enumTaskState Work();
+  bool HadFinished();
   bool ProcessAll();
   bool MayGoOn();
   bool Rest();
@@ -57,6 +58,7 @@ struct CKivTaskable::Core {
   bool pauseWanted = false;
   bool resting = false;
   bool closed = false;
+  bool hadFinished = false;  // before the run under way
   uint64_t runsOver = 0;
   enumTaskState lastOutcome = enumTaskState::kNeverStarted;
 };
@@ -117,12 +119,18 @@ enumTaskState CKivTaskable::Core::Work() {
     t.onCreate();
     accepted = t.onStart() != 0;
   });
-  if (!accepted) return enumTaskState::kStopped;
+  // What an earlier run brought stands.
+  if (!accepted) return HadFinished() ? enumTaskState::kFinished : enumTaskState::kStopped;
   if (ProcessAll() && Call([](CKivTaskable& t) { t.onComplete(); })) {
     return enumTaskState::kFinished;
   }
   Call([](CKivTaskable& t) { t.onStop(); });
   return enumTaskState::kStopped;
+}
+
+bool CKivTaskable::Core::HadFinished() {
+  const std::lock_guard held(lock);
+  return hadFinished;
 }
 
 bool CKivTaskable::Core::ProcessAll() {
@@ -218,6 +226,7 @@ HRESULT CKivTaskable::Start() {
   }
   core->runner = core->thread.get_id();
   core->active = true;
+  core->hadFinished = core->state == enumTaskState::kFinished;
   core->state = enumTaskState::kRunning;
   return S_OK;
 }
@@ -259,6 +268,11 @@ enumTaskState CKivTaskable::GetTaskState() {
 }
 
 HRESULT CKivTaskable::SetTaskState(enumTaskState state) {
+  return EnterState(state, [] { return true; });
+}
+
+HRESULT CKivTaskable::EnterState(enumTaskState state, const std::function<bool()>& prepare) {
+  bool ready = false;
   {
     std::unique_lock held(core_->lock);
     if (core_->OnTaskThread()) return E_NOTREADY;
@@ -266,10 +280,24 @@ HRESULT CKivTaskable::SetTaskState(enumTaskState state) {
       core_->RequestStopLocked();
       core_->AwaitEndLocked(held);
     }
-    core_->state = state;
+    // For others this is a run without a state of its own.
+    core_->active = true;
+    core_->runner = {};
   }
-  core_->Tell(state);
-  return S_OK;
+  try {
+    ready = prepare();
+  } catch (...) {
+    KIV_LOG(LogLevel::kFailure, L"A task's state could not be prepared");
+  }
+  {
+    const std::lock_guard held(core_->lock);
+    if (ready) core_->state = state;
+    core_->active = false;
+    ++core_->runsOver;
+    core_->changed.notify_all();
+  }
+  if (ready) core_->Tell(state);
+  return ready ? S_OK : S_FALSE;
 }
 
 void CKivTaskable::onProcess(KivTaskProgress* progress) { progress->done = 1; }

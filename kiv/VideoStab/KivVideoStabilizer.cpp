@@ -235,7 +235,7 @@ void CKivVideoStabilizer::ReapplySettings() {
       task_.SetAnalysisSettings(settings);
       return task_.AdoptStoredData();
     case enumTaskState::kFinished:
-      if (task_.HasResultFor(settings)) return task_.UseSize(settings.oSize);
+      if (task_.HasResultFor(settings)) return task_.SupplySize(settings.oSize);
       break;
     case enumTaskState::kRunning:
     case enumTaskState::kPaused:

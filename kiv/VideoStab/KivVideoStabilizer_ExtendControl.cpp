@@ -23,6 +23,42 @@ bool IsUnderWay(enumTaskState state) {
   return state == enumTaskState::kRunning || state == enumTaskState::kPaused;
 }
 
+HRESULT OpenSource(const StabSettings& settings, KivComPtr<IKivMediaDecoder>* stream) {
+  if (!IsMediaLocationAvailable(settings.wstrPath.c_str())) return E_INVALIDARG;
+  const KivPropDecorator options = KivCommon::CreateProperties();
+  if (!options) return E_OUTOFMEMORY;
+  options.Get()->SetInt(KivKey::Codec::GPU::kGPUFirst, 0);
+  KivComPtr<IKivMediaSource> file;
+  if (const auto factory = KivCommon::GetFactory(nullptr)) {
+    factory->OpenMediaFile(file.Put(), settings.wstrPath.c_str(), options.Get());
+  }
+  if (!file) {
+    KIV_LOG(LogLevel::kCreation, L"Failed to create codec from file : %ls",
+            settings.wstrPath.c_str());
+    return E_UNSUPPORTED;
+  }
+  if (Failed(file->GetVideoStream(settings.nStreamIdx, stream->Put())) || !*stream) {
+    KIV_LOG(LogLevel::kCreation, L"Failed to get video stream of index : %d", settings.nStreamIdx);
+    return E_NOTREADY;
+  }
+  return S_OK;
+}
+
+KivComPtr<IKivStabilizerAlgorithm> MakeAlgorithm() {
+  KivComPtr<IKivStabilizerAlgorithm> made;
+  KivCommon::GetInterface(kStabilizerAlgorithmClassId, nullptr, 0, IKivStabilizerAlgorithm::kIid,
+                          made.PutVoid());
+  if (!made) KIV_LOG(LogLevel::kCreation, L"Failed to create video stabilizer ");
+  return made;
+}
+
+KivComPtr<IKivFrame> MakeFrame() {
+  KivComPtr<IKivFrame> made;
+  KivCommon::GetInterface(kFrameClassId, nullptr, 1, IKivFrame::kIid, made.PutVoid());
+  if (!made) KIV_LOG(LogLevel::kCreation, L"Failed to create video frame");
+  return made;
+}
+
 }  // namespace
 
 CKivVideoStabExtendControl::CKivVideoStabExtendControl(IUnknown* outer)
@@ -97,67 +133,26 @@ bool CKivVideoStabExtendControl::HasResultFor(const StabSettings& settings) cons
   return dataSettings_ && *dataSettings_ == settings;
 }
 
-// The result's shifts are in pixels of a picture of this size.
-void CKivVideoStabExtendControl::UseSize(const KivSize& size) {
-  KivComPtr<IKivStabilizerAlgorithm> dropped;
+void CKivVideoStabExtendControl::SupplySize(const KivSize& size) {
+  KivComPtr<IKivStabilizerAlgorithm> sizeless;
+  StabData data;
   {
     CSimpleMutexLock guard(lock_);
-    analysisSettings_.oSize = size;
-    if (runSettings_.oSize == size) return;
-    runSettings_.oSize = size;
-    algorithm_.Swap(dropped);
+    if (runSettings_.oSize.width > 0 && runSettings_.oSize.height > 0) return;
+    sizeless = algorithm_;
+    data = data_;
   }
-  onComplete();
+  auto algorithm = MakeAlgorithm();
+  if (!algorithm || Failed(algorithm->Begin(&size)) || Failed(algorithm->SetData(&data))) return;
+  CSimpleMutexLock guard(lock_);
+  if (algorithm_ != sizeless) return;  // another run has begun
+  analysisSettings_.oSize = runSettings_.oSize = size;
+  algorithm_.Swap(algorithm);
 }
 
 bool CKivVideoStabExtendControl::IsAnalysing(const StabSettings& settings) const {
   CSimpleMutexLock guard(lock_);
   return analysisSettings_ == settings;
-}
-
-HRESULT CKivVideoStabExtendControl::OpenSource(const StabSettings& settings) {
-  if (!IsMediaLocationAvailable(settings.wstrPath.c_str())) return E_INVALIDARG;
-  const KivPropDecorator options = KivCommon::CreateProperties();
-  if (!options) return E_OUTOFMEMORY;
-  options.Get()->SetInt(KivKey::Codec::GPU::kGPUFirst, 0);
-  KivComPtr<IKivMediaSource> file;
-  if (const auto factory = KivCommon::GetFactory(nullptr)) {
-    factory->OpenMediaFile(file.Put(), settings.wstrPath.c_str(), options.Get());
-  }
-  if (!file) {
-    KIV_LOG(LogLevel::kCreation, L"Failed to create codec from file : %ls",
-            settings.wstrPath.c_str());
-    return E_UNSUPPORTED;
-  }
-  KivComPtr<IKivMediaDecoder> stream;
-  if (Failed(file->GetVideoStream(settings.nStreamIdx, stream.Put())) || !stream) {
-    KIV_LOG(LogLevel::kCreation, L"Failed to get video stream of index : %d", settings.nStreamIdx);
-    return E_NOTREADY;
-  }
-  CSimpleMutexLock guard(lock_);
-  stream_.Swap(stream);
-  return S_OK;
-}
-
-HRESULT CKivVideoStabExtendControl::CreateAlgorithm() {
-  KivComPtr<IKivStabilizerAlgorithm> made;
-  KivCommon::GetInterface(kStabilizerAlgorithmClassId, nullptr, 0, IKivStabilizerAlgorithm::kIid,
-                          made.PutVoid());
-  if (!made) KIV_LOG(LogLevel::kCreation, L"Failed to create video stabilizer ");
-  const HRESULT hr = made ? S_OK : E_OUTOFMEMORY;
-  CSimpleMutexLock guard(lock_);
-  algorithm_.Swap(made);
-  return hr;
-}
-
-HRESULT CKivVideoStabExtendControl::CreateFrameComponent() {
-  KivComPtr<IKivFrame> made;
-  KivCommon::GetInterface(kFrameClassId, nullptr, 1, IKivFrame::kIid, made.PutVoid());
-  if (!made) KIV_LOG(LogLevel::kCreation, L"Failed to create video frame");
-  const HRESULT hr = made ? S_OK : E_OUTOFMEMORY;
-  CSimpleMutexLock guard(lock_);
-  frame_.Swap(made);
-  return hr;
 }
 
 void CKivVideoStabExtendControl::DropStream() {
@@ -168,34 +163,42 @@ void CKivVideoStabExtendControl::DropStream() {
   frame_.Swap(frame);
 }
 
+// A refusal leaves what an earlier run brought.
 int32_t CKivVideoStabExtendControl::onStart() {
-  const StabSettings settings = AnalysisSettings();
+  StabSettings settings = AnalysisSettings();
   if (settings.Enable == 0) return kRefuse;
   DropStream();
-  if (Failed(OpenSource(settings)) || Failed(CreateAlgorithm()) || Failed(CreateFrameComponent())) {
-    return kRefuse;
-  }
-  const double rate = settings.ratFramerate.ToDouble();
-  times_ = {KivCommon::FrameNumberToPTS(settings.rngSource.start, rate),
-            KivCommon::FrameNumberToPTS(settings.rngSource.end, rate)};
-  counter_ = settings.rngSource.start;
-  lastFrame_ = settings.rngSource.end;
-  const Run run = CurrentRun();
-  if (!run.IsWhole()) return kRefuse;
-  run.stream->Seek(times_.start, static_cast<int32_t>(KivSeekMode::kReadOnward));
-  if (Failed(run.algorithm->Begin(&settings.oSize)) || Failed(run.algorithm->StartAnalysis())) {
-    return kRefuse;
-  }
+  Run run;
+  if (!BeginRun(settings, &run)) return kRefuse;
   CSimpleMutexLock guard(lock_);
-  runSettings_ = settings;
+  stream_.Swap(run.stream);
+  algorithm_.Swap(run.algorithm);
+  frame_.Swap(run.frame);
+  runSettings_ = std::move(settings);
   data_.motions.clear();
   running_->exchange(1);
   return kProceed;
 }
 
+bool CKivVideoStabExtendControl::BeginRun(const StabSettings& settings, Run* run) {
+  if (Failed(OpenSource(settings, &run->stream))) return false;
+  run->algorithm = MakeAlgorithm();
+  if (!run->algorithm) return false;
+  run->frame = MakeFrame();
+  if (!run->frame) return false;
+  const double rate = settings.ratFramerate.ToDouble();
+  times_ = {KivCommon::FrameNumberToPTS(settings.rngSource.start, rate),
+            KivCommon::FrameNumberToPTS(settings.rngSource.end, rate)};
+  counter_ = settings.rngSource.start;
+  lastFrame_ = settings.rngSource.end;
+  run->stream->Seek(times_.start, static_cast<int32_t>(KivSeekMode::kReadOnward));
+  return Succeeded(run->algorithm->Begin(&settings.oSize)) &&
+         Succeeded(run->algorithm->StartAnalysis());
+}
+
 CKivVideoStabExtendControl::Run CKivVideoStabExtendControl::CurrentRun() const {
   CSimpleMutexLock guard(lock_);
-  return {stream_, algorithm_};
+  return {stream_, algorithm_, nullptr};
 }
 
 int64_t CKivVideoStabExtendControl::PercentDone(IKivMediaDecoder& stream) const {
@@ -243,9 +246,11 @@ void CKivVideoStabExtendControl::onComplete() {
   if (algorithm) {
     algorithm->CollectResult(&data);
   } else {
-    if (Failed(CreateAlgorithm())) return;
-    algorithm = Algorithm();
+    algorithm = MakeAlgorithm();
+    if (!algorithm) return;
     algorithm->Begin(&settings.oSize);
+    CSimpleMutexLock guard(lock_);
+    algorithm_ = algorithm;
   }
   DropStream();
   algorithm->SetData(&data);
@@ -276,17 +281,27 @@ bool CKivVideoStabExtendControl::FitsRange(const StabStoredData& data) {
 }
 
 void CKivVideoStabExtendControl::AdoptStoredData() {
-  KivComPtr<IKivStabilizerAlgorithm> dropped;  // it was begun with the size of other data
   {
     CSimpleMutexLock guard(lock_);
     if (!FitsRange({analysisSettings_, data_.motions})) return;
+  }
+  EnterState(enumTaskState::kFinished, [this] { return TakeStoredData(); });
+}
+
+// False when a run began meanwhile, which forgets them.
+bool CKivVideoStabExtendControl::TakeStoredData() {
+  KivComPtr<IKivStabilizerAlgorithm> dropped;  // it was begun with the size of other data
+  {
+    CSimpleMutexLock guard(lock_);
+    if (!FitsRange({analysisSettings_, data_.motions})) return false;
     data_.first = analysisSettings_.rngSource.start;
     data_.last = analysisSettings_.rngSource.end;
     runSettings_ = analysisSettings_;
     algorithm_.Swap(dropped);
   }
   if (dropped) dropped->ReleaseState();
-  if (Succeeded(SetTaskState(enumTaskState::kFinished))) onComplete();
+  onComplete();
+  return true;
 }
 
 HRESULT CKivVideoStabExtendControl::SaveData(IKivProperties* bag) {

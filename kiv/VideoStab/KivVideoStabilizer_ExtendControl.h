@@ -64,8 +64,8 @@ class CKivVideoStabExtendControl final : public scombase::CUnknown,
   void AdoptStoredData();
   void ClearData();
 
-  // Corrects by the same result in a source of another size.
-  void UseSize(const KivSize& size);
+  // The source's size, for a result that was stored without: its shifts are in pixels of that size.
+  void SupplySize(const KivSize& size);
 
   // Whether the result is for these settings; whether the run under way is.
   bool HasResultFor(const StabSettings& settings) const;
@@ -90,7 +90,7 @@ class CKivVideoStabExtendControl final : public scombase::CUnknown,
   struct Run {
     KivComPtr<IKivMediaDecoder> stream;
     KivComPtr<IKivStabilizerAlgorithm> algorithm;
-    // Not so when data were adopted meanwhile.
+    KivComPtr<IKivFrame> frame;  // to begin with
     bool IsWhole() const { return stream && algorithm; }
   };
 
@@ -98,9 +98,7 @@ class CKivVideoStabExtendControl final : public scombase::CUnknown,
   KivComPtr<IKivStabilizerAlgorithm> Algorithm() const;
   Run CurrentRun() const;
 
-  HRESULT OpenSource(const StabSettings& settings);
-  HRESULT CreateAlgorithm();
-  HRESULT CreateFrameComponent();
+  bool BeginRun(const StabSettings& settings, Run* run);
   void AnalyseNext(KivTaskProgress* progress);
   void KeepFrame(KivComPtr<IKivFrame> frame);
   void DropStream();
@@ -108,6 +106,7 @@ class CKivVideoStabExtendControl final : public scombase::CUnknown,
   // The last thing that a function of the task does: the callback may end the task.
   void Tell(StabCallbackState state, int64_t percent);
 
+  bool TakeStoredData();
   static bool FitsRange(const StabStoredData& data);
   HRESULT Install(StabStoredData loaded);
 

@@ -3,7 +3,7 @@
 //
 // One run, all of it on the task's thread:
 //   onCreate, onStart, onRunning, onProcess ... onProcess, onComplete      state 5 follows
-//   onCreate, onStart (refuses)                                            state 4 follows
+//   onCreate, onStart (refuses)                        state 4 follows, or 5 as it was before Start
 //   ..., onProcess, onPause, (waiting), onResume, onProcess, ...
 //   ..., onProcess, onStop                                                 state 4 follows
 // An exception from onStart is a refusal; from onPause, onResume, onProcess or onComplete it ends
@@ -11,6 +11,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 
 #include "kiv/platform/KivComPtr.h"
@@ -21,7 +22,7 @@ enum class enumTaskState : int32_t {
   kReady = 1,     // set from outside, when there is something new to do
   kRunning = 2,   // from Start on, while paused excepted
   kPaused = 3,    // the thread waits between two steps
-  kStopped = 4,   // ended before it was done: Stop, a refusal or an exception
+  kStopped = 4,   // ended before it was done: Stop, a refusal without a result, an exception
   kFinished = 5,  // onComplete has returned
 };
 
@@ -34,7 +35,8 @@ struct KivTaskProgress {
 struct IKivTask;
 
 // Hears of a task's states: on the task's thread during a run, else on the thread that calls
-// SetTaskState. No lock is held. It may call the task, but cannot begin a run.
+// SetTaskState, with whatever locks that one's callers hold; the task's own is not. It may call the
+// task, but cannot begin a run.
 struct KIV_EXPORT IKivTaskDelegate : IUnknown {
   static constexpr GUID kIid{
       0x35E0B7D4, 0x92A1, 0x4C6F, {0x8B, 0x1D, 0x64, 0xF0, 0x27, 0xCE, 0x59, 0xA8}};
@@ -121,6 +123,10 @@ class KIV_PLATFORM_API CKivTaskable : public IKivTaskable {
  protected:
   CKivTaskable();
   ~CKivTaskable();
+
+  // As SetTaskState; before the state is put, and while no run can begin, `prepare` is called on this
+  // thread. When it says no, the state stays. It may not steer the task.
+  HRESULT EnterState(enumTaskState state, const std::function<bool()>& prepare);
 
   // The first thing in the destructor of the most derived class, whose functions the thread calls:
   // stops a run that is under way and lets none begin. On the task's own thread, when a function of

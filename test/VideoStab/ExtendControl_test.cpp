@@ -84,6 +84,24 @@ TEST_F(AnalysisTask, ARunThatCannotBeginIsRefusedAndSaysWhy) {
   EXPECT_TRUE(heard.empty());
 }
 
+TEST_F(AnalysisTask, ARunThatIsRefusedLeavesTheResultBefore) {
+  Drive();
+  StabSettings off = Settings(), gone = Settings();
+  off.Enable = 0;
+  gone.wstrPath += L".not";
+  for (const StabSettings& settings : {off, gone}) {
+    task->SetAnalysisSettings(settings);
+    EXPECT_EQ(S_OK, task->Start());
+    task->Stop();
+    EXPECT_EQ(State::kFinished, task->GetTaskState());
+    EXPECT_TRUE(task->HasResultFor(Settings()));
+  }
+  task->SetEnable(1);
+  EXPECT_TRUE(task->CanCorrect());
+  const auto in = test::MakeFrame(1), out = test::MakeFrame(2);
+  EXPECT_EQ(S_OK, task->Correct(in.Get(), out.Get(), 0, 0));
+}
+
 TEST_F(AnalysisTask, OnlyEntriesThatFitTheRangeAreAdopted) {
   const struct {
     KivRange range;

@@ -35,6 +35,19 @@ struct StabilizerNode : test::StabFixture {
     task->SetTaskState(test::DriveTask(*task));
     algorithm->log.Take();
   }
+  void Initialize(const std::function<void(const KivPropDecorator&)>& describe) {
+    const KivPropDecorator own = KivCommon::CreateProperties(),
+                           source = KivCommon::CreateProperties();
+    describe(source);
+    EXPECT_EQ(S_OK, chain.node->Initialize(own.Reference(), source.Reference()));
+  }
+  KivSize StoredSize() {
+    const KivPropDecorator bag = KivCommon::CreateProperties();
+    EXPECT_EQ(S_OK, chain.node->SaveSettings(bag.Get()));
+    StabStoredData data;
+    ReadStabData(bag.Get(), &data);
+    return data.settings.oSize;
+  }
   bool HasEntries() {
     const auto in = test::MakeFrame(1), out = test::MakeFrame(2);
     return task->Correct(in.Get(), out.Get(), 0, 0) != E_NOTREADY;
@@ -82,6 +95,28 @@ TEST_F(StabilizerNode, AChangeOfSettingsMovesTheTask) {
       {"stream while paused", State::kPaused, set([](StabSettings& s) { s.nStreamIdx = 1; }),
        State::kReady, false},
       {"level after a stop", State::kStopped, level, State::kReady, false},
+      {"the same level after a stop", State::kStopped,
+       [](StabilizerNode& t) { Send(*t.chain.node, CommandId::SetStabilizerLevel, 10); },
+       State::kStopped, true},
+      {"on again after a stop", State::kStopped,
+       [](StabilizerNode& t) { Send(*t.chain.node, CommandId::SetStabilizerEnabled, 1); },
+       State::kStopped, true},
+      {"size and switch alone", State::kStopped, set([](StabSettings& s) {
+         s.oSize = {9, 9};
+         s.Enable = 0;
+       }),
+       State::kStopped, true},
+      {"nothing new for Initialize", State::kStopped,
+       [](StabilizerNode& t) { t.Initialize([](const KivPropDecorator&) {}); }, State::kStopped,
+       true},
+      {"another range for it", State::kFinished,
+       [](StabilizerNode& t) {
+         t.Initialize([](const KivPropDecorator& source) {
+           const KivRange longer{10, 99};
+           source.Get()->SetRange(L"Source.RangeFrameNumber.Video", &longer);
+         });
+       },
+       State::kReady, false},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
@@ -105,6 +140,44 @@ TEST_F(StabilizerNode, BeforeTheFirstRunDataLoadedEarlierAreAdopted) {
   Set(Settings());
   EXPECT_EQ(State::kFinished, control->GetTaskState());
   EXPECT_TRUE(task->HasResultFor(Settings()));
+}
+
+// What was measured is in pixels of the size that it was measured at.
+TEST_F(StabilizerNode, AResultKeepsItsSizeWhateverSizeComes) {
+  const auto enlarge = [](const KivPropDecorator& source) {
+    const KivSize size{8, 4};
+    source.Get()->SetSize(KivKey::Source::kSource_Size, &size);
+  };
+  Finish();
+  Initialize(enlarge);
+  EXPECT_EQ(State::kFinished, control->GetTaskState());
+  EXPECT_EQ(Calls{}, algorithm->log.Take());
+  EXPECT_EQ((KivSize{4, 2}), StoredSize());
+  // Stored without one, it gets the first that comes.
+  StabSettings sizeless = Settings();
+  sizeless.oSize = {};
+  EXPECT_EQ(S_OK, chain.node->LoadSettings(StoredBag(sizeless, 5, 5).Get()));
+  algorithm->log.Take();
+  Send(*chain.node, CommandId::SetStabilizerLevel, 30);
+  EXPECT_EQ((Calls{"Begin 8x4", "SetData 5 from 10"}), algorithm->log.Take());
+  EXPECT_EQ((KivSize{8, 4}), StoredSize());
+  EXPECT_TRUE(HasEntries());
+}
+
+TEST_F(StabilizerNode, SettingsCarrySwitchAndLevel) {
+  const KivPropDecorator bag = KivCommon::CreateProperties(), none = KivCommon::CreateProperties();
+  Send(*chain.node, CommandId::SetStabilizerEnabled, 1);
+  Send(*chain.node, CommandId::SetStabilizerLevel, 44);
+  EXPECT_EQ(S_FALSE, chain.node->SaveSettings(bag.Get())) << "no data";
+  const KivComPtr<CKivVideoStabilizer> other(new CKivVideoStabilizer(nullptr, nullptr));
+  for (const KivPropDecorator* each : {&bag, &none}) {
+    EXPECT_EQ(S_FALSE, other->LoadSettings(each->Get()));
+    int32_t enabled = -1, level = -1;
+    Send(*other, CommandId::GetStabilizerEnabled, &enabled);
+    Send(*other, CommandId::GetStabilizerLevel, &level);
+    EXPECT_EQ(1, enabled);
+    EXPECT_EQ(44, level) << "what is missing stays";
+  }
 }
 
 TEST_F(StabilizerNode, InitializeTakesWhatTheBagsHold) {
@@ -206,6 +279,10 @@ TEST_F(StabilizerNode, TheTaskIsReachedThroughTheNode) {
   EXPECT_EQ(control, node.As<IKivStabExtendControl>());
   EXPECT_EQ(static_cast<IKivTask*>(node.As<IKivTaskable>().Get()), node.As<IKivTask>().Get());
   EXPECT_EQ(node, control.As<IKivSourceBase>());
+  void* object = this;
+  EXPECT_EQ(E_POINTER, control->QueryInterface(IKivTask::kIid, nullptr));
+  EXPECT_EQ(E_NOINTERFACE, control->QueryInterface(kFrameClassId, &object));
+  EXPECT_EQ(nullptr, object);
   // A reference to the task alone keeps the node.
   const KivComPtr<CKivVideoStabilizer> given = std::move(chain.node);
   EXPECT_EQ(3u, (control->AddRef(), control->Release()));

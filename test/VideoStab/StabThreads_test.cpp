@@ -155,6 +155,23 @@ TEST_F(StabThreads, SeveralClipsAreAnalysedAtOnce) {
   }
 }
 
+TEST_F(StabThreads, ANewRunBesideALoadEndsWithTheOnesDataOrTheOthers) {
+  const auto bag = test::StoredBag(Settings(), 5, 5);
+  const KivPropDecorator saved = KivCommon::CreateProperties();
+  for (int i = 0; i < 300; ++i) {
+    Clip clip(Settings());
+    std::thread starter([&] { clip.control->Start(); });
+    clip.facade->LoadSettings(bag.Get());
+    starter.join();
+    clip.control->Stop();
+    if (clip.control->GetTaskState() != State::kFinished) continue;
+    StabStoredData data;
+    clip.facade->SaveSettings(saved.Get());
+    EXPECT_EQ(S_OK, ReadStabData(saved.Get(), &data));
+    ASSERT_EQ(5u, data.motions.size()) << i;
+  }
+}
+
 // Nothing is known of the order; the sanitizers look on.
 TEST_F(StabThreads, HostAndReaderWorkOnOneClip) {
   Clip clip(Settings());

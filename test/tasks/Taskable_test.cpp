@@ -134,6 +134,17 @@ TEST_F(Tasks, FailuresEndARunStopped) {
   }
 }
 
+TEST_F(Tasks, ARefusalLeavesWhatAnEarlierRunBrought) {
+  CallLog calls;
+  FakeTask task(calls, 1);
+  Watch(task);
+  RunToEnd(task);
+  task.accept = 0;
+  RunToEnd(task);
+  EXPECT_EQ(State::kFinished, task.GetTaskState());
+  EXPECT_EQ((Calls{"2x", "5x", "2x", "5x"}), watcher->log.Take());
+}
+
 TEST_F(Tasks, StopWaitsForTheStepAtHandAndNoOtherFollows) {
   FakeTask task(log, kEndless);
   Gate gate;
