@@ -24,6 +24,8 @@
 namespace host {
 namespace {
 
+constexpr int64_t kShortestFrame = 10'000;  // of files that count in milliseconds
+
 std::wstring Wide(const std::string& text) { return KivCommon::Char2WChar(text.c_str()); }
 
 KivComPtr<IKivMediaSource> OpenSource(const std::string& path, const char* what) {
@@ -263,8 +265,27 @@ int64_t Clip::SourceTimeOf(IKivFrame& frame) const {
   int64_t time = 0;
   frame.GetTime(&time, nullptr);
   const auto numbered = KivComPtr<IKivFrame>(&frame).As<IKivVideoFrame>();
-  if (numbered) decoder_->TimeOf(numbered->GetFrameIndex(), &time);
+  if (numbered) decoder_->TimeOf(numbered->GetFrameIndex(), &time, nullptr);
   return time;
+}
+
+std::vector<int64_t> Clip::TimesOf(KivRange range) const {
+  if (Footage()) return Footage()->TimesOf(range);
+  if (isPreset_ || Info().constantRate != 0) return {};
+  if (playback_.reverse || playback_.IsShifted() || playback_.rated) return {};
+  std::vector<int64_t> times;
+  const auto add = [&times](int64_t time) {
+    times.push_back(times.empty() ? time : std::max(time, times.back() + kShortestFrame));
+  };
+  int64_t time = 0, duration = 0;
+  for (int32_t frame = range.start; frame <= range.end; ++frame) {
+    if (!decoder_->TimeOf(frame, &time, &duration)) return {};
+    add(time);
+  }
+  add(time + duration);
+  const int64_t first = times.front();
+  for (int64_t& each : times) each -= first;
+  return times;
 }
 
 void Clip::Seek(int32_t frame) {

@@ -76,6 +76,10 @@ class Clip {
   // When the clip itself shows what the frame shows. Nodes rewrite a frame's time, not its number.
   int64_t SourceTimeOf(IKivFrame& frame) const;
 
+  // When the frames of `range` are shown and the last one ends, in 100 ns from the first on: none for
+  // a result that goes by its rate, which is any but that of a clip with a variable rate, shown as it is.
+  std::vector<int64_t> TimesOf(KivRange range) const;
+
   void SaveSettings(const std::string& path);
   // As of the last save.
   IKivProperties* Settings() const { return settings_.Get(); }

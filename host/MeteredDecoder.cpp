@@ -66,9 +66,9 @@ KivDecoderStats MeteredDecoder::Stats() {
   return stats;
 }
 
-bool MeteredDecoder::TimeOf(int32_t index, int64_t* time) {
+bool MeteredDecoder::TimeOf(int32_t index, int64_t* time, int64_t* duration) {
   const std::lock_guard hold(lock_);
-  return stream_ && Succeeded(stream_->GetFrameTime(index, time, nullptr, nullptr));
+  return stream_ && Succeeded(stream_->GetFrameTime(index, time, duration, nullptr));
 }
 
 int64_t MeteredDecoder::GetCurrentTime() {

@@ -25,7 +25,7 @@ class MeteredDecoder : public IKivMediaDecoder, public IKivDecoderSize {
   int32_t UnreadPictures() const { return unread_; }
   KivDecoderStats Stats();
   // When a frame of the clip is shown; false for a frame that it does not have.
-  bool TimeOf(int32_t index, int64_t* time);
+  bool TimeOf(int32_t index, int64_t* time, int64_t* duration);
 
   // Interfaces that this class does not have are asked of the decoder.
   HRESULT QueryInterface(const GUID& iid, void** object) override;

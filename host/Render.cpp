@@ -91,7 +91,7 @@ void RenderRun::OpenOutput(IKivFrame& first) {
   if (options_.plan.kind == kiv::OutputKind::kDiscard) return;
   const kiv::PictureSeries series{
       size_,       clip_.Result().frameRate, clip_.SampleAspect(size_), range_.start,
-      sound_.file, clip_.HasAlpha()};
+      sound_.file, clip_.HasAlpha(),         clip_.TimesOf(range_)};
   TellOfSound(options_, sound_);
   std::unique_ptr<kiv::Writer> writer;
   if (const auto error = kiv::OpenWriter(options_.plan, series, &cancelled_, &writer)) {

@@ -19,6 +19,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "kiv/values/Export.h"
 #include "kiv/values/ValueTypes.h"
@@ -61,6 +62,9 @@ struct PictureSeries {
   int32_t firstNumber = 0;  // the number of the first picture in a pattern
   std::string soundFile{};  // its sound that fits goes into an encoded output; empty: none
   bool hasAlpha = false;    // pictures may be transparent
+  // When each picture is shown, and where the last one ends, in 100 ns from the first on, rising by a
+  // millisecond at least; empty: by the frame rate. Encoded outputs keep them.
+  std::vector<int64_t> times{};
 };
 
 // Threads:  one caller at a time; any thread.

@@ -16,6 +16,7 @@
 #include "engine/media/WriterEncoder.h"
 #include "engine/media/WriterFile.h"
 #include "engine/media/WriterKinds.h"
+#include "engine/media/WriterTimes.h"
 #include "kiv/values/Saturate.h"
 
 extern "C" {
@@ -144,6 +145,7 @@ class EncodedWriter : public Writer {
   static void FillBgra(const uint8_t* bgra, KivSize size, AVFrame* frame);
 
   WriterSetup setup_;
+  const WriterTimes times_{setup_.series};
   WriterFile file_;
   WriterConvert converter_;
   WriterEncoder encoder_;
@@ -265,7 +267,7 @@ WriteError EncodedWriter::AddStream() {
   if (stream == nullptr) return Because(AvErrorText(AVERROR(ENOMEM)));
   const AVCodecContext* context = encoder_.Context();
   const int code = avcodec_parameters_from_context(stream->codecpar, context);
-  stream->time_base = context->time_base;
+  stream->time_base = times_.TimeBase();
   stream->avg_frame_rate = context->framerate;
   stream->r_frame_rate = context->framerate;
   stream->sample_aspect_ratio = context->sample_aspect_ratio;
@@ -309,8 +311,7 @@ WriteError EncodedWriter::Write(const uint8_t* bgra) {
 WriteError EncodedWriter::WritePicture(AVPacket& packet) {
   AVStream* stream = container_->streams[0];
   packet.stream_index = 0;
-  packet.duration = 1;
-  av_packet_rescale_ts(&packet, encoder_.Context()->time_base, stream->time_base);
+  times_.Stamp(&packet, stream->time_base);
   const double end = static_cast<double>(packet.dts + packet.duration) * av_q2d(stream->time_base);
   if (auto error = WritePacket(packet)) return error;
   return CopySound(end);

@@ -257,6 +257,28 @@ TEST_F(Render, AClipCutShortIsToldAndStillGivesEveryFrameItAnnounces) {
   EXPECT_EQ(info["frames"].asUInt(), ReadVideo(Path("x.y4m")).pixels.size());
 }
 
+TEST_F(Render, AVariableRateIsKeptUnlessTheResultHasItsOwn) {
+  kiv::PictureSeries series{{64, 48}};
+  for (const int time : {0, 185, 218, 251, 500, 533, 566}) {
+    series.times.push_back(int64_t{time} * 10'000);
+  }
+  WriteGreyClip(Path("in.mp4"), series, 6);
+  const struct {
+    const char* options;
+    std::vector<double> times;
+  } cases[] = {{"", {0, 0.185, 0.218, 0.251, 0.5, 0.533}},
+               {"--crop 0,0,0.5,0.5 --frames 1:3", {0, 0.033, 0.066}},
+               {"--fps 10 --frames 0:2", {0, 0.1, 0.2}}};
+  for (const auto& c : cases) {
+    Run(std::string("render @in.mp4 -o @out.mov ") + c.options);
+    const std::vector<double> times = ReadVideo(Path("out.mov")).times;
+    ASSERT_EQ(c.times.size(), times.size()) << c.options;
+    for (size_t i = 0; i < times.size(); ++i) {
+      EXPECT_NEAR(c.times[i], times[i], 0.0006) << c.options << ", frame " << i;
+    }
+  }
+}
+
 TEST_F(Render, InfoDescribesTheStream) {
   WriteGreyClip(Path("in.mp4"), {{320, 240}, {30000, 1001}, {16, 11}}, 30);
   EXPECT_NE(std::string::npos, Run("info @in.mp4").out.find("320x240"));

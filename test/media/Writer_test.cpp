@@ -112,6 +112,24 @@ TEST(WrittenSound, IsTheSourcesByteForByteWhereTheContainerHoldsIt) {
   }
 }
 
+TEST(WrittenTimes, ArePicturesOwnInEveryContainer) {
+  const TestFolder folder;
+  // In milliseconds; the last is where the pictures end. Enough of them for pictures in between.
+  const int times[] = {0, 185, 218, 251, 252, 500, 533, 566, 600, 1600, 1633, 1666, 1700};
+  for (const char* name : {"a.mp4", "a.mov", "a.mkv", "a.webm"}) {
+    SCOPED_TRACE(name);
+    kiv::PictureSeries series{{64, 48}, {30, 1}};
+    for (const int time : times) series.times.push_back(int64_t{time} * 10'000);
+    ASSERT_EQ(std::nullopt, WriteGreys(Plan(folder.Path(name)), series, 12));
+    const ReadBack back = ReadVideo(folder.Path(name));
+    ASSERT_EQ(12u, back.times.size());
+    for (size_t i = 0; i < 12; ++i) {
+      EXPECT_NEAR(times[i] * 0.001, back.times[i] - back.times[0], 0.0006) << i;
+      EXPECT_NEAR(GreyOf(static_cast<int>(i)), back.pixels[i][0], 3);
+    }
+  }
+}
+
 TEST(WrittenSound, OfADamagedFileCostsNoPictures) {
   const TestFolder folder;
   WriteSound(folder.Path("in.mkv"), 1, 0);
