@@ -289,9 +289,9 @@ std::vector<int64_t> Clip::TimesOf(KivRange range) const {
 }
 
 void Clip::Seek(int32_t frame) {
-  const int32_t start = RollInStart(frame, playback_, shown_);
-  HRESULT hr = render_->Seek(start, nullptr, static_cast<int32_t>(KivSeekMode::kReadOnward));
-  if (Succeeded(hr) && start < frame) hr = render_->Skip(frame - start, nullptr);
+  const RollIn way = RollInTo(frame, playback_, shown_);
+  HRESULT hr = render_->Seek(way.from, nullptr, static_cast<int32_t>(KivSeekMode::kReadOnward));
+  if (Succeeded(hr) && way.steps != 0) hr = render_->Skip(way.steps, nullptr);
   if (Failed(hr)) {
     FailRun("cannot go to frame {}: result {:08x}", frame, static_cast<uint32_t>(hr));
   }

@@ -22,18 +22,22 @@ bool NeedsInBetweens(const KivRational& speed) {
 
 }  // namespace
 
-int32_t RollInStart(int32_t frame, const Playback& playback, const KivStreamInfo& info) {
-  if (!playback.rated && !playback.IsShifted()) return frame;
+RollIn RollInTo(int32_t frame, const Playback& playback, const KivStreamInfo& info) {
+  if (!playback.rated && !playback.IsShifted()) return {frame, 0};
+  // Mirrored, the first frame is the rate's last one, and comes by a step as all others do.
+  const bool isMirrored = playback.reverse && !playback.IsShifted();
+  if (frame == 0 && isMirrored && ResultOf(playback, info).frameCount > 1) return {1, -1};
   // A seek goes by numbers and a step by times: where those have no fixed relation, only the start
   // is common to both.
-  if (playback.rated && info.constantRate == 0) return 0;
+  if (playback.rated && info.constantRate == 0) return {0, frame};
   const KivRational& speed = playback.speed;
   // The pair of source frames around the wanted one comes by steps, the one before it may be sought;
   // one more for what the node's arithmetic rounds off.
   constexpr int kSourceFrames = 3;
   const Wide last = FloorOf(Wide{frame} * speed.numerator, speed.denominator);
   const Wide start = FloorOf((last - kSourceFrames) * speed.denominator, speed.numerator);
-  return static_cast<int32_t>(std::clamp<Wide>(start, 0, std::max(frame - 1, 0)));
+  const auto from = static_cast<int32_t>(std::clamp<Wide>(start, 0, std::max(frame - 1, 0)));
+  return {from, frame - from};
 }
 
 InBetween SetUpInterpolation(Interpolation wanted, const KivRational& speed) {

@@ -9,9 +9,12 @@
 namespace host {
 
 // What a seek shows is not always what playing from the start shows there: generated pictures come
-// with steps only, and steps go by time. Seeking this frame and stepping on from it ends on the very
+// with steps only, and steps go by time. Seeking `from` and moving on by `steps` ends on the very
 // picture.
-int32_t RollInStart(int32_t frame, const Playback& playback, const KivStreamInfo& info);
+struct RollIn {
+  int32_t from = 0, steps = 0;
+};
+RollIn RollInTo(int32_t frame, const Playback& playback, const KivStreamInfo& info);
 
 enum class InBetween { kNotNeeded, kGenerated, kOff, kNoModule };
 

@@ -58,6 +58,7 @@ const struct {
     {"--reverse --reverse-range 3:8 --speed 3/2", {25, 1}, {8, 7, 5, 4}},
     {"--reverse --reverse-range 3:8 --fps 50", {50, 1}, {8, 8, 7, 7, 6, 6, 5, 5, 4, 4, 3, 3}},
     {"--reverse --reverse-range 3:8 --fps 12", {12, 1}, {8, 6, 4}},
+    {"--reverse --fps 12", {12, 1}, {16, 14, 12, 10, 8, 6, 4, 2, 0}},
     {"--reverse --fps 60 --speed 4", {60, 1}, {19, 18, 17, 15, 13, 12, 10, 8, 7, 5, 3, 2}}};
 
 TEST_F(Speed, ShowsTheSourceFramesOfEachResultFrame) {
