@@ -30,6 +30,7 @@ Span AtLeastOne(const Span& span, int32_t limit) {
 bool Cut(double source, double sourceLength, double target, double targetLength,
          double* (&edges)[4]) {
   if (!(sourceLength > 0) || !(targetLength > 0)) return false;
+  if (std::isnan(source) || std::isnan(target)) return false;
   const double begin = std::max({0.0, -source / sourceLength, -target / targetLength});
   const double end = std::min({1.0, (1 - source) / sourceLength, (1 - target) / targetLength});
   if (!(begin < end)) return false;

@@ -107,6 +107,7 @@ class PicturesWriter : public Writer {
   }
   std::string FinalName(int64_t picture) const;
   std::string HiddenName(int64_t picture) const { return fmt::format("{}/{}", hidden_, picture); }
+  std::string OldName(int64_t picture) const { return HiddenName(picture) + ".old"; }
   WriteError WriteFile(const AVPacket& packet);
   WriteError MoveAll();
 
@@ -150,12 +151,19 @@ WriteError PicturesWriter::Finish() {
   return MoveAll();
 }
 
-// All or none: what was moved before a failure is taken away again.
+// All or none: what stood under a name before is set aside, and back after a failure.
 WriteError PicturesWriter::MoveAll() {
   for (int64_t i = 0; i < pictures_; ++i) {
-    if (std::rename(HiddenName(i).c_str(), FinalName(i).c_str()) == 0) continue;
-    auto error = CannotWrite(FinalName(i), errno);
+    const std::string name = FinalName(i);
+    std::error_code ignored;
+    if (!std::filesystem::is_directory(name, ignored))
+      std::rename(name.c_str(), OldName(i).c_str());
+    if (std::rename(HiddenName(i).c_str(), name.c_str()) == 0) continue;
+    auto error = CannotWrite(name, errno);
     for (int64_t moved = 0; moved < i; ++moved) unlink(FinalName(moved).c_str());
+    for (int64_t old = 0; old <= i; ++old) {
+      std::rename(OldName(old).c_str(), FinalName(old).c_str());
+    }
     return error;
   }
   return std::nullopt;

@@ -1,7 +1,10 @@
 #include "engine/tween/RowPool.h"
 
 #include <algorithm>
+#include <system_error>
 #include <utility>
+
+#include "kiv/platform/Logger.h"
 
 namespace kiv::tween {
 namespace {
@@ -10,8 +13,14 @@ constexpr int kMostThreads = 8;
 
 }  // namespace
 
+// As many as there are to be had; without any, callers do all parts themselves.
 RowPool::RowPool(int threads) {
-  for (int i = 1; i < threads; ++i) threads_.emplace_back([this] { Work(); });
+  try {
+    for (int i = 1; i < threads; ++i) threads_.emplace_back([this] { Work(); });
+  } catch (const std::system_error&) {
+    KIV_LOG(LogLevel::kCreation, L"RowPool: %d threads instead of %d",
+            static_cast<int>(threads_.size()) + 1, threads);
+  }
 }
 
 RowPool::~RowPool() {

@@ -25,8 +25,9 @@ class AlphaVideoPictures {
     duration_ = duration;
   }
 
-  // Prepares the image for frames of the size of `upstream`. S_FALSE when nothing had to be done, or
-  // when there is no such image: what was prepared before stays.
+  // Prepares the image for frames of the size of `upstream`. S_FALSE when nothing had to be done; when
+  // there is no such file, and what was prepared before stays; when it is damaged, and the image is
+  // blank.
   HRESULT LoadFillImage(const std::wstring& path, const KivComPtr<IKivFrame>& upstream);
   // The prepared image, colours multiplied by alpha; null when there is none.
   const KivComPtr<IKivFrame>& FillImage() const { return fillImage_; }

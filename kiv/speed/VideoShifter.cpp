@@ -212,15 +212,18 @@ bool CVideoShifter::EnsureOutputFrameLocked(const KivSize& size) {
     interpolator_.Reset();
     FeedKeyFrames();
   }
-  KivCommon::GetInterface(kFrameClassId, nullptr, 1, IKivFrame::kIid, output_.PutVoid());
-  const auto videoFrame = output_.As<IKivVideoFrame>();
+  KivComPtr<IKivFrame> output;
+  KivCommon::GetInterface(kFrameClassId, nullptr, 1, IKivFrame::kIid, output.PutVoid());
+  const auto videoFrame = output.As<IKivVideoFrame>();
   const bool made = videoFrame && Succeeded(videoFrame->Allocate(
                                       size.width, size.height, 0, KivCGMemoryType::kDownstream,
                                       nullptr, 0, kDefaultFrameDuration));
   if (!made) {
     KIV_LOG(LogLevel::kCreation, L"CVideoShifter: no output frame of %dx%d", size.width,
             size.height);
+    output.Reset();
   }
+  output_ = std::move(output);
   return made;
 }
 
