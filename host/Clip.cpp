@@ -24,6 +24,8 @@
 namespace host {
 namespace {
 
+constexpr double kTicksPerSecond = 1e7;
+
 std::wstring Wide(const std::string& text) { return KivCommon::Char2WChar(text.c_str()); }
 
 KivComPtr<IKivMediaSource> OpenSource(const std::string& path, const char* what) {
@@ -259,12 +261,53 @@ void Clip::Stabilize(ProgressForm progress) {
   tail->Flush();
 }
 
-int64_t Clip::SourceTimeOf(IKivFrame& frame) const {
+// Nodes rewrite a frame's time, not its number, which is where the source stood: before the first or
+// beyond the last frame, where it shows these. Generated frames have no number.
+int64_t Clip::SourceTimeOf(IKivFrame& frame, int32_t number) const {
   int64_t time = 0;
   frame.GetTime(&time, nullptr);
   const auto numbered = KivComPtr<IKivFrame>(&frame).As<IKivVideoFrame>();
-  if (numbered) decoder_->TimeOf(numbered->GetFrameIndex(), &time);
+  if (!numbered) return time;
+  const int32_t index = numbered->GetFrameIndex();
+  if (IsStretched()) {
+    decoder_->TimeOf(index, &time);
+    return time;
+  }
+  if (inBetween_ == InBetween::kGenerated && index < 0) return TimeInBetween(number);
+  decoder_->TimeOf(std::clamp(index, 0, shown_.frameCount - 1), &time);
   return time;
+}
+
+int64_t Clip::TimeInBetween(int32_t number) const {
+  const InBetweenPlace place = PlaceInBetween(number, playback_.speed);
+  const auto timeOf = [this](int32_t given) {
+    return TimeOfRated(playback_.reverse ? LastRatedFrame(playback_, shown_) - given : given);
+  };
+  const int64_t older = timeOf(place.older);
+  const int64_t newer = timeOf(kiv::ClampToInt32(int64_t{place.older} + 1));
+  return older + kiv::SaturateToInt64(place.part * static_cast<double>(newer - older));
+}
+
+int64_t Clip::TimeOfRated(int32_t number) const {
+  const auto timeOf = [this](int64_t frame) {
+    int64_t time = 0;
+    decoder_->TimeOf(kiv::ClampToInt32(std::clamp<int64_t>(frame, 0, shown_.frameCount - 1)),
+                     &time);
+    return time;
+  };
+  if (!playback_.rated) return timeOf(number);
+  // The rate node shows the first frame that starts no earlier than half a frame of its own before.
+  const double earliest = (number - 0.5) * kTicksPerSecond / playback_.frameRate.ToDouble();
+  int32_t first = 0;
+  for (int32_t end = shown_.frameCount - 1; first < end;) {
+    const int32_t middle = first + (end - first) / 2;
+    if (static_cast<double>(timeOf(middle)) < earliest) {
+      first = middle + 1;
+    } else {
+      end = middle;
+    }
+  }
+  return timeOf(first);
 }
 
 void Clip::Seek(int32_t frame) {

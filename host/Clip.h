@@ -73,8 +73,9 @@ class Clip {
   // The frame at the position, straight rows, cut to its region, laid over the footage.
   KivComPtr<IKivFrame> Pull();
 
-  // When the clip itself shows what the frame shows. Nodes rewrite a frame's time, not its number.
-  int64_t SourceTimeOf(IKivFrame& frame) const;
+  // When the clip itself shows what the frame, number `number` of the result, shows. A generated
+  // picture lies between two of the clip's, and so does its time.
+  int64_t SourceTimeOf(IKivFrame& frame, int32_t number) const;
 
   void SaveSettings(const std::string& path);
   // As of the last save.
@@ -82,6 +83,8 @@ class Clip {
 
  private:
   void Step(int32_t count);
+  int64_t TimeInBetween(int32_t number) const;
+  int64_t TimeOfRated(int32_t number) const;
   void PlanPlayback(const ChainOptions& options);
   void OpenFootage(const ChainOptions& options);
   void BuildChain(const std::vector<int32_t>& nodes);

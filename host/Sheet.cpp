@@ -124,7 +124,7 @@ void RunSheet(const Options& options) {
       for (int32_t i = 0; i < layout.step; ++i) clip.Advance();
       frame = clip.Pull();
     }
-    picture.Add(tile, *frame, clip.SourceTimeOf(*frame));
+    picture.Add(tile, *frame, clip.SourceTimeOf(*frame, range.start + tile * layout.step));
     progress.Update(tile + 1);
   }
   WritePicture(options.plan, picture.Size(), picture.Pixels());

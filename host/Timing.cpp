@@ -4,6 +4,7 @@
 
 #include "engine/common/AlgorithmModules.h"
 #include "host/Messages.h"
+#include "kiv/values/Saturate.h"
 
 namespace host {
 namespace {
@@ -34,6 +35,19 @@ int32_t RollInStart(int32_t frame, const Playback& playback, const KivStreamInfo
   const Wide last = FloorOf(Wide{frame} * speed.numerator, speed.denominator);
   const Wide start = FloorOf((last - kSourceFrames) * speed.denominator, speed.numerator);
   return static_cast<int32_t>(std::clamp<Wide>(start, 0, std::max(frame - 1, 0)));
+}
+
+InBetweenPlace PlaceInBetween(int32_t number, const KivRational& speed) {
+  // As the node calculates, so that both round alike.
+  const double scale = speed.ToDouble();
+  const auto shownFor = [scale](int32_t given) { return kiv::SaturateToInt32(given / scale); };
+  const int32_t count = kiv::SaturateToInt32(1.0 / scale - 1.0 + 0.5);
+  // The node steps on until what it was given last stands for the wanted frame or a later one; it
+  // begins with two frames.
+  int32_t newer = std::max(kiv::SaturateToInt32(number * scale) - 1, 1);
+  while (shownFor(newer) < number) ++newer;
+  const int32_t index = std::max(number - shownFor(newer) + count, 0);
+  return {newer - 1, index / (count + 1.0)};
 }
 
 InBetween SetUpInterpolation(Interpolation wanted, const KivRational& speed) {
