@@ -131,7 +131,7 @@ Clip::Clip(const std::string& input, const ChainOptions& options)
   SetUpSource(options);
   SetUpRender();
   SetUpNodes();
-  crop_.SetUp(options, process_, *render_.Get());
+  crop_.SetUp(options, settings_.Get(), process_, *render_.Get());
   if (FillsWithImage(settings_.Get())) overlay_.SetFill(PreparedImage(*process_.Get()));
 }
 
