@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <numeric>
@@ -25,8 +26,18 @@ namespace host {
 namespace {
 
 constexpr double kTicksPerSecond = 1e7;
+constexpr int32_t kLongestProxyPath = 1024;
 
 std::wstring Wide(const std::string& text) { return KivCommon::Char2WChar(text.c_str()); }
+
+// As the decoder reads a proxy: what fails here, it ignores.
+bool HasPictures(const wchar_t* path) {
+  const auto factory = KivCommon::GetFactory(nullptr);
+  KivComPtr<IKivMediaSource> source;
+  KivComPtr<IKivMediaDecoder> decoder;
+  return factory && Succeeded(factory->OpenMediaFile(source.Put(), path, nullptr)) && source &&
+         Succeeded(source->GetVideoStream(0, decoder.Put())) && decoder;
+}
 
 KivComPtr<IKivMediaSource> OpenSource(const std::string& path, const char* what) {
   const auto factory = KivCommon::GetFactory(nullptr);
@@ -196,6 +207,13 @@ void Clip::SetUpProxy(const ChainOptions& options) {
     process_->SetProxyEnabled(1);
   }
   if (options.noProxy) process_->SetProxyEnabled(0);
+  std::array<wchar_t, kLongestProxyPath> path{};
+  int32_t enabled = 0;
+  process_->GetProxyEnabled(&enabled);
+  process_->GetProxyPath(path.data(), kLongestProxyPath);
+  if (enabled == 0 || path[0] == L'\0' || HasPictures(path.data())) return;
+  PrintNote(fmt::format("the proxy '{}' cannot be used: the pictures come from the clip itself",
+                        KivCommon::WChar2Char(path.data())));
 }
 
 void Clip::SetUpSource(const ChainOptions& options) {

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <filesystem>
 #include <set>
 #include <sstream>
 
@@ -145,6 +146,20 @@ TEST_F(Render, AProxyGivesThePicturesInTheClipsSizeUntilItIsTurnedOff) {
   EXPECT_EQ(GreyOf(5) + 100, levelWith(" --settings @s.json"));
   EXPECT_EQ(GreyOf(5), levelWith(" --settings @s.json --no-proxy"));
   EXPECT_EQ(GreyOf(5), levelWith(""));
+}
+
+TEST_F(Render, AProxyThatCannotBeUsedIsToldAndTheClipShown) {
+  WriteBytes(Path("text.mkv"), "text");
+  WriteGreyClip(Path("proxy.mkv"), {{32, 24}}, 20, 100);
+  Run("frame @clip.mkv --at 5 -o @a.png --proxy @proxy.mkv --save-settings @s.json");
+  std::filesystem::remove(Path("proxy.mkv"));
+  for (const char* options : {"--proxy @text.mkv", "--settings @s.json"}) {
+    const ProgramResult result = Run(std::string("frame @clip.mkv --at 5 -o @a.png ") + options);
+    EXPECT_EQ(GreyOf(5), ReadVideo(Path("a.png")).pixels.at(0)[0]) << options;
+    EXPECT_NE(std::string::npos, result.err.find("the proxy '")) << options << result.err;
+    EXPECT_EQ(1, std::count(result.err.begin(), result.err.end(), '\n')) << result.err;
+  }
+  EXPECT_EQ("", Run("frame @clip.mkv --at 5 -o @a.png --settings @s.json --no-proxy").err);
 }
 
 TEST_F(Render, SettingsKeepWhatTheyDoNotKnow) {
