@@ -128,8 +128,9 @@ void RunSheet(const Options& options) {
     progress.Update(tile + 1);
   }
   WritePicture(options.plan, picture.Size(), picture.Pixels());
+  if (!options.chain.saveSettings.empty()) clip.SaveSettings(options.chain.saveSettings);
   if (layout.step > 1) {
-    PrintNote(fmt::format("the sheet shows every {}. frame of {}", layout.step,
+    PrintNote(fmt::format("the sheet shows one frame in {} of {}", layout.step,
                           range.end - range.start + 1));
   }
 }

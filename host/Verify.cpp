@@ -52,6 +52,9 @@ class Verification {
   }
 
   void Run();
+  void SaveSettings(const std::string& path) {
+    if (!path.empty()) clip_.SaveSettings(path);
+  }
 
  private:
   static constexpr int32_t kPasses = 3;
@@ -139,6 +142,11 @@ void Verification::Tell() const {
 
 }  // namespace
 
-void RunVerify(const Options& options) { Verification(options).Run(); }
+void RunVerify(const Options& options) {
+  CheckFiles(options);
+  Verification verification(options);
+  verification.Run();
+  verification.SaveSettings(options.chain.saveSettings);
+}
 
 }  // namespace host

@@ -307,6 +307,8 @@ TEST_F(Render, ASheetShowsEveryFrameInOrderUnderItsOwnLabel) {
     labels.insert(dots);
   }
   EXPECT_EQ(20u, labels.size());
+  EXPECT_NE(std::string::npos, Run("sheet @clip.mkv -o @sheet.png --speed 1/50 --interpolation off")
+                                   .err.find("one frame in 3 of 1000"));
   Run("sheet @clip.mkv -o @sheet.png --frames 7:7");
   const ReadBack one = ReadVideo(Path("sheet.png"));
   EXPECT_EQ(480 + 8, one.size.width);
