@@ -49,6 +49,10 @@ class Clip {
   InBetween InBetweenFrames() const { return inBetween_; }
   KivDecoderStats DecoderStats() const { return decoder_->Stats(); }
   const MeteredDecoder& Decoder() const { return *decoder_; }
+  // Pictures that could not be decoded: nothing came, or another one in their place.
+  int64_t LostPictures() const {
+    return decoder_->UnreadPictures() + DecoderStats().picturesReplaced;
+  }
   // Whether a frame pulled stays as it is when the next one is pulled.
   bool FramesStay() const { return framesStay_ || overlay_.IsOn(); }
   // Whether pictures may be transparent.

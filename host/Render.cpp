@@ -114,7 +114,7 @@ void RenderRun::Write(const KivComPtr<IKivFrame>& frame) {
 void RenderRun::Finish() {
   if (queue_) queue_->Finish();
   wallSeconds_ = SecondsSince(start_);
-  if (const int32_t unread = clip_.Decoder().UnreadPictures(); unread > 0) {
+  if (const int64_t unread = clip_.LostPictures(); unread > 0) {
     PrintNote(
         fmt::format("warning: {} of the pictures of '{}' could not be decoded and were "
                     "replaced",
@@ -145,7 +145,7 @@ RenderReport RenderRun::Report() const {
   report.soundStreams = sound_.fit.streams;
   report.soundCopied = sound_.fit.fitting;
   report.soundLeftOut = sound_.leftOut;
-  report.unreadPictures = clip_.Decoder().UnreadPictures();
+  report.unreadPictures = clip_.LostPictures();
   report.decoder = clip_.DecoderStats();
   return report;
 }

@@ -130,7 +130,7 @@ void Verification::Tell() const {
   const size_t differing = std::max(backward_.size(), random_.size());
   if (differing == 0) return;
   // A decoder conceals damage with what it decoded before, so the way there matters.
-  if (const int32_t unread = clip_.Decoder().UnreadPictures(); unread > 0) {
+  if (const int64_t unread = clip_.LostPictures(); unread > 0) {
     return PrintNote(
         fmt::format("note: {} or more frames differ, the clip is damaged: {} of its "
                     "pictures could not be decoded",

@@ -272,6 +272,19 @@ TEST_F(Render, AClipCutShortIsToldAndStillGivesEveryFrameItAnnounces) {
   EXPECT_EQ(info["frames"].asUInt(), ReadVideo(Path("x.y4m")).pixels.size());
 }
 
+TEST_F(Render, ADamagedStretchIsToldAndCounted) {
+  WriteGreyClip(Path("bad.mp4"), {{320, 240}}, 50);
+  std::string bytes = ReadBytes(Path("bad.mp4"));
+  for (size_t i = 0; i < 400; ++i) bytes[bytes.size() / 2 + i] = static_cast<char>(i * 37);
+  WriteBytes(Path("bad.mp4"), bytes);
+  const ProgramResult result = Run("render @bad.mp4 -o @x.y4m --report @r.json");
+  const int lost = JsonOf("r.json")["decoder"]["pictures_not_read"].asInt();
+  EXPECT_GT(lost, 0);
+  EXPECT_NE(std::string::npos, result.err.find("warning: " + std::to_string(lost) + " of"))
+      << result.err;
+  EXPECT_EQ(50u, ReadVideo(Path("x.y4m")).pixels.size());
+}
+
 TEST_F(Render, InfoDescribesTheStream) {
   WriteGreyClip(Path("in.mp4"), {{320, 240}, {30000, 1001}, {16, 11}}, 30);
   EXPECT_NE(std::string::npos, Run("info @in.mp4").out.find("320x240"));
