@@ -151,4 +151,11 @@ WriteError PlanOutput(const OutputRequest& request, OutputPlan* plan) {
   return std::nullopt;
 }
 
+KivSize WrittenSize(const OutputPlan& plan, const PictureSeries& series) {
+  const auto& [width, height] = series.size;
+  const bool replaced = series.hasAlpha && plan.codecWithAlpha != OutputCodec::kNone;
+  if (plan.codec != OutputCodec::kH264 || replaced) return series.size;
+  return {width + width % 2, height + height % 2};
+}
+
 }  // namespace kiv

@@ -285,6 +285,19 @@ TEST_F(Render, ADamagedStretchIsToldAndCounted) {
   EXPECT_EQ(50u, ReadVideo(Path("x.y4m")).pixels.size());
 }
 
+// H.264 has even sides.
+TEST_F(Render, ASizeThatTheEncoderRoundsUpIsToldAndReported) {
+  const auto widthOf = [this](const std::string& output, bool told) {
+    const std::string err = Run("render @clip.mkv --size 81x61 --report @r.json -o @" + output).err;
+    EXPECT_EQ(told, err.find("82x62") != std::string::npos) << output << err;
+    EXPECT_EQ(JsonOf("r.json")["height"].asInt(), ReadVideo(Path(output)).size.height);
+    return JsonOf("r.json")["width"].asInt();
+  };
+  EXPECT_EQ(82, widthOf("x.mp4", true));
+  EXPECT_EQ(81, widthOf("x.webm", false));
+  EXPECT_EQ(81, widthOf("x.y4m", false));
+}
+
 TEST_F(Render, InfoDescribesTheStream) {
   WriteGreyClip(Path("in.mp4"), {{320, 240}, {30000, 1001}, {16, 11}}, 30);
   EXPECT_NE(std::string::npos, Run("info @in.mp4").out.find("320x240"));
