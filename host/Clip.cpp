@@ -272,7 +272,7 @@ void Clip::Stabilize(ProgressForm progress) {
   KivComPtr<IKivStabExtendControl> control;
   process_->GetStabExtendControl(control.Put());
   if (!control) FailRun("the component cannot stabilize");
-  Analyse(*control, path_, input_.info.frameCount, progress);
+  analysed_ = Analyse(*control, path_, input_.info.frameCount, progress);
   // What was looked at before, for the crop's size, may still be kept as it was.
   KivComPtr<IKivSourceBase> tail;
   process_->GetTailNode(&tail);

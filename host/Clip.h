@@ -67,6 +67,8 @@ class Clip {
 
   // Measures the clip's motion unless its settings brought it, or it is not steadied.
   void Stabilize(ProgressForm progress);
+  // What the progress of the frames is called, behind that of an analysis; null without one.
+  const char* Stage() const { return analysed_ ? "render" : nullptr; }
   int32_t StabilizationLevel() const { return stabilization_.level; }
 
   // Shows what playing from the first frame shows there.
@@ -117,6 +119,7 @@ class Clip {
   Crop crop_;
   Overlay overlay_;
   bool framesStay_ = false;
+  bool analysed_ = false;
 };
 
 }  // namespace host

@@ -64,7 +64,7 @@ class RenderRun {
 };
 
 void RenderRun::Run() {
-  Progress progress(options_.progress, range_.end - range_.start + 1);
+  Progress progress(options_.progress, range_.end - range_.start + 1, clip_.Stage());
   for (int32_t number = range_.start; number <= range_.end; ++number) {
     ThrowIfInterrupted();
     const auto frame = PullNext(number);

@@ -117,7 +117,7 @@ void RunSheet(const Options& options) {
   const Layout layout =
       LayOut(range, {frame->GetBitmap()->GetWidth(), frame->GetBitmap()->GetHeight()});
   SheetPicture picture(layout);
-  Progress progress(options.progress, layout.tiles);
+  Progress progress(options.progress, layout.tiles, clip.Stage());
   for (int32_t tile = 0; tile < layout.tiles; ++tile) {
     ThrowIfInterrupted();
     if (tile > 0) {

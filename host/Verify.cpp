@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <numeric>
+#include <optional>
 #include <random>
 #include <string_view>
 #include <vector>
@@ -46,9 +47,9 @@ class Verification {
  public:
   explicit Verification(const Options& options)
       : clip_(options.input, options.chain),
-        range_(ResolveFrames(options.frames, "--frames", clip_.Result().frameCount)),
-        progress_(options.progress, kPasses * Count()) {
+        range_(ResolveFrames(options.frames, "--frames", clip_.Result().frameCount)) {
     clip_.Stabilize(options.progress);
+    progress_.emplace(options.progress, kPasses * Count(), clip_.Stage());
   }
 
   void Run();
@@ -69,7 +70,7 @@ class Verification {
 
   Clip clip_;
   KivRange range_;
-  Progress progress_;
+  std::optional<Progress> progress_;
   int32_t pulled_ = 0;
   std::vector<size_t> prints_;
   std::vector<int32_t> backward_, random_;
@@ -78,7 +79,7 @@ class Verification {
 size_t Verification::Pull() {
   ThrowIfInterrupted();
   const size_t print = PrintOf(clip_.Pull());
-  progress_.Update(++pulled_);
+  progress_->Update(++pulled_);
   return print;
 }
 
