@@ -84,6 +84,9 @@ void CheckFile(const std::string& path, const char* what) {
     FailRun("cannot open {} '{}': it is not a regular file", what, path);
   }
   if (status.st_size == 0) FailRun("cannot open {} '{}': the file is empty", what, path);
+  if (KivCommon::WChar2Char(Wide(path).c_str()) != path) {
+    FailRun("cannot open {} '{}': its name is not valid UTF-8", what, path);
+  }
 }
 
 OpenedInput OpenInput(const std::string& path, const char* what) {

@@ -82,7 +82,7 @@ std::string FormatNameOf(const OutputRequest& request) {
 WriteError FindFormat(const OutputRequest& request, const FormatRow** row) {
   if (request.name.empty()) return "the output has no name";
   *row = FindByName(kFormats, FormatNameOf(request));
-  if (*row == nullptr) {
+  if (*row == nullptr || (!request.format.empty() && !FindByName(kFormats, request.format))) {
     return request.format.empty()
                ? fmt::format(
                      "cannot tell the format of '{}' by its ending: use one of {} or --format",
