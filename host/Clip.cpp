@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <numeric>
@@ -25,8 +26,19 @@ namespace host {
 namespace {
 
 constexpr int64_t kShortestFrame = 10'000;  // of files that count in milliseconds
+constexpr double kTicksPerSecond = 1e7;
+constexpr int32_t kLongestProxyPath = 1024;
 
 std::wstring Wide(const std::string& text) { return KivCommon::Char2WChar(text.c_str()); }
+
+// As the decoder reads a proxy: what fails here, it ignores.
+bool HasPictures(const wchar_t* path) {
+  const auto factory = KivCommon::GetFactory(nullptr);
+  KivComPtr<IKivMediaSource> source;
+  KivComPtr<IKivMediaDecoder> decoder;
+  return factory && Succeeded(factory->OpenMediaFile(source.Put(), path, nullptr)) && source &&
+         Succeeded(source->GetVideoStream(0, decoder.Put())) && decoder;
+}
 
 KivComPtr<IKivMediaSource> OpenSource(const std::string& path, const char* what) {
   const auto factory = KivCommon::GetFactory(nullptr);
@@ -73,6 +85,9 @@ void CheckFile(const std::string& path, const char* what) {
     FailRun("cannot open {} '{}': it is not a regular file", what, path);
   }
   if (status.st_size == 0) FailRun("cannot open {} '{}': the file is empty", what, path);
+  if (KivCommon::WChar2Char(Wide(path).c_str()) != path) {
+    FailRun("cannot open {} '{}': its name is not valid UTF-8", what, path);
+  }
 }
 
 OpenedInput OpenInput(const std::string& path, const char* what) {
@@ -131,7 +146,7 @@ Clip::Clip(const std::string& input, const ChainOptions& options)
   SetUpSource(options);
   SetUpRender();
   SetUpNodes();
-  crop_.SetUp(options, process_, *render_.Get());
+  crop_.SetUp(options, settings_.Get(), process_, *render_.Get());
   if (FillsWithImage(settings_.Get())) overlay_.SetFill(PreparedImage(*process_.Get()));
 }
 
@@ -196,6 +211,13 @@ void Clip::SetUpProxy(const ChainOptions& options) {
     process_->SetProxyEnabled(1);
   }
   if (options.noProxy) process_->SetProxyEnabled(0);
+  std::array<wchar_t, kLongestProxyPath> path{};
+  int32_t enabled = 0;
+  process_->GetProxyEnabled(&enabled);
+  process_->GetProxyPath(path.data(), kLongestProxyPath);
+  if (enabled == 0 || path[0] == L'\0' || HasPictures(path.data())) return;
+  PrintNote(fmt::format("the proxy '{}' cannot be used: the pictures come from the clip itself",
+                        KivCommon::WChar2Char(path.data())));
 }
 
 void Clip::SetUpSource(const ChainOptions& options) {
@@ -254,19 +276,60 @@ void Clip::Stabilize(ProgressForm progress) {
   KivComPtr<IKivStabExtendControl> control;
   process_->GetStabExtendControl(control.Put());
   if (!control) FailRun("the component cannot stabilize");
-  Analyse(*control, path_, input_.info.frameCount, progress);
+  analysed_ = Analyse(*control, path_, input_.info.frameCount, progress);
   // What was looked at before, for the crop's size, may still be kept as it was.
   KivComPtr<IKivSourceBase> tail;
   process_->GetTailNode(&tail);
   tail->Flush();
 }
 
-int64_t Clip::SourceTimeOf(IKivFrame& frame) const {
+// Nodes rewrite a frame's time, not its number, which is where the source stood: before the first or
+// beyond the last frame, where it shows these. Generated frames have no number.
+int64_t Clip::SourceTimeOf(IKivFrame& frame, int32_t number) const {
   int64_t time = 0;
   frame.GetTime(&time, nullptr);
   const auto numbered = KivComPtr<IKivFrame>(&frame).As<IKivVideoFrame>();
-  if (numbered) decoder_->TimeOf(numbered->GetFrameIndex(), &time, nullptr);
+  if (!numbered) return time;
+  const int32_t index = numbered->GetFrameIndex();
+  if (IsStretched()) {
+    decoder_->TimeOf(index, &time, nullptr);
+    return time;
+  }
+  if (inBetween_ == InBetween::kGenerated && index < 0) return TimeInBetween(number);
+  decoder_->TimeOf(std::clamp(index, 0, shown_.frameCount - 1), &time, nullptr);
   return time;
+}
+
+int64_t Clip::TimeInBetween(int32_t number) const {
+  const InBetweenPlace place = PlaceInBetween(number, playback_.speed);
+  const auto timeOf = [this](int32_t given) {
+    return TimeOfRated(playback_.reverse ? LastRatedFrame(playback_, shown_) - given : given);
+  };
+  const int64_t older = timeOf(place.older);
+  const int64_t newer = timeOf(kiv::ClampToInt32(int64_t{place.older} + 1));
+  return older + kiv::SaturateToInt64(place.part * static_cast<double>(newer - older));
+}
+
+int64_t Clip::TimeOfRated(int32_t number) const {
+  const auto timeOf = [this](int64_t frame) {
+    int64_t time = 0;
+    decoder_->TimeOf(kiv::ClampToInt32(std::clamp<int64_t>(frame, 0, shown_.frameCount - 1)), &time,
+                     nullptr);
+    return time;
+  };
+  if (!playback_.rated) return timeOf(number);
+  // The rate node shows the first frame that starts no earlier than half a frame of its own before.
+  const double earliest = (number - 0.5) * kTicksPerSecond / playback_.frameRate.ToDouble();
+  int32_t first = 0;
+  for (int32_t end = shown_.frameCount - 1; first < end;) {
+    const int32_t middle = first + (end - first) / 2;
+    if (static_cast<double>(timeOf(middle)) < earliest) {
+      first = middle + 1;
+    } else {
+      end = middle;
+    }
+  }
+  return timeOf(first);
 }
 
 std::vector<int64_t> Clip::TimesOf(KivRange range) const {

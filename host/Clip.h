@@ -49,6 +49,10 @@ class Clip {
   InBetween InBetweenFrames() const { return inBetween_; }
   KivDecoderStats DecoderStats() const { return decoder_->Stats(); }
   const MeteredDecoder& Decoder() const { return *decoder_; }
+  // Pictures that could not be decoded: nothing came, or another one in their place.
+  int64_t LostPictures() const {
+    return decoder_->UnreadPictures() + DecoderStats().picturesReplaced;
+  }
   // Whether a frame pulled stays as it is when the next one is pulled.
   bool FramesStay() const { return framesStay_ || overlay_.IsOn(); }
   // Whether pictures may be transparent.
@@ -63,6 +67,8 @@ class Clip {
 
   // Measures the clip's motion unless its settings brought it, or it is not steadied.
   void Stabilize(ProgressForm progress);
+  // What the progress of the frames is called, behind that of an analysis; null without one.
+  const char* Stage() const { return analysed_ ? "render" : nullptr; }
   int32_t StabilizationLevel() const { return stabilization_.level; }
 
   // Shows what playing from the first frame shows there.
@@ -73,8 +79,9 @@ class Clip {
   // The frame at the position, straight rows, cut to its region, laid over the footage.
   KivComPtr<IKivFrame> Pull();
 
-  // When the clip itself shows what the frame shows. Nodes rewrite a frame's time, not its number.
-  int64_t SourceTimeOf(IKivFrame& frame) const;
+  // When the clip itself shows what the frame, number `number` of the result, shows. A generated
+  // picture lies between two of the clip's, and so does its time.
+  int64_t SourceTimeOf(IKivFrame& frame, int32_t number) const;
 
   // When the frames of `range` are shown and the last one ends, in 100 ns from the first on: none for
   // a result that goes by its rate, which is any but that of a clip with a variable rate, shown as it is.
@@ -86,6 +93,8 @@ class Clip {
 
  private:
   void Step(int32_t count);
+  int64_t TimeInBetween(int32_t number) const;
+  int64_t TimeOfRated(int32_t number) const;
   void PlanPlayback(const ChainOptions& options);
   void OpenFootage(const ChainOptions& options);
   void BuildChain(const std::vector<int32_t>& nodes);
@@ -114,6 +123,7 @@ class Clip {
   Crop crop_;
   Overlay overlay_;
   bool framesStay_ = false;
+  bool analysed_ = false;
 };
 
 }  // namespace host

@@ -211,9 +211,6 @@ void ReadRenderOptions(const OptionTexts& texts, Options* options) {
   PlanTheOutput(texts, options);
   ReadSpanOptions(texts, options);
   options->report = texts.report;
-  if (texts.report == "-" && texts.output == "-") {
-    FailUsage("--report and the output cannot both go to standard output");
-  }
   const bool single = options->frames.last && *options->frames.last == options->frames.first;
   if (options->plan.kind == kiv::OutputKind::kPicture && !single) {
     FailUsage(

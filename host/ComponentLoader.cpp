@@ -5,9 +5,11 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <cstdio>
 #include <filesystem>
 
+#include "engine/common/RegistryFile.h"
 #include "host/HostError.h"
 #include "kiv/component/EntryPoints.h"
 #include "kiv/platform/KivCommon.h"
@@ -42,6 +44,18 @@ std::string RegisteredPath() {
 std::filesystem::path ProgramFolder() {
   std::error_code ignored;
   return std::filesystem::read_symlink("/proc/self/exe", ignored).parent_path();
+}
+
+// Of a registry file that was not written: the calls that write it tell no reason.
+std::string WhyNotWritten() {
+  const std::string file = kiv::RegistryPath();
+  if (file.empty()) return "there is no home folder for the registry file";
+  const auto folder = std::filesystem::absolute(file).parent_path();
+  std::error_code why;
+  std::filesystem::create_directories(folder, why);
+  if (!why && access(folder.c_str(), W_OK) != 0) why = {errno, std::generic_category()};
+  return fmt::format("the registry file '{}' cannot be written: {}", file,
+                     why ? why.message() : "it is damaged, of a newer version or unreadable");
 }
 
 }  // namespace
@@ -135,14 +149,14 @@ void ComponentLoader::Register() const {
   std::error_code ignored;
   const std::string registered = RegisteredPath();
   if (registered.empty() || !std::filesystem::equivalent(registered, path_, ignored)) {
-    FailRun("cannot register '{}': the registry file cannot be written", path_);
+    FailRun("cannot register '{}': {}", path_, WhyNotWritten());
   }
 }
 
 void ComponentLoader::Unregister() const {
   Entry<decltype(&DllUnregisterServer)>("DllUnregisterServer")();
   if (!RegisteredPath().empty()) {
-    FailRun("cannot unregister '{}': the registry file cannot be written", path_);
+    FailRun("cannot unregister '{}': {}", path_, WhyNotWritten());
   }
 }
 

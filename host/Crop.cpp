@@ -56,15 +56,33 @@ bool Crop::IsWanted(const ChainOptions& options, IKivProperties* settings) {
   return enabled != 0 || options.crop || !options.cropKeyframes.empty();
 }
 
-void Crop::SetUp(const ChainOptions& options,
+void Crop::SetUp(const ChainOptions& options, IKivProperties* settings,
                  const KivComPtr<IKivVideoStreamProcessInternal>& process, IKivRenderEx& render) {
   process_ = process;
   if (options.crop || !options.cropKeyframes.empty()) Animate(options);
   int32_t enabled = 0;
   process_->GetCropEnabled(&enabled);
   if (enabled == 0) return;
+  if (!options.crop && options.cropKeyframes.empty()) CheckStored(options, settings);
   size_ = FirstSize(render);
   isFixed_ = IsFixed();
+}
+
+// With keyframes the region beside them has no effect.
+void Crop::CheckStored(const ChainOptions& options, IKivProperties* settings) const {
+  const auto keyframes = KeyframesOf(*process_);
+  KeyFrameRectF frame;
+  KivRectF region = kWholePicture;
+  settings->GetRect(KivKey::Crop::kRegion, &region);
+  if (keyframes->GetKeyFrameCount() > 0) region = kWholePicture;
+  for (int32_t i = 0; IsRegion(region) && keyframes->GetKeyFrameAt(i, &frame); ++i) {
+    region = frame.value;
+  }
+  if (IsRegion(region)) return;
+  FailRun(
+      "the settings '{}' crop to {:g},{:g},{:g},{:g}: the region does not lie inside the picture, "
+      "whose edges are 0 and 1",
+      options.settings, region.left, region.top, region.width, region.height);
 }
 
 bool Crop::IsFixed() const {

@@ -24,8 +24,8 @@ class Crop {
 
   // Once the settings are loaded, the sizes known and the render range set: what the options ask for
   // goes to the node, and all that does not fit is refused. Leaves the clip at frame 0.
-  void SetUp(const ChainOptions& options, const KivComPtr<IKivVideoStreamProcessInternal>& process,
-             IKivRenderEx& render);
+  void SetUp(const ChainOptions& options, IKivProperties* settings,
+             const KivComPtr<IKivVideoStreamProcessInternal>& process, IKivRenderEx& render);
 
   bool IsOn() const { return size_.has_value(); }
   // The part of the frame at the clip's position, in the size that the region of frame 0 has; the
@@ -34,6 +34,7 @@ class Crop {
 
  private:
   void Animate(const ChainOptions& options) const;
+  void CheckStored(const ChainOptions& options, IKivProperties* settings) const;
   bool IsFixed() const;
   KivSize FirstSize(IKivRenderEx& render) const;
 

@@ -48,8 +48,16 @@ KivRange ResolveFrames(const FrameSpan& span, const char* option, int32_t frameC
 void CheckFiles(const Options& options) {
   const ChainOptions& chain = options.chain;
   std::vector<std::string> written;
+  int toStandardOutput = options.command == Command::kVerify ? 1 : 0;
   for (const std::string* file : {&options.output, &options.report, &chain.saveSettings}) {
-    if (!file->empty() && *file != kStandardOutput) written.push_back(*file);
+    if (*file == kStandardOutput) {
+      ++toStandardOutput;
+    } else if (!file->empty()) {
+      written.push_back(*file);
+    }
+  }
+  if (toStandardOutput > 1) {
+    FailUsage("only one of the output, --report and --save-settings can go to standard output");
   }
   for (size_t i = 0; i < written.size(); ++i) {
     const std::string& file = written[i];

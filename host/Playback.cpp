@@ -147,6 +147,10 @@ ResultShape ResultOf(const Playback& playback, const KivStreamInfo& info) {
   return {static_cast<int32_t>(frames), playback.frameRate};
 }
 
+int32_t LastRatedFrame(const Playback& playback, const KivStreamInfo& info) {
+  return kiv::ClampToInt32(RatedFrames(playback, info).end);
+}
+
 std::vector<int32_t> NodesFor(const ChainOptions& options, const Playback& playback,
                               FurtherNodes further) {
   std::vector<int32_t> nodes = options.nodes;
@@ -187,7 +191,7 @@ InitialBags MakeInitialBags(const Playback& playback, const KivStreamInfo& info,
   bags.settings->SetInt(KivKey::Speed::kReverse, playback.reverse ? 1 : 0);
   // The reverse node exchanges the ends of its range. From 0 on, its first frame is the last one
   // used, so that the result counts from 0 and what lies between is simply never asked for.
-  const KivRange mirrored{0, kiv::ClampToInt32(RatedFrames(playback, info).end)};
+  const KivRange mirrored{0, LastRatedFrame(playback, info)};
   bags.settings->SetRange(KivKey::Speed::kReverse_Range, &mirrored);
   bags.settings->SetInt(KivKey::Render::kRender_CacheEnable,
                         IntOr(clipSettings, KivKey::Render::kRender_CacheEnable, 0));

@@ -33,6 +33,8 @@ struct ResultShape {
   KivRational frameRate;
 };
 ResultShape ResultOf(const Playback& playback, const KivStreamInfo& info);
+// The number of the last frame used behind the rate node: the one that the reverse node shows first.
+int32_t LastRatedFrame(const Playback& playback, const KivStreamInfo& info);
 
 // What a chain is made of beside the source and what its playback needs.
 struct FurtherNodes {

@@ -33,7 +33,8 @@ Pace PaceOf(int32_t done, int32_t frames, double seconds) {
   return {rate, (frames - done) / rate};
 }
 
-Progress::Progress(ProgressForm form, int32_t frames) : form_(Resolve(form)), frames_(frames) {}
+Progress::Progress(ProgressForm form, int32_t frames, const char* stage)
+    : form_(Resolve(form)), frames_(frames), stage_(stage) {}
 
 Progress::~Progress() {
   if (barVisible_) Print("\r\033[K");
@@ -46,8 +47,9 @@ void Progress::Update(int32_t frame) {
   shown_ = now;
   const Pace pace = PaceOf(frame, frames_, std::chrono::duration<double>(now - start_).count());
   if (form_ == ProgressForm::kBar) return ShowBar(frame, pace.rate, pace.left);
-  Print(fmt::format("{{\"frame\":{},\"frames\":{},\"fps\":{:.1f},\"eta_s\":{:.1f}}}\n", frame,
-                    frames_, pace.rate, pace.left));
+  const std::string stage = stage_ ? fmt::format(",\"stage\":\"{}\"", stage_) : std::string();
+  Print(fmt::format("{{\"frame\":{},\"frames\":{},\"fps\":{:.1f},\"eta_s\":{:.1f}{}}}\n", frame,
+                    frames_, pace.rate, pace.left, stage));
 }
 
 void Progress::ShowBar(int32_t frame, double rate, double left) {

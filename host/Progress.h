@@ -12,7 +12,8 @@ namespace host {
 
 class Progress {
  public:
-  Progress(ProgressForm form, int32_t frames);
+  // `stage` (may be null) tells the lines from those of another run of the same command.
+  Progress(ProgressForm form, int32_t frames, const char* stage);
   // Takes the bar away, so that a message starts on an empty line.
   ~Progress();
   Progress(const Progress&) = delete;
@@ -28,6 +29,7 @@ class Progress {
 
   ProgressForm form_;
   int32_t frames_;
+  const char* stage_;
   Clock::time_point start_ = Clock::now();
   Clock::time_point shown_;
   bool barVisible_ = false;

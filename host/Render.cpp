@@ -55,6 +55,7 @@ class RenderRun {
   KivRange range_;
   Sound sound_;
   KivSize size_;
+  KivSize written_;  // size_, or what the encoder makes of it
   std::atomic<bool> cancelled_{false};
   // Nothing is read of discarded pictures, so they need no thread.
   std::unique_ptr<WriterQueue> queue_;
@@ -63,7 +64,7 @@ class RenderRun {
 };
 
 void RenderRun::Run() {
-  Progress progress(options_.progress, range_.end - range_.start + 1);
+  Progress progress(options_.progress, range_.end - range_.start + 1, clip_.Stage());
   for (int32_t number = range_.start; number <= range_.end; ++number) {
     ThrowIfInterrupted();
     const auto frame = PullNext(number);
@@ -87,11 +88,16 @@ KivComPtr<IKivFrame> RenderRun::PullNext(int32_t number) {
 }
 
 void RenderRun::OpenOutput(IKivFrame& first) {
-  size_ = SizeOf(first);
+  size_ = written_ = SizeOf(first);
   if (options_.plan.kind == kiv::OutputKind::kDiscard) return;
   const kiv::PictureSeries series{
       size_,       clip_.Result().frameRate, clip_.SampleAspect(size_), range_.start,
       sound_.file, clip_.HasAlpha(),         clip_.TimesOf(range_)};
+  written_ = kiv::WrittenSize(options_.plan, series);
+  if (written_ != size_) {
+    PrintNote(fmt::format("the pictures of {}x{} are written as {}x{}: H.264 has even sides",
+                          size_.width, size_.height, written_.width, written_.height));
+  }
   TellOfSound(options_, sound_);
   std::unique_ptr<kiv::Writer> writer;
   if (const auto error = kiv::OpenWriter(options_.plan, series, &cancelled_, &writer)) {
@@ -114,7 +120,7 @@ void RenderRun::Write(const KivComPtr<IKivFrame>& frame) {
 void RenderRun::Finish() {
   if (queue_) queue_->Finish();
   wallSeconds_ = SecondsSince(start_);
-  if (const int32_t unread = clip_.Decoder().UnreadPictures(); unread > 0) {
+  if (const int64_t unread = clip_.LostPictures(); unread > 0) {
     PrintNote(
         fmt::format("warning: {} of the pictures of '{}' could not be decoded and were "
                     "replaced",
@@ -134,7 +140,7 @@ std::vector<NodeSeconds> SecondsOf(const std::vector<int32_t>& nodes) {
 RenderReport RenderRun::Report() const {
   RenderReport report;
   report.frames = range_.end - range_.start + 1;
-  report.size = size_;
+  report.size = written_;
   report.frameRate = clip_.Result().frameRate;
   report.inBetweenFrames = NameOf(clip_.InBetweenFrames());
   report.wallSeconds = wallSeconds_;
@@ -145,7 +151,7 @@ RenderReport RenderRun::Report() const {
   report.soundStreams = sound_.fit.streams;
   report.soundCopied = sound_.fit.fitting;
   report.soundLeftOut = sound_.leftOut;
-  report.unreadPictures = clip_.Decoder().UnreadPictures();
+  report.unreadPictures = clip_.LostPictures();
   report.decoder = clip_.DecoderStats();
   return report;
 }

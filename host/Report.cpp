@@ -21,7 +21,7 @@ Json::Value DecoderFigures(const RenderReport& report) {
   Json::Value figures;
   figures["pictures_decoded"] = Json::Int64(report.decoder.picturesDecoded);
   figures["pictures_converted"] = Json::Int64(report.decoder.picturesConverted);
-  figures["pictures_not_read"] = report.unreadPictures;
+  figures["pictures_not_read"] = Json::Int64(report.unreadPictures);
   figures["seeks"] = Json::Int64(report.decoder.seeks);
   figures["pictures_passed_over"] = Json::Int64(report.decoder.picturesPassedOver);
   figures["pictures_from_memory"] = Json::Int64(report.decoder.picturesFromMemory);

@@ -27,7 +27,7 @@ struct RenderReport {
   double decoderSeconds = 0;  // the source's, as far as it was inside the decoder
   double pullSeconds = 0;     // inside the whole chain and what finishes its pictures
   double writeSeconds = 0;
-  int32_t unreadPictures = 0;
+  int64_t unreadPictures = 0;
   int32_t soundStreams = 0;
   int32_t soundCopied = 0;
   std::string soundLeftOut;  // why not all of them

@@ -35,8 +35,13 @@ std::string ReadTextFile(const std::string& path, const char* what) {
 KivPropDecorator ReadSettings(const std::string& path) {
   KivPropDecorator bag = KivCommon::CreateProperties();
   if (!bag) FailRun("no memory for the settings");
+  const std::string text = ReadTextFile(path, "the settings");
+  const size_t first = text.find_first_not_of(" \t\r\n\xEF\xBB\xBF");
+  if (first == std::string::npos || text[first] != '{') {
+    FailRun("cannot read the settings '{}': it is no settings file", path);
+  }
   std::string why;
-  if (!kiv::SettingsFromText(ReadTextFile(path, "the settings"), bag.Get(), &why)) {
+  if (!kiv::SettingsFromText(text, bag.Get(), &why)) {
     FailRun("cannot read the settings '{}': {}", path, why);
   }
   return bag;

@@ -117,19 +117,20 @@ void RunSheet(const Options& options) {
   const Layout layout =
       LayOut(range, {frame->GetBitmap()->GetWidth(), frame->GetBitmap()->GetHeight()});
   SheetPicture picture(layout);
-  Progress progress(options.progress, layout.tiles);
+  Progress progress(options.progress, layout.tiles, clip.Stage());
   for (int32_t tile = 0; tile < layout.tiles; ++tile) {
     ThrowIfInterrupted();
     if (tile > 0) {
       for (int32_t i = 0; i < layout.step; ++i) clip.Advance();
       frame = clip.Pull();
     }
-    picture.Add(tile, *frame, clip.SourceTimeOf(*frame));
+    picture.Add(tile, *frame, clip.SourceTimeOf(*frame, range.start + tile * layout.step));
     progress.Update(tile + 1);
   }
   WritePicture(options.plan, picture.Size(), picture.Pixels());
+  if (!options.chain.saveSettings.empty()) clip.SaveSettings(options.chain.saveSettings);
   if (layout.step > 1) {
-    PrintNote(fmt::format("the sheet shows every {}. frame of {}", layout.step,
+    PrintNote(fmt::format("the sheet shows one frame in {} of {}", layout.step,
                           range.end - range.start + 1));
   }
 }

@@ -104,11 +104,11 @@ void DescribeSource(const std::string& input, const KivStreamInfo& info, IKivPro
   facts->SetRange(rangeKey.c_str(), &whole);
 }
 
-void Analyse(IKivStabExtendControl& control, const std::string& input, int32_t frameCount,
+bool Analyse(IKivStabExtendControl& control, const std::string& input, int32_t frameCount,
              ProgressForm form) {
-  if (control.GetTaskState() == enumTaskState::kFinished) return;
+  if (control.GetTaskState() == enumTaskState::kFinished) return false;
   Listener listener(control);
-  Progress progress(form, frameCount);
+  Progress progress(form, frameCount, "analysis");
   if (control.Start() != S_OK) FailRun("cannot analyse '{}': it could not be started", input);
   for (int64_t shown = 0; IsUnderWay(control.GetTaskState());) {
     const int64_t percent = listener.Await(shown);
@@ -120,6 +120,7 @@ void Analyse(IKivStabExtendControl& control, const std::string& input, int32_t f
   if (control.GetTaskState() != enumTaskState::kFinished) {
     FailRun("cannot analyse '{}': its pictures could not be read", input);
   }
+  return true;
 }
 
 }  // namespace host

@@ -28,8 +28,9 @@ void StoreStabilization(const Stabilization& stabilization, IKivProperties* sett
 void DescribeSource(const std::string& input, const KivStreamInfo& info, IKivProperties* settings,
                     IKivProperties* facts);
 
-// Measures the clip's motion unless there are data that fit. Shows progress; an interrupt ends it.
-void Analyse(IKivStabExtendControl& control, const std::string& input, int32_t frameCount,
+// Measures the clip's motion; false when there are data that fit. Shows progress; an interrupt ends
+// it.
+bool Analyse(IKivStabExtendControl& control, const std::string& input, int32_t frameCount,
              ProgressForm form);
 
 }  // namespace host

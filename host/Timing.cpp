@@ -4,6 +4,7 @@
 
 #include "engine/common/AlgorithmModules.h"
 #include "host/Messages.h"
+#include "kiv/values/Saturate.h"
 
 namespace host {
 namespace {
@@ -38,6 +39,19 @@ RollIn RollInTo(int32_t frame, const Playback& playback, const KivStreamInfo& in
   const Wide start = FloorOf((last - kSourceFrames) * speed.denominator, speed.numerator);
   const auto from = static_cast<int32_t>(std::clamp<Wide>(start, 0, std::max(frame - 1, 0)));
   return {from, frame - from};
+}
+
+InBetweenPlace PlaceInBetween(int32_t number, const KivRational& speed) {
+  // As the node calculates, so that both round alike.
+  const double scale = speed.ToDouble();
+  const auto shownFor = [scale](int32_t given) { return kiv::SaturateToInt32(given / scale); };
+  const int32_t count = kiv::SaturateToInt32(1.0 / scale - 1.0 + 0.5);
+  // The node steps on until what it was given last stands for the wanted frame or a later one; it
+  // begins with two frames.
+  int32_t newer = std::max(kiv::SaturateToInt32(number * scale) - 1, 1);
+  while (shownFor(newer) < number) ++newer;
+  const int32_t index = std::max(number - shownFor(newer) + count, 0);
+  return {newer - 1, index / (count + 1.0)};
 }
 
 InBetween SetUpInterpolation(Interpolation wanted, const KivRational& speed) {

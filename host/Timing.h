@@ -16,6 +16,15 @@ struct RollIn {
 };
 RollIn RollInTo(int32_t frame, const Playback& playback, const KivStreamInfo& info);
 
+// Where a generated frame lies: behind `older`, of the frames that the speed node is given, by a part
+// of the way to the next of them.
+struct InBetweenPlace {
+  int32_t older = 0;
+  double part = 0;
+};
+// Of frame `number` of the result, for speeds that generate frames.
+InBetweenPlace PlaceInBetween(int32_t number, const KivRational& speed);
+
 enum class InBetween { kNotNeeded, kGenerated, kOff, kNoModule };
 
 // Says so on standard error when the frames that slow motion needs cannot be generated.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <numeric>
+#include <optional>
 #include <random>
 #include <string_view>
 #include <vector>
@@ -46,12 +47,15 @@ class Verification {
  public:
   explicit Verification(const Options& options)
       : clip_(options.input, options.chain),
-        range_(ResolveFrames(options.frames, "--frames", clip_.Result().frameCount)),
-        progress_(options.progress, kPasses * Count()) {
+        range_(ResolveFrames(options.frames, "--frames", clip_.Result().frameCount)) {
     clip_.Stabilize(options.progress);
+    progress_.emplace(options.progress, kPasses * Count(), clip_.Stage());
   }
 
   void Run();
+  void SaveSettings(const std::string& path) {
+    if (!path.empty()) clip_.SaveSettings(path);
+  }
 
  private:
   static constexpr int32_t kPasses = 3;
@@ -66,7 +70,7 @@ class Verification {
 
   Clip clip_;
   KivRange range_;
-  Progress progress_;
+  std::optional<Progress> progress_;
   int32_t pulled_ = 0;
   std::vector<size_t> prints_;
   std::vector<int32_t> backward_, random_;
@@ -75,7 +79,7 @@ class Verification {
 size_t Verification::Pull() {
   ThrowIfInterrupted();
   const size_t print = PrintOf(clip_.Pull());
-  progress_.Update(++pulled_);
+  progress_->Update(++pulled_);
   return print;
 }
 
@@ -127,7 +131,7 @@ void Verification::Tell() const {
   const size_t differing = std::max(backward_.size(), random_.size());
   if (differing == 0) return;
   // A decoder conceals damage with what it decoded before, so the way there matters.
-  if (const int32_t unread = clip_.Decoder().UnreadPictures(); unread > 0) {
+  if (const int64_t unread = clip_.LostPictures(); unread > 0) {
     return PrintNote(
         fmt::format("note: {} or more frames differ, the clip is damaged: {} of its "
                     "pictures could not be decoded",
@@ -139,6 +143,11 @@ void Verification::Tell() const {
 
 }  // namespace
 
-void RunVerify(const Options& options) { Verification(options).Run(); }
+void RunVerify(const Options& options) {
+  CheckFiles(options);
+  Verification verification(options);
+  verification.Run();
+  verification.SaveSettings(options.chain.saveSettings);
+}
 
 }  // namespace host

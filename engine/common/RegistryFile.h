@@ -10,6 +10,8 @@
 #include <utility>
 #include <vector>
 
+#include "kiv/values/Export.h"
+
 namespace kiv {
 
 // Keys below the root that a path can name.
@@ -36,7 +38,7 @@ struct RegistryNode {
 bool SameIgnoringCase(std::wstring_view a, std::wstring_view b);
 
 // Empty when the environment names no place.
-std::string RegistryPath();
+KIV_ENGINE_API std::string RegistryPath();
 // A file that does not exist is an empty registry.
 int32_t LoadRegistry(RegistryNode* root);
 int32_t SaveRegistry(const RegistryNode& root);

@@ -192,8 +192,9 @@ CacheCounts CMediaDecoder::AllCounts() const {
 HRESULT CMediaDecoder::GetStats(KivDecoderStats* stats) {
   if (!stats) return E_POINTER;
   const CacheCounts counts = AllCounts();
-  *stats = {counts.reader.decoded, converted_,        counts.reader.seeks,     counts.bytesAtMost,
-            counts.bytesNow,       counts.fromMemory, counts.reader.passedOver};
+  *stats = {
+      counts.reader.decoded, converted_,        counts.reader.seeks,      counts.bytesAtMost,
+      counts.bytesNow,       counts.fromMemory, counts.reader.passedOver, counts.reader.replaced};
   return S_OK;
 }
 

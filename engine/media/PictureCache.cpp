@@ -22,6 +22,7 @@ CacheCounts& CacheCounts::operator+=(const CacheCounts& other) {
   reader.decoded += other.reader.decoded;
   reader.passedOver += other.reader.passedOver;
   reader.seeks += other.reader.seeks;
+  reader.replaced += other.reader.replaced;
   fromMemory += other.fromMemory;
   bytesNow += other.bytesNow;
   bytesAtMost = std::max(bytesAtMost, other.bytesAtMost);

@@ -104,7 +104,10 @@ HRESULT PictureReader::At(int64_t frame, const ReadSpan& span, const AVFrame** p
     if (stopped_) return E_ABORT;
     if (const HRESULT hr = Substitute(frame); Failed(hr)) return hr;
   }
-  if (shownFrame_ != frame) Report(frame);
+  if (shownFrame_ != frame) {
+    ++replaced_;
+    Report(frame);
+  }
   *picture = shown_.get();
   return S_OK;
 }

@@ -36,6 +36,7 @@ struct ReaderCounts {
   int64_t decoded = 0;     // packets given to the decoder
   int64_t passedOver = 0;  // those of them whose picture lay before the one asked for
   int64_t seeks = 0;
+  int64_t replaced = 0;  // frames asked for that another picture stood for
 };
 
 // The end of a span of frames, and the last packet that one of them needs.
@@ -61,7 +62,7 @@ class KIV_ENGINE_API PictureReader {
   void Resume() { stopped_ = false; }
   // The packet whose picture is the first that comes out of the stream; -1 when none does.
   int32_t FirstDecodable();
-  ReaderCounts Counts() const { return {decoded_, passedOver_, seeks_}; }
+  ReaderCounts Counts() const { return {decoded_, passedOver_, seeks_, replaced_}; }
   // What a picture of the stream is likely to take, before the first one is there.
   int64_t ExpectedBytes() const { return expectedBytes_; }
 
@@ -114,6 +115,7 @@ class KIV_ENGINE_API PictureReader {
   std::atomic<int64_t> decoded_ = 0;
   std::atomic<int64_t> passedOver_ = 0;
   std::atomic<int64_t> seeks_ = 0;
+  std::atomic<int64_t> replaced_ = 0;
   std::atomic<bool> stopped_ = false;
 };
 

@@ -81,6 +81,9 @@ class KIV_ENGINE_API Writer {
 // Touches no file. On failure `plan` is unchanged.
 KIV_ENGINE_API WriteError PlanOutput(const OutputRequest& request, OutputPlan* plan);
 
+// What pictures of the series are in the output: some grow to even sides there.
+KIV_ENGINE_API KivSize WrittenSize(const OutputPlan& plan, const PictureSeries& series);
+
 // How many sound streams a media file has, and how many of them the output can hold as they are.
 struct SoundFit {
   int32_t streams = 0;

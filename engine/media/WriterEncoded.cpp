@@ -230,9 +230,8 @@ WriteError EncodedWriter::OpenEncoder() {
   if (Failed(converter_.Open(size, ChromaSampling::k420, transparent))) {
     return std::string("no memory for a picture");
   }
-  const bool pads = setup_.plan.codec == OutputCodec::kH264;
   if (auto error =
-          encoder_.Prepare(EncoderName(setup_.plan.codec), pads ? converter_.PaddedSize() : size,
+          encoder_.Prepare(EncoderName(setup_.plan.codec), WrittenSize(setup_.plan, setup_.series),
                            PixelFormat(), setup_.series)) {
     return error;
   }

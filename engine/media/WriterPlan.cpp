@@ -82,7 +82,7 @@ std::string FormatNameOf(const OutputRequest& request) {
 WriteError FindFormat(const OutputRequest& request, const FormatRow** row) {
   if (request.name.empty()) return "the output has no name";
   *row = FindByName(kFormats, FormatNameOf(request));
-  if (*row == nullptr) {
+  if (*row == nullptr || (!request.format.empty() && !FindByName(kFormats, request.format))) {
     return request.format.empty()
                ? fmt::format(
                      "cannot tell the format of '{}' by its ending: use one of {} or --format",
@@ -149,6 +149,13 @@ WriteError PlanOutput(const OutputRequest& request, OutputPlan* plan) {
   if (format->name == "y4m444") result.chroma = ChromaSampling::k444;
   *plan = std::move(result);
   return std::nullopt;
+}
+
+KivSize WrittenSize(const OutputPlan& plan, const PictureSeries& series) {
+  const auto& [width, height] = series.size;
+  const bool replaced = series.hasAlpha && plan.codecWithAlpha != OutputCodec::kNone;
+  if (plan.codec != OutputCodec::kH264 || replaced) return series.size;
+  return {width + width % 2, height + height % 2};
 }
 
 }  // namespace kiv

@@ -77,6 +77,8 @@ struct KivDecoderStats {
   int64_t picturesFromMemory = 0;
   // Decoded on the way from a key frame to the one asked for, or dropped by the codec there.
   int64_t picturesPassedOver = 0;
+  // Could not be decoded: a neighbour was given in their place.
+  int64_t picturesReplaced = 0;
 };
 
 struct KIV_EXPORT IKivStreamInfo : IUnknown {

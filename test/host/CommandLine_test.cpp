@@ -24,6 +24,7 @@ class Refused : public testing::Test {
     WriteBytes(folder_.Path("good.json"),
                R"({"format": "kivclip-settings", "version": 1, "clip": {}})");
     WriteGreyClip(folder_.Path("other.mkv"));
+    std::filesystem::copy_file(folder_.Path("clip.mkv"), folder_.Path("clip\377.mkv"));
     std::filesystem::create_directory(folder_.Path("folder.mp4"));
     setenv("KIV_REGISTRY", "/dev/null/registry", 1);
     names_ = folder_.Names();
@@ -53,8 +54,12 @@ constexpr std::pair<const char*, const char*> kUsage[] = {
     {"render -o @x.mp4", "INPUT is required"},
     {"render @clip.mkv -o @x.png", "frame_%04d.png"},
     {"render @clip.mkv -o - --report -", "--report"},
+    {"render @clip.mkv -o - --save-settings -", "only one of"},
+    {"render @clip.mkv -o null --report - --save-settings -", "only one of"},
+    {"verify @clip.mkv --save-settings -", "only one of"},
     {"render @clip.mkv -o @x.avi", "cannot tell the format of"},
     {"render @clip.mkv -o @x --format gif", "--format gif is not known"},
+    {"render @clip.mkv -o null --format gif", "--format gif is not known"},
     {"render @clip.mkv -o - --format mp4", "standard output: use y4m"},
     {"render @clip.mkv -o @x.mkv --codec av1", "h264, vp9"},
     {"render @clip.mkv -o @x.webm --codec h264", "does not go into webm"},
@@ -162,7 +167,9 @@ constexpr std::pair<const char*, const char*> kFailures[] = {
     {"render @clip.mkv -o @x.mp4 --settings @still.json", "no possible speed: 0/1"},
     {"keyframes @none.json", "none.json': No such"},
     {"keyframes @text.json --at 1", "text.json"},
-    {"register", "the registry file cannot be written"},
+    {"register", "the registry file '/dev/null/registry' cannot be written: Not a directory"},
+    {"info @$(printf 'clip\\377.mkv')", "its name is not valid UTF-8"},
+    {"render @clip.mkv -o null --settings @clip.mkv", "it is no settings file"},
     {"stabilize @none.mp4 --settings @s.json", "none.mp4': No such"},
     {"stabilize @clip.mkv --settings @text.json", "text.json"},
     {"stabilize @clip.mkv --settings @none/s.json", "none/s.json"},

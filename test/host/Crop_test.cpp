@@ -208,6 +208,41 @@ TEST_F(Crop, WrongRequestsSayWhatWouldBeRight) {
   }
 }
 
+// A region without keyframes, or keyframes beside which it does not count.
+TEST_F(Crop, StoredRegionsOutsideThePictureAreRefused) {
+  Draw("corner.mkv", {32, 18}, 1, Corner);
+  const auto stored = [this](const KivRectF& shown, const std::string& region) {
+    Run("render @corner.mkv -o null --crop 0,0,0.5,0.5 --save-settings @s.json");
+    std::string text = ReadBytes(Path("s.json"));
+    const auto replace = [&text](const std::string& from, const std::string& to) {
+      const size_t at = text.find(from);
+      ASSERT_NE(std::string::npos, at) << text;
+      text.replace(at, from.size(), to);
+    };
+    replace("\"left:0.000000, top:0.000000, width:0.500000, height:0.500000\"", '"' + region + '"');
+    if (shown.width == 0) {
+      replace("Crop.Region.Serialize\"", "Gone\"");
+    } else {
+      char values[100];
+      std::snprintf(values, sizeof values, "left:%f, top:%f, width:%f, height:%f", shown.left,
+                    shown.top, shown.width, shown.height);
+      replace("left:0.000000, top:0.000000, width:0.500000, height:0.500000", values);
+    }
+    Save("s.json", text);
+    return RunKivclip(folder_, "render @corner.mkv -o null --settings @s.json");
+  };
+  const std::string inside = "left:0.1, top:0.1, width:0.5, height:0.5";
+  const std::string outside = "left:5, top:5, width:9, height:9";
+  for (const auto& [shown, region] :
+       {std::pair{KivRectF{}, outside}, {KivRectF{0.5, 0.5, 0.75, 0.5}, inside}}) {
+    const ProgramResult result = stored(shown, region);
+    EXPECT_EQ(1, result.status) << region;
+    EXPECT_NE(std::string::npos, result.err.find("does not lie inside")) << result.err;
+  }
+  EXPECT_EQ(0, stored({}, inside).status);
+  EXPECT_EQ(0, stored({0.5, 0.5, 0.5, 0.5}, outside).status);
+}
+
 TEST_F(Crop, TheKeyframesCommandListsAndEvaluates) {
   Save("zoom.json",
        Document(KeyFrame(-4, {0, 0, 1, 1}) + "," + KeyFrame(4, {0.5, 0.25, 0.5, 0.5})));

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <filesystem>
 #include <set>
 #include <sstream>
 
@@ -147,6 +148,20 @@ TEST_F(Render, AProxyGivesThePicturesInTheClipsSizeUntilItIsTurnedOff) {
   EXPECT_EQ(GreyOf(5), levelWith(""));
 }
 
+TEST_F(Render, AProxyThatCannotBeUsedIsToldAndTheClipShown) {
+  WriteBytes(Path("text.mkv"), "text");
+  WriteGreyClip(Path("proxy.mkv"), {{32, 24}}, 20, 100);
+  Run("frame @clip.mkv --at 5 -o @a.png --proxy @proxy.mkv --save-settings @s.json");
+  std::filesystem::remove(Path("proxy.mkv"));
+  for (const char* options : {"--proxy @text.mkv", "--settings @s.json"}) {
+    const ProgramResult result = Run(std::string("frame @clip.mkv --at 5 -o @a.png ") + options);
+    EXPECT_EQ(GreyOf(5), ReadVideo(Path("a.png")).pixels.at(0)[0]) << options;
+    EXPECT_NE(std::string::npos, result.err.find("the proxy '")) << options << result.err;
+    EXPECT_EQ(1, std::count(result.err.begin(), result.err.end(), '\n')) << result.err;
+  }
+  EXPECT_EQ("", Run("frame @clip.mkv --at 5 -o @a.png --settings @s.json --no-proxy").err);
+}
+
 TEST_F(Render, SettingsKeepWhatTheyDoNotKnow) {
   Run("render @clip.mkv -o null --save-settings @first.json");
   Json::Value settings = JsonOf("first.json");
@@ -279,6 +294,32 @@ TEST_F(Render, AVariableRateIsKeptUnlessTheResultHasItsOwn) {
   }
 }
 
+TEST_F(Render, ADamagedStretchIsToldAndCounted) {
+  WriteGreyClip(Path("bad.mp4"), {{320, 240}}, 50);
+  std::string bytes = ReadBytes(Path("bad.mp4"));
+  for (size_t i = 0; i < 400; ++i) bytes[bytes.size() / 2 + i] = static_cast<char>(i * 37);
+  WriteBytes(Path("bad.mp4"), bytes);
+  const ProgramResult result = Run("render @bad.mp4 -o @x.y4m --report @r.json");
+  const int lost = JsonOf("r.json")["decoder"]["pictures_not_read"].asInt();
+  EXPECT_GT(lost, 0);
+  EXPECT_NE(std::string::npos, result.err.find("warning: " + std::to_string(lost) + " of"))
+      << result.err;
+  EXPECT_EQ(50u, ReadVideo(Path("x.y4m")).pixels.size());
+}
+
+// H.264 has even sides.
+TEST_F(Render, ASizeThatTheEncoderRoundsUpIsToldAndReported) {
+  const auto widthOf = [this](const std::string& output, bool told) {
+    const std::string err = Run("render @clip.mkv --size 81x61 --report @r.json -o @" + output).err;
+    EXPECT_EQ(told, err.find("82x62") != std::string::npos) << output << err;
+    EXPECT_EQ(JsonOf("r.json")["height"].asInt(), ReadVideo(Path(output)).size.height);
+    return JsonOf("r.json")["width"].asInt();
+  };
+  EXPECT_EQ(82, widthOf("x.mp4", true));
+  EXPECT_EQ(81, widthOf("x.webm", false));
+  EXPECT_EQ(81, widthOf("x.y4m", false));
+}
+
 TEST_F(Render, InfoDescribesTheStream) {
   WriteGreyClip(Path("in.mp4"), {{320, 240}, {30000, 1001}, {16, 11}}, 30);
   EXPECT_NE(std::string::npos, Run("info @in.mp4").out.find("320x240"));
@@ -314,6 +355,8 @@ TEST_F(Render, ASheetShowsEveryFrameInOrderUnderItsOwnLabel) {
     labels.insert(dots);
   }
   EXPECT_EQ(20u, labels.size());
+  EXPECT_NE(std::string::npos, Run("sheet @clip.mkv -o @sheet.png --speed 1/50 --interpolation off")
+                                   .err.find("one frame in 3 of 1000"));
   Run("sheet @clip.mkv -o @sheet.png --frames 7:7");
   const ReadBack one = ReadVideo(Path("sheet.png"));
   EXPECT_EQ(480 + 8, one.size.width);

@@ -1,12 +1,14 @@
 // --speed, --fps and --interpolation on real files: which source frames come out, read back from the
 // pictures.
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <json/json.h>
 
 #include <algorithm>
 #include <sstream>
 
+#include "host/Label.h"
 #include "test/host/RunProgram.h"
 #include "test/media/WriterReadBack.h"
 
@@ -37,6 +39,28 @@ class Speed : public testing::Test {
     Numbers numbers = Levels(options);
     for (int& number : numbers) number = number % 10 == 0 ? number / 10 : -1;
     return numbers;
+  }
+  // Whether the four tiles of a sheet have these labels below them: two columns of tiles
+  // of 480x360 over 22 lines, 4 pixels apart.
+  void ExpectLabels(const std::vector<std::string>& labels) const {
+    const ReadBack sheet = ReadVideo(folder_.Path("sheet.png"));
+    const KivSize size{2 * 484 + 4, 2 * 386 + 4};
+    ASSERT_EQ(size, sheet.size);
+    std::vector<uint8_t> drawn(static_cast<size_t>(size.width * size.height * 4));
+    for (int i = 0; i < 4; ++i) {
+      host::DrawLabel(labels[static_cast<size_t>(i)], {4 + i % 2 * 484, 368 + i / 2 * 386}, 2,
+                      drawn.data(), size);
+    }
+    for (int i = 0; i < 4; ++i) {
+      bool same = true;
+      for (int y = 364 + i / 2 * 386; y < 386 + i / 2 * 386; ++y) {
+        for (int x = i % 2 * 484; x < i % 2 * 484 + 484; ++x) {
+          const auto at = static_cast<size_t>((y * size.width + x) * 4);
+          same = same && (drawn[at] > 128) == (sheet.pixels[0][at] > 128);
+        }
+      }
+      EXPECT_TRUE(same) << labels[static_cast<size_t>(i)];
+    }
   }
 
   const TestFolder folder_;
@@ -85,6 +109,32 @@ TEST_F(Speed, AFrameAloneIsTheOneThatARenderPutsThere) {
       EXPECT_EQ(whole[static_cast<size_t>(at)],
                 ReadVideo(folder_.Path("a.png")).pixels.at(0)[0] - GreyOf(0))
           << options << " frame " << at;
+    }
+  }
+}
+
+// The grey of a picture is the time of its frame of the clip; a generated one lies between two.
+TEST_F(Speed, ASheetTellsTheClipsTimeOfEveryPicture) {
+  setenv("KIV_MODULE_FOLDER", KIV_TEST_MODULES, 1);
+  for (const char* options :
+       {"--speed 1/2", "--speed 2/5", "--speed 3/4", "--fps 50", "--speed 1/4 --fps 60",
+        "--reverse", "--reverse --fps 50", "--reverse --speed 1/2",
+        "--reverse --speed 1/2 --interpolation off", "--reverse --speed 2/5 --fps 30",
+        "--reverse --reverse-range 3:12 --speed 1/2", "--reverse --reverse-range 3:12 --fps 60",
+        "--reverse --speed 3 --fps 60"}) {
+    const Numbers whole = Levels(options);
+    const int last = static_cast<int>(whole.size()) - 1;
+    for (const int first : {0, last / 2, last - 3}) {
+      SCOPED_TRACE(fmt::format("{} from {}", options, first));
+      std::vector<std::string> labels;
+      for (int i = first; i < first + 4; ++i) {
+        // The module cuts levels off below a third or a quarter of a frame.
+        const int twelfths = (whole[static_cast<size_t>(i)] * 12 + 9) / 10;
+        labels.push_back(fmt::format("{} {:.3f}s", i, twelfths * 0.04 / 12));
+      }
+      Run(fmt::format("sheet @clip.mkv -o @sheet.png --frames {}:{} {}", first, first + 3,
+                      options));
+      ExpectLabels(labels);
     }
   }
 }

@@ -147,6 +147,18 @@ TEST_F(Stabilize, MotionDataAreMeasuredOnceAndKeptWithTheClip) {
   EXPECT_EQ(steady, Rendered("--settings @s.json"));
 }
 
+TEST_F(Stabilize, ProgressTellsTheAnalysisFromTheRender) {
+  const std::string json = " --progress json";
+  const std::string err =
+      Run("render @clip.mkv -o null --stabilize --save-settings @s.json" + json).err;
+  const size_t render = err.find("\"stage\":\"render\"}");
+  EXPECT_LT(err.rfind("\"stage\":\"analysis\"}"), render) << err;
+  EXPECT_NE(std::string::npos, render) << err;
+  EXPECT_EQ(std::string::npos,
+            Run("render @clip.mkv -o null --settings @s.json" + json).err.find("stage"));
+  EXPECT_NE(std::string::npos, Run("verify @clip.mkv --stabilize" + json).err.find("\"render\""));
+}
+
 TEST_F(Stabilize, LevelZeroAndSettingsTurnItOff) {
   const Pictures plain = Rendered("");
   EXPECT_EQ(plain, Rendered("--stabilize=0"));

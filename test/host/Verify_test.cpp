@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
 
 #include "test/host/RunProgram.h"
 #include "test/media/WriterReadBack.h"
@@ -59,6 +60,17 @@ TEST_F(Verify, SettingsAloneRepeatARender) {
     const ReadBack back = ReadVideo(folder_.Path("c.y4m"));
     EXPECT_EQ(1u, back.pixels.size());
     EXPECT_EQ(9, back.rate.numerator);
+  }
+}
+
+TEST_F(Verify, EveryCommandSavesTheSettings) {
+  RunKivclip(folder_, "render " + clip_ + " -o @a.y4m --reverse --frames 0:1");
+  for (const std::string command : {"verify ", "sheet -o @x.png ", "frame --at 1 -o @x.png "}) {
+    std::filesystem::remove(folder_.Path("s.json"));
+    RunKivclip(folder_, command + clip_ + " --reverse --save-settings @s.json");
+    RunKivclip(folder_, "render " + clip_ + " -o @b.y4m --settings @s.json --frames 0:1");
+    EXPECT_TRUE(ReadBytes(folder_.Path("a.y4m")) == ReadBytes(folder_.Path("b.y4m"))) << command;
+    std::filesystem::remove(folder_.Path("b.y4m"));
   }
 }
 
