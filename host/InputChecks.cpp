@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "engine/media/Writer.h"
 #include "host/HostError.h"
 
 namespace host {
@@ -18,6 +19,31 @@ bool SameFile(const std::string& a, const std::string& b) {
   if (std::filesystem::equivalent(a, b, ignored)) return true;
   const auto first = std::filesystem::weakly_canonical(a, ignored);
   return !first.empty() && first == std::filesystem::weakly_canonical(b, ignored);
+}
+
+// Numbered pictures take the place of whatever stands under one of their names.
+bool IsWrittenOver(const Options& options, const std::string& file) {
+  if (options.plan.kind != kiv::OutputKind::kPictures || file.empty()) return false;
+  const std::filesystem::path pattern = options.output, path = file;
+  const auto folderOf = [](const std::filesystem::path& each) {
+    std::error_code ignored;
+    return std::filesystem::weakly_canonical(each.has_parent_path() ? each.parent_path() : ".",
+                                             ignored);
+  };
+  return kiv::MayBePicture(pattern.filename().string(), path.filename().string()) &&
+         folderOf(pattern) == folderOf(path);
+}
+
+void RefuseWhatPicturesReplace(const Options& options) {
+  const ChainOptions& chain = options.chain;
+  for (const std::string* file :
+       {&options.input, &options.report, &chain.settings, &chain.saveSettings, &chain.proxy,
+        &chain.cropKeyframes, &chain.alpha.image, &chain.alpha.fullHd, &chain.alpha.over}) {
+    if (IsWrittenOver(options, *file)) {
+      FailUsage("'{}' has a name that the pictures '{}' may get: give them another", *file,
+                options.output);
+    }
+  }
 }
 
 // So that a long render is not lost for a name.
@@ -76,7 +102,9 @@ void CheckFiles(const Options& options) {
       if (SameFile(file, written[k])) FailUsage("'{}' would be written twice", file);
     }
   }
+  RefuseWhatPicturesReplace(options);
   for (const std::string* file : {&options.report, &chain.saveSettings}) RequireFolder(*file);
+  if (options.plan.kind != kiv::OutputKind::kDiscard) RequireFolder(options.output);
 }
 
 }  // namespace host

@@ -16,8 +16,8 @@ KivRange ResolveRange(const FrameSpan& span, const char* option, const char* who
                       int32_t frameCount);
 KivRange ResolveFrames(const FrameSpan& span, const char* option, int32_t frameCount);
 
-// No file that is read may be written, and none twice; what is written beside the output needs a
-// folder, which is HostError of the failing kind.
+// No file that is read may be written, and none twice; what is written needs a folder, which is
+// HostError of the failing kind.
 void CheckFiles(const Options& options);
 
 }  // namespace host

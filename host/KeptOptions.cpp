@@ -1,6 +1,8 @@
 #include "host/KeptOptions.h"
 
-#include <array>
+#include <filesystem>
+#include <system_error>
+#include <vector>
 
 #include "engine/media/Writer.h"
 #include "host/OptionValues.h"
@@ -9,7 +11,7 @@
 namespace host {
 namespace {
 
-constexpr size_t kLongestText = 1024;
+constexpr size_t kLongestText = 4097;  // with the longest path
 
 std::wstring KeyOf(const OptionRow& row) {
   const std::string name = row.names;
@@ -21,9 +23,16 @@ bool IsKeptBy(const CommandRow& command, const OptionRow& row) {
 }
 
 std::string TextIn(IKivProperties* settings, const OptionRow& row) {
-  std::array<wchar_t, kLongestText> text{};
+  std::vector<wchar_t> text(kLongestText);
   settings->GetString(KeyOf(row).c_str(), text.data(), static_cast<int32_t>(text.size()));
   return KivCommon::WChar2Char(text.data());
+}
+
+// For whoever loads the settings from another folder.
+std::string AbsolutePath(const std::string& path) {
+  std::error_code ignored;
+  const auto whole = std::filesystem::absolute(path, ignored);
+  return whole.empty() ? path : whole.lexically_normal().string();
 }
 
 bool SuitsTheOutput(const OptionTexts& texts) {
@@ -50,7 +59,8 @@ KeptOptions KeptOptionsOf(const CommandRow& command, const OptionTexts& texts) {
   KeptOptions kept;
   for (const OptionRow& row : OptionTable()) {
     if (!IsKeptBy(command, row) || (texts.*row.text).empty()) continue;
-    kept.emplace_back(KeyOf(row), texts.*row.text);
+    const std::string& text = texts.*row.text;
+    kept.emplace_back(KeyOf(row), row.text == &OptionTexts::over ? AbsolutePath(text) : text);
   }
   return kept;
 }

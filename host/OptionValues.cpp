@@ -55,7 +55,7 @@ std::optional<int32_t> ReadHex(std::string_view text) {
   int32_t value = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, 16);
   const bool isWhole = error == std::errc() && end == text.data() + text.size();
-  if (!isWhole || text.size() != kDigits || value < 0) return std::nullopt;
+  if (!isWhole || text.size() != kDigits || text.starts_with('-')) return std::nullopt;
   return value;
 }
 

@@ -52,8 +52,8 @@ Layout LayOut(KivRange range, KivSize frame) {
   Layout layout;
   const int32_t count = range.end - range.start + 1;
   layout.first = range.start;
-  layout.step = (count + kMostTiles - 1) / kMostTiles;
-  layout.tiles = (count + layout.step - 1) / layout.step;
+  layout.step = (count - 1) / kMostTiles + 1;
+  layout.tiles = (count - 1) / layout.step + 1;
   layout.columns = std::max(1, kiv::SaturateToInt32(std::ceil(std::sqrt(layout.tiles))));
   layout.rows = (layout.tiles + layout.columns - 1) / layout.columns;
   layout.tile.width = std::clamp(kSheetWidth / layout.columns, kNarrowestTile, kWidestTile);

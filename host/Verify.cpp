@@ -48,6 +48,10 @@ class Verification {
   explicit Verification(const Options& options)
       : clip_(options.input, options.chain),
         range_(ResolveFrames(options.frames, "--frames", clip_.Result().frameCount)) {
+    if (Count() > kMostFrames) {
+      FailUsage("verify compares {} frames at most, not {}: name a stretch with --frames",
+                kMostFrames, Count());
+    }
     clip_.Stabilize(options.progress);
     progress_.emplace(options.progress, kPasses * Count(), clip_.Stage());
   }
@@ -59,6 +63,7 @@ class Verification {
 
  private:
   static constexpr int32_t kPasses = 3;
+  static constexpr int32_t kMostFrames = 10'000'000;  // 12 bytes each are remembered
 
   int32_t Count() const { return range_.end - range_.start + 1; }
   size_t Pull();

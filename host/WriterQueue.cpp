@@ -4,6 +4,8 @@
 
 #include <chrono>
 #include <csignal>
+#include <exception>
+#include <new>
 #include <utility>
 
 #include "host/HostError.h"
@@ -36,6 +38,22 @@ WriterQueue::~WriterQueue() {
   lock.unlock();
   thread_.join();
 }
+
+namespace {
+
+// The writer's thread has nobody to catch what it throws.
+template <typename Step>
+kiv::WriteError Guarded(const Step& step) {
+  try {
+    return step();
+  } catch (const std::bad_alloc&) {
+    return "out of memory";
+  } catch (const std::exception& error) {
+    return error.what();
+  }
+}
+
+}  // namespace
 
 template <typename Condition>
 void WriterQueue::WaitFor(std::unique_lock<std::mutex>& lock, Condition condition) {
@@ -80,7 +98,8 @@ KivComPtr<IKivFrame> WriterQueue::Next() {
 
 kiv::WriteError WriterQueue::WriteOne(IKivFrame& frame) {
   const auto start = Clock::now();
-  auto error = writer_->Write(static_cast<const uint8_t*>(frame.GetPixels()));
+  auto error =
+      Guarded([&] { return writer_->Write(static_cast<const uint8_t*>(frame.GetPixels())); });
   nanoseconds_ +=
       std::chrono::duration_cast<std::chrono::nanoseconds>(Clock::now() - start).count();
   return error;
@@ -94,7 +113,7 @@ void WriterQueue::Report(kiv::WriteError error) {
     finish = !error && complete_ && !abandoned_;
   }
   const auto start = Clock::now();
-  if (finish) error = writer_->Finish();
+  if (finish) error = Guarded([&] { return writer_->Finish(); });
   nanoseconds_ +=
       std::chrono::duration_cast<std::chrono::nanoseconds>(Clock::now() - start).count();
   writer_.reset();

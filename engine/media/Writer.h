@@ -98,6 +98,9 @@ KIV_ENGINE_API WriteError OpenWriter(const OutputPlan& plan, const PictureSeries
                                      const std::atomic<bool>* cancelled,
                                      std::unique_ptr<Writer>* writer);
 
+// Whether `name` is one that a picture of the pattern may get.
+KIV_ENGINE_API bool MayBePicture(const std::string& pattern, const std::string& name);
+
 // The file name of picture `number`. `pattern` has exactly one %d, %Nd or %0Nd; %% is a percent.
 KIV_ENGINE_API std::string PictureName(const std::string& pattern, int32_t number);
 

@@ -50,6 +50,17 @@ std::optional<std::string> ParseNamePattern(std::string_view text, NamePattern* 
   return std::nullopt;
 }
 
+bool MayBePicture(const std::string& pattern, const std::string& name) {
+  NamePattern parts;
+  if (ParseNamePattern(pattern, &parts)) return false;
+  const size_t around = parts.before.size() + parts.after.size();
+  if (name.size() <= around || !name.starts_with(parts.before) || !name.ends_with(parts.after)) {
+    return false;
+  }
+  const std::string number = name.substr(parts.before.size(), name.size() - around);
+  return number.find_first_not_of(" 0123456789") == std::string::npos;
+}
+
 std::string PictureName(const std::string& pattern, int32_t number) {
   NamePattern parsed;
   if (ParseNamePattern(pattern, &parsed)) return pattern;

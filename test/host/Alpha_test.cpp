@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <filesystem>
 #include <functional>
 #include <numeric>
 
@@ -284,8 +285,9 @@ TEST_F(Alpha, SettingsRepeatTheRender) {
     return Bgra{0, static_cast<uint8_t>(x), 0, 255};
   });
   Run("frame @below.mkv --at 0 -o @image.png");
-  const std::string all =
-      " --alpha-pause 0.2 --alpha-loop 7 --alpha-duration 0.7 --over @below.mkv";
+  const std::string below = folder.Path("below.mkv");
+  const std::string all = " --alpha-pause 0.2 --alpha-loop 7 --alpha-duration 0.7 --over " +
+                          std::filesystem::relative(below).string();
   for (const std::string& fill :
        {std::string(" --alpha-color 336699"), std::string(" --alpha-gradient FF0000,00FF00,30"),
         std::string(" --alpha-image @image.png"), " --alpha-full-hd " + preset}) {
@@ -294,6 +296,8 @@ TEST_F(Alpha, SettingsRepeatTheRender) {
     const Pictures loaded = Render({96, 56}, preset + " --settings @settings.json");
     EXPECT_EQ(typed.Count(), 40u);
     EXPECT_TRUE(typed.bytes == loaded.bytes) << fill;
+    EXPECT_NE(std::string::npos, ReadBytes(folder.Path("settings.json")).find('"' + below + '"'))
+        << "for whoever loads them from another folder";
   }
 }
 

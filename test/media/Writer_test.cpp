@@ -314,6 +314,17 @@ TEST(WriterFails, WithOneLineAndNothingLeft) {
   }
 }
 
+TEST(WriterFails, LeavingThePicturesThatStoodThereBefore) {
+  const TestFolder folder;
+  std::filesystem::create_directory(folder.Path("a_2.png"));
+  WriteBytes(folder.Path("a_1.png"), "old");
+  const WriteError error = WriteGreys(Plan(folder.Path("a_%d.png")), {{16, 16}}, 4);
+  ASSERT_TRUE(error);
+  EXPECT_NE(std::string::npos, error->find("a_2.png': Is a directory")) << *error;
+  EXPECT_EQ((std::vector<std::string>{"a_1.png", "a_2.png"}), folder.Names());
+  EXPECT_EQ("old", ReadBytes(folder.Path("a_1.png")));
+}
+
 // A file size limit stands in for a disk that fills up.
 TEST(WriterFull, EveryFileFormatReportsItAndLeavesNothing) {
   kiv::IgnoreWriteSignals();
