@@ -133,7 +133,7 @@ inline constexpr KeyFact kKeys[] = {
     {"Crop::kEnabled", "", KeyBag::kClip, "integer", "0 or 1", "crop", "crop, kivclip",
      "Whether the crop is on."},
     {"Crop::kRegion", "", KeyBag::kClip, "rectangle", "fractions of the picture", "crop", "crop",
-     "The region while there are no keyframes."},
+     "The region last in effect; without keyframes that is the whole picture."},
     {"Crop::kRegion", ".Serialize", KeyBag::kClip, "string", "JSON, see keyframes.md", "crop",
      "crop", "The region's keyframes; absent without any."},
     {"Crop::kRegion", ".Serialize.Size", KeyBag::kClip, "integer", "characters with the terminator",
