@@ -116,7 +116,8 @@ using Pixel = hn::FixedTag<float, kScaleChannels>;
 
 HWY_INLINE hn::Vec<Pixel> Weighted(const float* row, const float* weights, int32_t tap) {
   const Pixel d;
-  return hn::Mul(hn::LoadU(d, row + tap * 4), hn::Set(d, weights[tap]));
+  return hn::Mul(hn::LoadU(d, row + kScaleChannels * static_cast<size_t>(tap)),
+                 hn::Set(d, weights[tap]));
 }
 
 void SampleScaleRowImpl(const float* row, const std::vector<ScaleTaps>& all, const float* weights,

@@ -49,7 +49,8 @@ void AlphaVideoMask::Skip(int32_t count, int32_t* moved, int64_t time, int64_t f
   // A rate of 0/1 puts frames at the ends of what a time can be.
   const double away =
       std::fabs(static_cast<double>(decoder_->GetCurrentTime()) - static_cast<double>(time));
-  if (away >= static_cast<double>(frameLength / 2) && away > 1) {
+  const int64_t half = frameLength / 2;
+  if (away >= static_cast<double>(half) && away > 1) {
     Seek(time, static_cast<int32_t>(KivSeekMode::kReadOnward));
   }
 }
