@@ -126,17 +126,17 @@ bool StoreAlpha(const ChainOptions& options, const KivStreamInfo& info, IKivProp
 }
 
 AlphaLength LengthFor(int32_t wanted, const Playback& playback, const KivStreamInfo& info) {
+  constexpr int64_t kMost = KivCommon::Const::FRAMEINDEX_MAX - 1;
+  if (wanted == 0) {
+    const int64_t last = std::min(RatedTotal(playback, info), kMost) - 1;
+    return {info.frameCount, {0, static_cast<int32_t>(last)}, 0};
+  }
   const KivRational from = SourceRate(info);
   const KivRational& to = playback.frameRate;
   const KivRational& speed = playback.speed;
   // Both quotients of rates are below 10^12, so products of two and a count fit.
   const Wide up = Wide{to.numerator} * from.denominator;
   const Wide down = Wide{to.denominator} * from.numerator;
-  constexpr Wide kMost = KivCommon::Const::FRAMEINDEX_MAX - 1;
-  if (wanted == 0) {
-    const Wide last = std::min(Wide{info.frameCount} * up / down, kMost) - 1;
-    return {info.frameCount, {0, static_cast<int32_t>(last)}, 0};
-  }
   const auto roundedUp = [](Wide dividend, Wide divisor) {
     return (dividend + divisor - 1) / divisor;
   };

@@ -1,6 +1,7 @@
 #include "host/Playback.h"
 
 #include <algorithm>
+#include <limits>
 #include <string>
 
 #include "host/HostError.h"
@@ -95,14 +96,21 @@ RatedRange RatedFrames(const Playback& playback, const KivStreamInfo& info) {
   const KivRational& to = playback.frameRate;
   const KivRange& used = playback.used;
   if (SameValue(from, to)) return {used.start, used.end};
-  const Wide total = Wide{info.frameCount} * to.numerator * from.denominator /
-                     (Wide{to.denominator} * from.numerator);
   return {used.start == 0 ? 0 : LastRated(used.start - 1, from, to) + 1,
-          used.end == info.frameCount - 1 ? static_cast<int64_t>(total) - 1
+          used.end == info.frameCount - 1 ? RatedTotal(playback, info) - 1
                                           : LastRated(used.end, from, to)};
 }
 
 }  // namespace
+
+int64_t RatedTotal(const Playback& playback, const KivStreamInfo& info) {
+  const KivRational from = SourceRate(info);
+  const KivRational& to = playback.frameRate;
+  const Wide total = Wide{info.frameCount} * to.numerator * from.denominator /
+                     (Wide{to.denominator} * from.numerator);
+  constexpr Wide kMost = std::numeric_limits<int64_t>::max();
+  return static_cast<int64_t>(std::min(total, kMost));
+}
 
 Playback PlaybackOf(const ChainOptions& options, IKivProperties* settings,
                     const KivStreamInfo& info) {

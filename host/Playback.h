@@ -33,6 +33,8 @@ struct ResultShape {
   KivRational frameRate;
 };
 ResultShape ResultOf(const Playback& playback, const KivStreamInfo& info);
+// How many frames the rate node makes of the whole clip, beyond 32 bits where they are too many.
+int64_t RatedTotal(const Playback& playback, const KivStreamInfo& info);
 // The number of the last frame used behind the rate node: the one that the reverse node shows first.
 int32_t LastRatedFrame(const Playback& playback, const KivStreamInfo& info);
 

@@ -1,10 +1,11 @@
 #include "host/Timing.h"
 
 #include <algorithm>
+#include <limits>
 
 #include "engine/common/AlgorithmModules.h"
 #include "host/Messages.h"
-#include "kiv/values/Saturate.h"
+#include "kiv/values/SpeedNumbers.h"
 
 namespace host {
 namespace {
@@ -16,9 +17,9 @@ Wide FloorOf(Wide numerator, Wide denominator) {
   return numerator % denominator < 0 ? quotient - 1 : quotient;
 }
 
-// The speed node generates frames when it has room for one between two of the source's.
+// The speed node generates frames when there is room for one between two of the source's.
 bool NeedsInBetweens(const KivRational& speed) {
-  return 2 * speed.denominator >= 3 * speed.numerator;
+  return kiv::InBetweenCountOf(speed.ToDouble()) >= 1;
 }
 
 }  // namespace
@@ -42,15 +43,13 @@ RollIn RollInTo(int32_t frame, const Playback& playback, const KivStreamInfo& in
 }
 
 InBetweenPlace PlaceInBetween(int32_t number, const KivRational& speed) {
-  // As the node calculates, so that both round alike.
   const double scale = speed.ToDouble();
-  const auto shownFor = [scale](int32_t given) { return kiv::SaturateToInt32(given / scale); };
-  const int32_t count = kiv::SaturateToInt32(1.0 / scale - 1.0 + 0.5);
+  const int32_t count = kiv::InBetweenCountOf(scale);
   // The node steps on until what it was given last stands for the wanted frame or a later one; it
   // begins with two frames.
-  int32_t newer = std::max(kiv::SaturateToInt32(number * scale) - 1, 1);
-  while (shownFor(newer) < number) ++newer;
-  const int32_t index = std::max(number - shownFor(newer) + count, 0);
+  constexpr int32_t kNoLimit = std::numeric_limits<int32_t>::max();
+  const int32_t newer = std::max(kiv::FirstGivenFor(number, scale, kNoLimit), 1);
+  const int32_t index = std::max(number - kiv::ShownFor(newer, scale) + count, 0);
   return {newer - 1, index / (count + 1.0)};
 }
 

@@ -10,6 +10,7 @@
 #include "kiv/platform/KivCommon.h"
 #include "kiv/platform/Logger.h"
 #include "kiv/values/Saturate.h"
+#include "kiv/values/SpeedNumbers.h"
 
 using SimpleSync::CSimpleMutexLock;
 
@@ -27,32 +28,6 @@ std::wstring Suffixed(const wchar_t* key, const wchar_t* suffix) {
   return std::wstring(key) + suffix;
 }
 
-// The own frame that an upstream frame stands for.
-int32_t MapUpstream(int32_t upstream, double speed) {
-  return kiv::SaturateToInt32(static_cast<double>(upstream) / speed);
-}
-
-int64_t MapToUpstream(int32_t frame, double speed) {
-  return kiv::SaturateToInt64(static_cast<double>(frame) * speed);
-}
-
-// 1/speed - 1, rounded half up.
-int32_t InBetweenCountOf(double speed) { return kiv::SaturateToInt32(1.0 / speed - 1.0 + 0.5); }
-
-// The first upstream frame that stands for `target` or a later frame: the one that stepping forward
-// ends on. Not above `limit`.
-int32_t FirstUpstreamFor(int32_t target, double speed, int32_t limit) {
-  // The quotient may be rounded either way; a speed that is no slow motion leads nowhere.
-  constexpr int kMostRounding = 3;
-  const int64_t guess = std::max<int64_t>(MapToUpstream(target, speed), 1) - 1;
-  int32_t upstream = kiv::ClampToInt32(std::min<int64_t>(guess, limit));
-  for (int i = 0; i < kMostRounding && upstream < limit; ++i) {
-    if (MapUpstream(upstream, speed) >= target) break;
-    ++upstream;
-  }
-  return upstream;
-}
-
 }  // namespace
 
 CVideoShifter::CVideoShifter(IUnknown* outer, NodeRef upstream)
@@ -68,7 +43,7 @@ bool CVideoShifter::PassesThrough(double speed) const {
 }
 
 int32_t CVideoShifter::MapUpstreamPosition() const {
-  return MapUpstream(upstream_->GetPosition(nullptr), Speed());
+  return kiv::ShownFor(upstream_->GetPosition(nullptr), Speed());
 }
 
 int32_t CVideoShifter::GetPosition(int64_t* /*time*/) { return position_; }
@@ -77,7 +52,7 @@ HRESULT CVideoShifter::Seek(int32_t frame, int32_t* reached, int32_t mode) {
   const double speed = Speed();
   if (PassesThrough(speed)) return CSourceBase::Seek(frame, reached, mode);
   int32_t local = 0;
-  const int32_t wanted = kiv::ClampToInt32(MapToUpstream(frame, speed));
+  const int32_t wanted = kiv::ClampToInt32(kiv::GivenFor(frame, speed));
   const HRESULT hr = upstream_->Seek(wanted, &local, mode);
   // Also after a failure: nobody knows where the upstream stands then.
   if (speed < 1.0 && Interpolates()) {
@@ -110,7 +85,7 @@ HRESULT CVideoShifter::StepSlow(int32_t target, double speed) {
     if (Failed(hr)) return hr;
     if (Interpolates()) hr = AdvancePair();
     const int32_t before =
-        std::exchange(mapped, MapUpstream(upstream_->GetPosition(nullptr), speed));
+        std::exchange(mapped, kiv::ShownFor(upstream_->GetPosition(nullptr), speed));
     // An upstream that stands still, or a speed below 0.
     if (mapped <= before) break;
   }
@@ -118,7 +93,7 @@ HRESULT CVideoShifter::StepSlow(int32_t target, double speed) {
 }
 
 HRESULT CVideoShifter::StepFast(int32_t target, double speed) {
-  const int64_t wanted = MapToUpstream(target, speed);
+  const int64_t wanted = kiv::GivenFor(target, speed);
   HRESULT hr = S_OK;
   for (int32_t at = upstream_->GetPosition(nullptr); wanted > at;) {
     if (speed >= kSeekingSpeed) return SeekFast(wanted);
@@ -139,9 +114,9 @@ HRESULT CVideoShifter::SeekFast(int64_t target) {
 HRESULT CVideoShifter::StepBack(int32_t target, double speed) {
   const int32_t at = upstream_->GetPosition(nullptr);
   int32_t wanted = at;
-  if (speed < 1.0) wanted = FirstUpstreamFor(target, speed, at);
+  if (speed < 1.0) wanted = kiv::FirstGivenFor(target, speed, at);
   if (speed > 1.0) {
-    wanted = kiv::ClampToInt32(std::clamp<int64_t>(MapToUpstream(target, speed), 0, at));
+    wanted = kiv::ClampToInt32(std::clamp<int64_t>(kiv::GivenFor(target, speed), 0, at));
   }
   if (wanted >= at) return S_OK;
   if (speed >= kSeekingSpeed) return SeekFast(wanted);
@@ -268,7 +243,7 @@ HRESULT CVideoShifter::OnSetSpeedSettings(const CommandArgs& args) {
   interpolationMode_ = record->interpolationMode;
   scale_ = {record->scaleNumerator, record->scaleDenominator};
   const double speed = Speed();
-  if (speed < 1.0) interpolator_.SetInBetweenCount(InBetweenCountOf(speed));
+  if (speed < 1.0) interpolator_.SetInBetweenCount(kiv::InBetweenCountOf(speed));
   return S_OK;
 }
 
@@ -289,7 +264,7 @@ HRESULT CVideoShifter::InitializeFrom(IKivProperties* settings, IKivProperties* 
   int32_t total = 0;
   ReadSettings(settings, info, &total);
   const double speed = Speed();
-  if (speed < 1.0) interpolator_.SetInBetweenCount(InBetweenCountOf(speed));
+  if (speed < 1.0) interpolator_.SetInBetweenCount(kiv::InBetweenCountOf(speed));
   if (total <= 0) return S_FALSE;
   const int32_t rendered = RenderTotal(total);
   info->SetInt(Suffixed(KivKey::Render::kRender_TotalFrameCount, L".Video").c_str(), rendered);
