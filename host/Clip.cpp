@@ -17,6 +17,7 @@
 #include "host/KeptOptions.h"
 #include "host/Memory.h"
 #include "host/Messages.h"
+#include "host/Proxy.h"
 #include "host/Settings.h"
 #include "kiv/chain/NodeTypes.h"
 #include "kiv/platform/KeyNames.h"
@@ -30,15 +31,6 @@ constexpr double kTicksPerSecond = 1e7;
 constexpr int32_t kLongestProxyPath = 1024;
 
 std::wstring Wide(const std::string& text) { return KivCommon::Char2WChar(text.c_str()); }
-
-// As the decoder reads a proxy: what fails here, it ignores.
-bool HasPictures(const wchar_t* path) {
-  const auto factory = KivCommon::GetFactory(nullptr);
-  KivComPtr<IKivMediaSource> source;
-  KivComPtr<IKivMediaDecoder> decoder;
-  return factory && Succeeded(factory->OpenMediaFile(source.Put(), path, nullptr)) && source &&
-         Succeeded(source->GetVideoStream(0, decoder.Put())) && decoder;
-}
 
 KivComPtr<IKivMediaSource> OpenSource(const std::string& path, const char* what) {
   const auto factory = KivCommon::GetFactory(nullptr);
@@ -215,9 +207,7 @@ void Clip::SetUpProxy(const ChainOptions& options) {
   int32_t enabled = 0;
   process_->GetProxyEnabled(&enabled);
   process_->GetProxyPath(path.data(), kLongestProxyPath);
-  if (enabled == 0 || path[0] == L'\0' || HasPictures(path.data())) return;
-  PrintNote(fmt::format("the proxy '{}' cannot be used: the pictures come from the clip itself",
-                        KivCommon::WChar2Char(path.data())));
+  if (enabled != 0 && path[0] != L'\0') TellOfProxy(path.data(), input_.info);
 }
 
 void Clip::SetUpSource(const ChainOptions& options) {

@@ -162,6 +162,15 @@ TEST_F(Render, AProxyThatCannotBeUsedIsToldAndTheClipShown) {
   EXPECT_EQ("", Run("frame @clip.mkv --at 5 -o @a.png --settings @s.json --no-proxy").err);
 }
 
+TEST_F(Render, AProxyThatEndsBeforeTheClipIsToldAndItsLastPictureStays) {
+  WriteGreyClip(Path("proxy.mkv"), {{32, 24}}, 12, 100);
+  const ProgramResult result = Run("frame @clip.mkv --at 15 -o @a.png --proxy @proxy.mkv");
+  EXPECT_EQ(GreyOf(11) + 100, ReadVideo(Path("a.png")).pixels.at(0)[0]);
+  EXPECT_NE(std::string::npos, result.err.find("s before the clip")) << result.err;
+  WriteGreyClip(Path("proxy.mkv"), {{32, 24}}, 19, 100);
+  EXPECT_EQ("", Run("frame @clip.mkv --at 15 -o @a.png --proxy @proxy.mkv").err);
+}
+
 TEST_F(Render, SettingsKeepWhatTheyDoNotKnow) {
   Run("render @clip.mkv -o null --save-settings @first.json");
   Json::Value settings = JsonOf("first.json");
