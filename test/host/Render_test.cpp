@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <csignal>
 #include <filesystem>
+#include <regex>
 #include <set>
 #include <sstream>
 
@@ -203,6 +204,18 @@ TEST_F(Render, ProgressReachesTheEndAndTheReportSaysWhatWasDone) {
   EXPECT_EQ(10, report["decoder"]["pictures_converted"].asInt());
   EXPECT_EQ(0, report["decoder"]["pictures_not_read"].asInt());
   EXPECT_GT(report["memory"]["peak_bytes"].asInt64(), 1 << 20);
+}
+
+TEST_F(Render, TheBarGrowsOnOneLineAndLeavesNothingBehind) {
+  const std::string shown = Run("render @clip.mkv -o @x.mp4 --progress bar").err;
+  EXPECT_EQ(std::string::npos, shown.find('\n'));
+  const std::string clear = "\r\033[K";
+  EXPECT_TRUE(shown.ends_with(clear)) << shown;
+  const std::string last = shown.substr(0, shown.size() - clear.size());
+  EXPECT_TRUE(std::regex_match(last.substr(last.rfind(clear) + clear.size()),
+                               std::regex(R"(\[={30}\] 100%  [0-9]+\.[0-9] fps  0:00 left)")))
+      << shown;
+  EXPECT_EQ("", Run("render @clip.mkv -o @x.mp4").err);
 }
 
 TEST_F(Render, TheReportTellsTheTimeOfEachNode) {

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <json/json.h>
 
+#include <array>
 #include <cmath>
 #include <csignal>
 #include <filesystem>
@@ -33,6 +34,27 @@ void WriteShakenClip(const std::string& path) {
     writer->Write(test::Render(scene, kSize, {shake(random), shake(random), 0}).data());
   }
   writer->Finish();
+}
+
+// How far a curve of one colour goes up and down in the uppermost panel, column by column.
+double RowsTravelled(const ReadBack& plot, std::array<int, 3> rgb) {
+  constexpr int kBelowNames = 50, kPanelEnd = 320;
+  double travelled = 0, last = -1;
+  for (int x = 0; x < plot.size.width; ++x) {
+    double sum = 0, count = 0;
+    for (int y = kBelowNames; y < kPanelEnd; ++y) {
+      const uint8_t* const bgr = &plot.pixels[0][4u * (y * plot.size.width + x)];
+      if (std::abs(bgr[2] - rgb[0]) + std::abs(bgr[1] - rgb[1]) + std::abs(bgr[0] - rgb[2]) > 30) {
+        continue;
+      }
+      sum += y;
+      ++count;
+    }
+    if (count == 0) continue;
+    if (last >= 0) travelled += std::abs(sum / count - last);
+    last = sum / count;
+  }
+  return travelled;
 }
 
 struct Stabilize : testing::Test {
@@ -127,7 +149,13 @@ TEST_F(Stabilize, ASourceFrameLooksTheSameWhicheverWayItComes) {
 
 TEST_F(Stabilize, MotionDataAreMeasuredOnceAndKeptWithTheClip) {
   Run("stabilize @clip.mkv --settings @s.json --level 30 --plot @path.png");
-  EXPECT_EQ((KivSize{1280, 960}), ReadVideo(folder.Path("path.png")).size);
+  const ReadBack plot = ReadVideo(folder.Path("path.png"));
+  ASSERT_EQ((KivSize{1280, 960}), plot.size);
+  const double raw = RowsTravelled(plot, {255, 107, 129});
+  const double smooth = RowsTravelled(plot, {89, 211, 107});
+  EXPECT_GT(raw, 1000);
+  EXPECT_GT(raw, 4 * smooth);
+  EXPECT_GT(smooth, 0);
   const std::string full = std::filesystem::canonical(folder.Path("clip.mkv"));
   EXPECT_EQ(full, Data("s.json")["Stab.wstrPath"]["value"].asString());
   EXPECT_EQ("30", Data("s.json")["Stabilization.AnalyzedDataSize"]["value"].asString());
