@@ -154,7 +154,7 @@ KivComPtr<IKivFrame> PreparedImage(IKivVideoStreamProcessInternal& process) {
   tail->Seek(0, nullptr, static_cast<int32_t>(KivSeekMode::kSingle));
   int32_t status = 0;
   const KivComPtr<IKivFrame> frame = tail->GetCurrentFrame(&status);
-  if (!frame || !frame->GetPixels()) FailRun("the fill image could not be prepared");
+  if (!KivCommon::ReadPixels(frame.Get())) FailRun("the fill image could not be prepared");
   auto image = CopyOf(*frame);
   process.SetAlphaVideoImageFill(0);
   tail->Flush();  // nodes above may keep pictures

@@ -126,11 +126,11 @@ KivComPtr<IKivFrame> Crop::Cut(const KivComPtr<IKivFrame>& frame) const {
   const Stretch down = Within(region.top, region.height, source.height);
   auto cut = NewFrameLike(*frame, *size_);
   const HRESULT hr =
-      kiv::ScaleRegion({static_cast<const uint8_t*>(frame->GetPixels()), source.width,
-                        source.height, static_cast<size_t>(source.rowBytes)},
+      kiv::ScaleRegion({static_cast<const uint8_t*>(KivCommon::ReadPixels(frame.Get())),
+                        source.width, source.height, static_cast<size_t>(source.rowBytes)},
                        {across.begin, down.begin, across.length, down.length},
-                       {static_cast<uint8_t*>(cut->GetPixels()), size_->width, size_->height,
-                        static_cast<size_t>(size_->width) * 4},
+                       {static_cast<uint8_t*>(KivCommon::PixelsToFill(cut.Get())), size_->width,
+                        size_->height, static_cast<size_t>(size_->width) * 4},
                        isFixed_ ? kiv::ScaleFilter::kCubic : kiv::ScaleFilter::kSmooth);
   if (Failed(hr)) {
     FailRun("the crop region {:g},{:g},{:g},{:g} of frame {} leaves no picture", region.left,

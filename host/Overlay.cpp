@@ -7,6 +7,7 @@
 #include "host/Clip.h"
 #include "host/Frames.h"
 #include "host/HostError.h"
+#include "kiv/platform/KivCommon.h"
 
 namespace host {
 namespace {
@@ -16,7 +17,7 @@ constexpr size_t kBytesPerPixel = 4;
 // All are straight: rows without gaps.
 kiv::SourcePicture SourceOf(IKivFrame& frame) {
   const KivSize size = SizeOf(frame);
-  return {static_cast<const uint8_t*>(frame.GetPixels()), size.width, size.height,
+  return {static_cast<const uint8_t*>(KivCommon::ReadPixels(&frame)), size.width, size.height,
           static_cast<size_t>(size.width) * kBytesPerPixel};
 }
 

@@ -15,6 +15,7 @@
 #include "host/Interrupt.h"
 #include "host/Messages.h"
 #include "host/Progress.h"
+#include "kiv/platform/KivCommon.h"
 
 namespace host {
 namespace {
@@ -26,7 +27,7 @@ size_t PrintOf(const KivComPtr<IKivFrame>& frame) {
   const auto straight = Straight(frame);
   const KivSize size = SizeOf(*straight);
   const auto bytes = static_cast<size_t>(size.width) * static_cast<size_t>(size.height) * 4;
-  const auto* pixels = static_cast<const char*>(straight->GetBitmap()->GetPixels());
+  const auto* pixels = static_cast<const char*>(KivCommon::ReadPixels(straight.Get()));
   return std::hash<std::string_view>()({pixels, bytes}) + static_cast<size_t>(size.width);
 }
 

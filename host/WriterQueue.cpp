@@ -10,6 +10,7 @@
 
 #include "host/HostError.h"
 #include "host/Interrupt.h"
+#include "kiv/platform/KivCommon.h"
 
 namespace host {
 namespace {
@@ -98,8 +99,8 @@ KivComPtr<IKivFrame> WriterQueue::Next() {
 
 kiv::WriteError WriterQueue::WriteOne(IKivFrame& frame) {
   const auto start = Clock::now();
-  auto error =
-      Guarded([&] { return writer_->Write(static_cast<const uint8_t*>(frame.GetPixels())); });
+  auto error = Guarded(
+      [&] { return writer_->Write(static_cast<const uint8_t*>(KivCommon::ReadPixels(&frame))); });
   nanoseconds_ +=
       std::chrono::duration_cast<std::chrono::nanoseconds>(Clock::now() - start).count();
   return error;

@@ -8,21 +8,39 @@
 #include "kiv/values/Saturate.h"
 
 namespace kiv {
+namespace {
+
+KivComPtr<IPictureHolder> HolderOf(IKivFrame* frame) {
+  KivComPtr<IPictureHolder> holder;
+  if (frame) frame->QueryInterface(IPictureHolder::kIid, holder.PutVoid());
+  return holder;
+}
+
+}  // namespace
 
 HRESULT PictureMemory::Resize(int32_t width, int32_t height) {
   if (!IsPictureSize(width, height)) return E_INVALIDARG;
   const KivSize size{width, height};
-  if (buffer_ && size == size_) return S_OK;
+  if (buffer_.HasOneOwner() && size == size_) return S_OK;
   const size_t pixelCount = static_cast<size_t>(width) * static_cast<size_t>(height);
-  PooledBuffer buffer(pixelCount * kBytesPerPixel);
+  SharedBuffer buffer(pixelCount * kBytesPerPixel);
   if (!buffer) return E_OUTOFMEMORY;
   buffer_ = std::move(buffer);
   size_ = size;
   return S_OK;
 }
 
+HRESULT PictureMemory::MakeOwn() {
+  if (!buffer_ || buffer_.HasOneOwner()) return S_OK;
+  PictureMemory own;
+  const HRESULT hr = own.CopyRows(size_.width, size_.height, Pixels(), RowBytes());
+  if (Succeeded(hr)) std::swap(own, *this);
+  return hr;
+}
+
 HRESULT PictureMemory::Fill(uint32_t bgra) {
   if (!buffer_) return E_NOTREADY;
+  if (const HRESULT hr = Resize(size_.width, size_.height); Failed(hr)) return hr;
   if (bgra == 0) {
     std::memset(Pixels(), 0, ByteCount());
   } else {
@@ -35,7 +53,7 @@ HRESULT PictureMemory::CopyRows(int32_t width, int32_t height, const void* sourc
                                 size_t sourceRowBytes) {
   // The rows may lie in the buffer that a new size gives back, so that one has to stay until then.
   PictureMemory target;
-  if (const bool sameSize = buffer_ && KivSize{width, height} == size_; sameSize) {
+  if (buffer_.HasOneOwner() && KivSize{width, height} == size_) {
     std::swap(target, *this);
   } else if (const HRESULT hr = target.Resize(width, height); Failed(hr)) {
     return hr;
@@ -52,6 +70,13 @@ HRESULT PictureMemory::CopyRows(int32_t width, int32_t height, const void* sourc
   }
   std::swap(target, *this);
   return S_OK;
+}
+
+bool ShareWith(IKivFrame* frame, const PictureMemory& memory) {
+  const auto holder = HolderOf(frame);
+  if (!holder || !holder->MayShare()) return false;
+  holder->Memory() = memory;
+  return true;
 }
 
 HRESULT CFrame::SetTime(int64_t presentationTime, int64_t duration) {
@@ -88,17 +113,27 @@ HRESULT CFrame::CopyFrom(IKivFrame* source) {
   if (source == this) return S_OK;
   KivFrameDescription from;
   if (const HRESULT hr = source->GetDescription(&from); Failed(hr)) return hr;
-  const void* const pixels = source->GetPixels();
+  const void* const pixels = KivCommon::ReadPixels(source);
   if (!pixels || from.pixelLayout == KivPixelLayout::kNone) return E_NOTREADY;
   if (!IsPictureSize(from.width, from.height)) return E_INVALIDARG;
   if (from.rowBytes < from.width * kBytesPerPixel) return E_INVALIDARG;
-  const HRESULT hr =
-      memory_.CopyRows(from.width, from.height, pixels, static_cast<size_t>(from.rowBytes));
-  if (Failed(hr)) return hr;
+  if (const auto holder = HolderOf(source); holder && holder->MayShare() && MayShare()) {
+    memory_ = holder->Memory();
+  } else {
+    const auto rowBytes = static_cast<size_t>(from.rowBytes);
+    const HRESULT hr = memory_.CopyRows(from.width, from.height, pixels, rowBytes);
+    if (Failed(hr)) return hr;
+  }
   presentationTime_ = from.presentationTime;
   duration_ = from.duration;
   frameIndex_ = from.frameIndex;
-  return hr;
+  return S_OK;
+}
+
+void* CFrame::GetPixels() {
+  if (Failed(memory_.MakeOwn())) return nullptr;
+  gavePixels_ = gavePixels_ || memory_.Pixels();
+  return memory_.Pixels();
 }
 
 HRESULT CFrame::SetFrameIndex(int32_t index) {
@@ -128,7 +163,7 @@ HRESULT CreateFrameObject(IUnknown* outer, const GUID& iid, void** object) {
 namespace {
 
 bool HasStraightPicture(IKivFrame* frame, const KivSize& size) {
-  if (!frame || !frame->GetPixels()) return false;
+  if (!KivCommon::ReadPixels(frame)) return false;
   KivFrameDescription description;
   if (Failed(frame->GetDescription(&description))) return false;
   return description.pixelLayout != KivPixelLayout::kPadded &&
@@ -138,6 +173,21 @@ bool HasStraightPicture(IKivFrame* frame, const KivSize& size) {
 }  // namespace
 
 namespace KivCommon {
+
+const void* ReadPixels(IKivFrame* frame) {
+  if (!frame) return nullptr;
+  const auto holder = kiv::HolderOf(frame);
+  return holder ? holder->Memory().Pixels() : frame->GetPixels();
+}
+
+void* PixelsToFill(IKivFrame* frame) {
+  if (!frame) return nullptr;
+  const auto holder = kiv::HolderOf(frame);
+  if (!holder) return frame->GetPixels();
+  kiv::PictureMemory& memory = holder->Memory();
+  const KivSize size = memory.Size();
+  return Succeeded(memory.Resize(size.width, size.height)) ? memory.Pixels() : nullptr;
+}
 
 KivComPtr<IKivFrame> CreateBGRAFrameFrom(KivComPtr<IKivFrame>& frame, const KivSize& size,
                                          KivCGMemoryType type) {
@@ -155,7 +205,7 @@ KivComPtr<IKivFrame> CreateBGRAFrameFrom(KivComPtr<IKivFrame>& frame, const KivS
 
 KivComPtr<IKivFrame> CreateBGRAFrameFrom(KivComPtr<IKivFrame>& frame, IKivFrame* shape,
                                          KivCGMemoryType type) {
-  if (!shape || !shape->GetPixels()) return {};
+  if (!ReadPixels(shape)) return {};
   KivFrameDescription description;
   if (Failed(shape->GetDescription(&description))) return {};
   return CreateBGRAFrameFrom(frame, KivSize{description.width, description.height}, type);

@@ -20,8 +20,8 @@ SourcePicture PictureOf(IKivFrame* frame) {
   if (!frame || Failed(frame->GetDescription(&description))) return {};
   if (!IsPictureSize(description.width, description.height)) return {};
   if (description.rowBytes < description.width * kBytesPerPixel) return {};
-  return {static_cast<const uint8_t*>(frame->GetPixels()), description.width, description.height,
-          static_cast<size_t>(description.rowBytes)};
+  return {static_cast<const uint8_t*>(KivCommon::ReadPixels(frame)), description.width,
+          description.height, static_cast<size_t>(description.rowBytes)};
 }
 
 void CopyRows(const PictureMemory& from, uint8_t* to, size_t rowBytes) {
@@ -120,6 +120,7 @@ HRESULT FilterBase::ProcessParts(FilterInputs inputs, const TargetPicture& outpu
 HRESULT FilterBase::ReadOutput(IKivFrame* frame) {
   if (!frame) return E_INVALIDARG;
   if (!result_.Pixels()) return E_NOTREADY;
+  if (ShareWith(frame, result_)) return S_OK;
   KivFrameDescription description;
   if (const HRESULT hr = frame->GetDescription(&description); Failed(hr)) return hr;
   const KivSize size{description.width, description.height};

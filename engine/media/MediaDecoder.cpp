@@ -81,7 +81,7 @@ HRESULT CMediaDecoder::ReadFrame(KivComPtr<IKivFrame>* frame) {
   if (!KivCommon::CreateBGRAFrameFrom(made, outputSize_, KivCGMemoryType::kDownstream)) {
     return E_OUTOFMEMORY;
   }
-  auto* const pixels = static_cast<uint8_t*>(made->GetPixels());
+  auto* const pixels = static_cast<uint8_t*>(KivCommon::PixelsToFill(made.Get()));
   if (!pixels) return E_FAIL;
   if (const HRESULT hr = converter_.Convert(*picture, orientation, outputSize_, pixels);
       Failed(hr)) {

@@ -8,6 +8,7 @@
 
 #include "engine/common/Boundary.h"
 #include "engine/motion/Warp.h"
+#include "kiv/platform/KivCommon.h"
 #include "kiv/values/Saturate.h"
 
 namespace kiv {
@@ -19,15 +20,16 @@ constexpr double kStoredSteps = 10000.0;
 constexpr size_t kBytesPerPixel = 4;
 
 struct Picture {
-  uint8_t* pixels = nullptr;
+  const uint8_t* pixels = nullptr;
   KivSize size;
 };
 
 std::optional<Picture> PictureOf(IKivFrame* frame) {
   KivFrameDescription about;
-  if (!frame || !frame->GetPixels() || Failed(frame->GetDescription(&about))) return std::nullopt;
+  const auto* const pixels = static_cast<const uint8_t*>(KivCommon::ReadPixels(frame));
+  if (!pixels || Failed(frame->GetDescription(&about))) return std::nullopt;
   if (about.pixelLayout != KivPixelLayout::kStraight) return std::nullopt;
-  return Picture{static_cast<uint8_t*>(frame->GetPixels()), {about.width, about.height}};
+  return Picture{pixels, {about.width, about.height}};
 }
 
 // Onto the grid of stored values, on the side from which cutting off comes back to the same.
@@ -155,18 +157,20 @@ HRESULT CStabilizerAlgorithm::CorrectFrame(IKivFrame* input, IKivFrame* output, 
   if (!input || !output) return E_POINTER;
   return AtBoundary([&] {
     const std::optional<Picture> from = PictureOf(input), to = PictureOf(output);
-    if (!from || !to || from->pixels == to->pixels || from->size != to->size) return E_INVALIDARG;
+    if (!from || !to || input == output || from->size != to->size) return E_INVALIDARG;
     Correction correction;
     KivSize sourceSize;
     const HRESULT hr = FindCorrection(index, level, &correction, &sourceSize);
     if (Failed(hr)) return hr;
+    auto* const pixels = static_cast<uint8_t*>(KivCommon::PixelsToFill(output));
+    if (!pixels) return E_OUTOFMEMORY;
     if (ChangesNothing(correction)) {
-      std::memcpy(to->pixels, from->pixels,
+      std::memcpy(pixels, from->pixels,
                   kBytesPerPixel * static_cast<size_t>(from->size.width) *
                       static_cast<size_t>(from->size.height));
       return S_OK;
     }
-    WarpPicture(from->pixels, from->size, MapOf(correction, sourceSize, from->size), to->pixels);
+    WarpPicture(from->pixels, from->size, MapOf(correction, sourceSize, from->size), pixels);
     return S_OK;
   });
 }

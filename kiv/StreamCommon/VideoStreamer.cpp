@@ -106,7 +106,7 @@ KivComPtr<IKivFrame> CVideoStreamer::GetCurrentFrame(int32_t* status) {
   int32_t decoded = E_FAIL;
   KivComPtr<IKivFrame> frame = CStreamer::GetCurrentFrame(&decoded);
   const int32_t index = GetPosition(nullptr);
-  if (frame && frame->GetPixels()) {
+  if (KivCommon::ReadPixels(frame.Get())) {
     KivComPtr<IKivVideoFrame> videoFrame;
     decoded = frame->QueryInterface(IKivVideoFrame::kIid, videoFrame.PutVoid());
   } else {

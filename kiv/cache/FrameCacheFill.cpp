@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "kiv/cache/FrameCache.h"
+#include "kiv/platform/KivCommon.h"
 #include "kiv/values/Saturate.h"
 
 using SimpleSync::CSimpleMutexLock;
@@ -43,7 +44,7 @@ void CFrameCache::FillRange(const CacheSpan& range) {
 void CFrameCache::StoreCurrent(int64_t index) {
   int32_t status = 0;
   const KivComPtr<IKivFrame> frame = upstream_->GetCurrentFrame(&status);
-  if (!frame || !frame->GetPixels()) return;
+  if (!KivCommon::ReadPixels(frame.Get())) return;
   KivComPtr<IKivFrame> copy;
   GetSpareFrame(&copy, frame.Get());
   if (!copy || Failed(copy->CopyFrom(frame.Get()))) return;

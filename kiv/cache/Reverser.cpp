@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "kiv/platform/KeyNames.h"
+#include "kiv/platform/KivCommon.h"
 #include "kiv/values/Saturate.h"
 
 namespace {
@@ -67,7 +68,7 @@ void CReverser::Retime(IKivFrame* frame) const {
   int64_t time = 0;
   int64_t duration = 0;
   frame->GetTime(&time, &duration);
-  if (frame->GetPixels()) {
+  if (KivCommon::ReadPixels(frame)) {
     frame->SetTime(SaturatingDifference(whole, time), duration);
   } else {
     frame->SetTime(0, 0);

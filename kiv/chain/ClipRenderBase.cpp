@@ -2,12 +2,15 @@
 
 #include "kiv/chain/CommandIds.h"
 #include "kiv/component/object/AtBoundary.h"
+#include "kiv/platform/KivCommon.h"
 
 using SimpleSync::CSimpleMutexLock;
 
 namespace {
 
-bool HoldsPicture(const KivComPtr<IKivFrame>& frame) { return frame && frame->GetPixels(); }
+bool HoldsPicture(const KivComPtr<IKivFrame>& frame) {
+  return KivCommon::ReadPixels(frame.Get()) != nullptr;
+}
 
 }  // namespace
 

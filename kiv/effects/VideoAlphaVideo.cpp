@@ -7,6 +7,7 @@
 #include "kiv/StreamCommon/MediaLocations.h"
 #include "kiv/component/object/AtBoundary.h"
 #include "kiv/platform/KeyNames.h"
+#include "kiv/platform/KivCommon.h"
 #include "kiv/values/Saturate.h"
 
 namespace {
@@ -114,7 +115,7 @@ HRESULT CVideoAlphaVideo::OpenFullHDSource() {
 
 KivComPtr<IKivFrame> CVideoAlphaVideo::GetCurrentFrame(int32_t* status) {
   KivComPtr<IKivFrame> frame = CSourceBase::GetCurrentFrame(status);
-  if (fields_.preset == 0 || !frame || !frame->GetPixels()) return frame;
+  if (fields_.preset == 0 || !KivCommon::ReadPixels(frame.Get())) return frame;
   return AtBoundaryOr(frame, [&] { return Compose(frame); });
 }
 

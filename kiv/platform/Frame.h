@@ -62,10 +62,13 @@ struct KIV_EXPORT IKivFrame : IUnknown {
   virtual HRESULT Reserved6() { return E_NOTIMPL; }
   virtual HRESULT Reserved7() { return E_NOTIMPL; }
   virtual HRESULT Reserved8() { return E_NOTIMPL; }
-  // The pixel data, or null when the frame holds no picture.
+  // The pixel data, to read and write; null when the frame holds no picture, or when it shares memory
+  // with a copy and storage of its own cannot be had. Stays valid while the size stays. Who only
+  // reads, or fills the frame anew, does so cheaper by KivCommon::ReadPixels and PixelsToFill.
   virtual void* GetPixels() = 0;
   virtual HRESULT Reserved10() { return E_NOTIMPL; }
-  // Takes over size, pixels, time and index; memory is reused when the size stays.
+  // Takes over size, pixels, time and index. Memory is shared until one of the two is written, or
+  // else reused when the size stays.
   virtual HRESULT CopyFrom(IKivFrame* source) = 0;
   // Borrowed: lives as long as the frame. Never null; empty when the frame holds no picture.
   virtual IKivBitmap* GetBitmap() = 0;

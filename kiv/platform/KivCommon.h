@@ -25,6 +25,14 @@ KIV_PLATFORM_API KivComPtr<IKivFactory> GetFactory(const wchar_t* name);
 // A new, empty bag; without one when storage cannot be had.
 KIV_PLATFORM_API KivPropDecorator CreateProperties();
 
+// The pixels of a frame, for a caller that keeps no pointer: it is good until the frame changes or
+// goes. Cheaper than the frame's own GetPixels, after which a frame no longer shares memory with its
+// copies. Null when there is no frame or it holds no picture.
+KIV_PLATFORM_API const void* ReadPixels(IKivFrame* frame);
+// The same for a caller that writes every pixel: what is there before is unspecified. Null also when
+// storage cannot be had.
+KIV_PLATFORM_API void* PixelsToFill(IKivFrame* frame);
+
 // A BGRA frame of the wanted size. `frame` itself when it has that size already (it is then to be
 // refilled: whoever holds it sees that), else a new one; in both cases `frame` holds the result too.
 // Null, with `frame` untouched, when the size is invalid or storage cannot be had.

@@ -75,7 +75,7 @@ bool CFrameInterpolator::SetInBetweenCount(int32_t count) {
 }
 
 bool CFrameInterpolator::PushKeyFrame(IKivFrame* frame) {
-  if (!frame || !frame->GetPixels()) return false;
+  if (!KivCommon::ReadPixels(frame)) return false;
   keyFrameSize_ = SizeOf(frame);
   KivComPtr<IKivFrame> used(frame);
   if (IsPadded(frame)) {
@@ -122,7 +122,8 @@ KivComPtr<IKivFrame> CFrameInterpolator::NewFrame() const {
 int32_t CFrameInterpolator::Push(IKivFrame* frame) {
   if (!frame || !algorithm_) return E_FAIL;
   const KivSize size = SizeOf(frame);
-  return algorithm_->Push(frame->GetPixels(), size.width, size.height, kBytesPerPixel, 0, 0);
+  return algorithm_->Push(KivCommon::ReadPixels(frame), size.width, size.height, kBytesPerPixel, 0,
+                          0);
 }
 
 int32_t CFrameInterpolator::Read(IKivFrame* frame, int32_t index) {

@@ -83,6 +83,7 @@ TEST_F(FrameCache, AHostileSpanSizeCostsBoundedMemory) {
   const int64_t before = kiv::BufferPool::Shared().Figures().bytesOut;
   std::atomic<int64_t> most{0};
   source->frame = test::MakeFrame(1, {1024, 1024});
+  ASSERT_TRUE(source->frame->GetPixels());  // from here on its copies take memory of their own
   source->log.OnEvery([&](const std::string&) {
     most = std::max<int64_t>(most, kiv::BufferPool::Shared().Figures().bytesOut - before);
   });

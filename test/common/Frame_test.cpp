@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
 #include <tuple>
 #include <vector>
 
@@ -123,6 +124,44 @@ TEST(Frame, CopyRepacksPaddedRowsAndRefusesLies) {
   EXPECT_EQ((Pixels{1, 2, 3, 4}), PixelsOf(copy));
   EXPECT_EQ(KivPixelLayout::kStraight, Describe(copy).pixelLayout);
   EXPECT_EQ(5, Describe(copy).frameIndex);
+}
+
+TEST(Frame, ACopySharesMemoryUntilOneOfTheTwoIsWritten) {
+  static const Pixels kWhite(4, 0xFFFFFFFF);
+  const Pixels before{1, 2, 3, 4};
+  using Writes = void (*)(IKivFrame*);
+  const Writes kWrites[] = {
+      [](IKivFrame* frame) { std::memset(frame->GetPixels(), 0xFF, 16); },
+      [](IKivFrame* frame) { std::memset(KivCommon::PixelsToFill(frame), 0xFF, 16); },
+      [](IKivFrame* frame) { frame->GetBitmap()->Fill(kWhite[0]); },
+      [](IKivFrame* frame) { frame->CopyFrom(FrameOf(2, 2, kWhite).Get()); },
+      [](IKivFrame* frame) { Allocate(KivComPtr<IKivFrame>(frame), 2, 2, kWhite.data()); },
+  };
+  for (const Writes write : kWrites) {
+    for (const bool copyIsWritten : {false, true}) {
+      const auto source = FrameOf(2, 2, before);
+      const auto copy = NewFrame();
+      ASSERT_EQ(S_OK, copy->CopyFrom(source.Get()));
+      ASSERT_EQ(KivCommon::ReadPixels(source.Get()), KivCommon::ReadPixels(copy.Get()));
+      write((copyIsWritten ? copy : source).Get());
+      EXPECT_EQ(kWhite, PixelsOf(copyIsWritten ? copy : source));
+      EXPECT_EQ(before, PixelsOf(copyIsWritten ? source : copy));
+    }
+  }
+}
+
+TEST(Frame, APointerThatWasGivenOutServesItsFrameAlone) {
+  const auto source = FrameOf(2, 1, {1, 2});
+  auto* const given = static_cast<uint32_t*>(source->GetPixels());
+  const auto copy = NewFrame();
+  ASSERT_EQ(S_OK, copy->CopyFrom(source.Get()));
+  given[0] = 9;
+  EXPECT_EQ((Pixels{9, 2}), PixelsOf(source));
+  EXPECT_EQ((Pixels{1, 2}), PixelsOf(copy));
+  // And it stays good when its own frame is refilled.
+  ASSERT_EQ(S_OK, source->CopyFrom(FrameOf(2, 1, {5, 6}).Get()));
+  EXPECT_EQ(5u, given[0]);
+  EXPECT_EQ(given, source->GetPixels());
 }
 
 TEST(CreateBGRAFrameFrom, ReusesAFrameOfTheSizeAndReplacesAnyOther) {
