@@ -9,7 +9,7 @@
 #include <memory>
 #include <vector>
 
-#include "engine/media/PictureConverter.h"
+#include "engine/media/colour/PictureConverter.h"
 
 extern "C" {
 #include <libavutil/frame.h>

@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "bench/BenchClip.h"
-#include "engine/common/BufferPool.h"
 #include "engine/logger/Logger.h"
+#include "engine/memory/BufferPool.h"
 #include "kiv/platform/KivCommon.h"
 
 extern "C" {

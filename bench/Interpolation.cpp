@@ -23,7 +23,7 @@ extern "C" {
 #include <string>
 #include <vector>
 
-#include "engine/media/PictureConverter.h"
+#include "engine/media/colour/PictureConverter.h"
 #include "engine/tween/TweenAlgorithm.h"
 
 namespace {

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "engine/common/PictureScale.h"
-#include "kiv/values/keyframes/KeyFrameParam.h"
+#include "engine/picture/PictureScale.h"
+#include "kiv/keyframes/KeyFrameParam.h"
 
 namespace {
 

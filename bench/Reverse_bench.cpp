@@ -11,7 +11,7 @@
 
 #include "bench/BenchClip.h"
 #include "engine/media/MediaFile.h"
-#include "engine/media/PackedPicture.h"
+#include "engine/media/keep/PackedPicture.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 
 #include <utility>
 
-#include "engine/common/AlgorithmModules.h"
+#include "engine/registry/AlgorithmModules.h"
 #include "kiv/StreamCommon/VideoStreamer.h"
 #include "kiv/chain/ChainBuilder.h"
 #include "kiv/speed/VideoShifter.h"

@@ -15,8 +15,8 @@
 #include <vector>
 
 #include "engine/logger/Logger.h"
-#include "engine/media/Writer.h"
 #include "engine/motion/CameraPath.h"
+#include "engine/write/Writer.h"
 #include "kiv/platform/KivCommon.h"
 #include "kiv/platform/Stabilizer.h"
 

@@ -28,10 +28,10 @@ install(TARGETS kiv_tween LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 set(KIV_PUBLIC_HEADERS
   kiv/chain/CommandIds.h kiv/chain/IKivRender.h kiv/chain/IKivSourceBase.h kiv/chain/NodeTypes.h
   kiv/component/EntryPoints.h kiv/component/IKivVideoStreamProcess.h
-  kiv/values/keyframes/IKivKeyFrameParam.h
+  kiv/keyframes/IKivKeyFrameParam.h
   kiv/VideoStab/IKivStabExtendControl.h kiv/VideoStab/StabSettings.h
-  engine/logger/Logger.h engine/common/PathService.h engine/common/ClassRegistry.h
-  engine/common/PropertiesJson.h engine/media/Writer.h)
+  engine/logger/Logger.h engine/registry/PathService.h engine/registry/ClassRegistry.h
+  engine/bags/PropertiesJson.h engine/write/Writer.h)
 foreach(header ${KIV_PUBLIC_HEADERS})
   get_filename_component(folder ${header} DIRECTORY)
   string(REGEX REPLACE "^engine/" "kiv/engine/" folder ${folder})

@@ -10,7 +10,7 @@
 #include <numeric>
 #include <system_error>
 
-#include "engine/common/Frame.h"
+#include "engine/picture/Frame.h"
 #include "host/Alpha.h"
 #include "host/ComponentLoader.h"
 #include "host/HostError.h"

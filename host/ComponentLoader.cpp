@@ -9,7 +9,7 @@
 #include <cstdio>
 #include <filesystem>
 
-#include "engine/common/RegistryFile.h"
+#include "engine/registry/RegistryFile.h"
 #include "host/HostError.h"
 #include "kiv/component/EntryPoints.h"
 #include "kiv/platform/KivCommon.h"

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "engine/common/PictureScale.h"
+#include "engine/picture/PictureScale.h"
 #include "host/HostError.h"
 #include "host/KeyframeFile.h"
 #include "kiv/platform/KeyNames.h"

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "engine/media/Writer.h"
+#include "engine/write/Writer.h"
 #include "host/HostError.h"
 
 namespace host {

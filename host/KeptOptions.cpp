@@ -4,7 +4,7 @@
 #include <system_error>
 #include <vector>
 
-#include "engine/media/Writer.h"
+#include "engine/write/Writer.h"
 #include "host/OptionValues.h"
 #include "kiv/platform/KivCommon.h"
 

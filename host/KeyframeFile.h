@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "kiv/values/keyframes/IKivKeyFrameParam.h"
+#include "kiv/keyframes/IKivKeyFrameParam.h"
 
 namespace host {
 

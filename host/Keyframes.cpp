@@ -1,6 +1,6 @@
 // keyframes: prints or draws what a keyframe document gives at each frame.
 
-#include "engine/media/Writer.h"
+#include "engine/write/Writer.h"
 #include "host/Commands.h"
 #include "host/ComponentLoader.h"
 #include "host/HostError.h"

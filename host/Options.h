@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "engine/media/Writer.h"
+#include "engine/write/Writer.h"
 #include "kiv/platform/Logger.h"
 #include "kiv/values/ValueTypes.h"
 

@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "engine/media/Writer.h"
+#include "engine/write/Writer.h"
 
 namespace host {
 

@@ -5,7 +5,7 @@
 #include <memory>
 #include <optional>
 
-#include "engine/media/Writer.h"
+#include "engine/write/Writer.h"
 #include "host/Clip.h"
 #include "host/Commands.h"
 #include "host/Frames.h"

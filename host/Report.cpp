@@ -3,7 +3,7 @@
 #include <json/json.h>
 #include <sys/resource.h>
 
-#include "engine/common/BufferPool.h"
+#include "engine/memory/BufferPool.h"
 #include "host/Memory.h"
 
 namespace host {

@@ -5,8 +5,8 @@
 #include <iterator>
 #include <system_error>
 
-#include "engine/common/PropertiesJson.h"
-#include "engine/media/WriterFile.h"
+#include "engine/bags/PropertiesJson.h"
+#include "engine/write/WriterFile.h"
 #include "host/HostError.h"
 #include "kiv/platform/KivCommon.h"
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <limits>
 
-#include "engine/common/AlgorithmModules.h"
+#include "engine/registry/AlgorithmModules.h"
 #include "host/Messages.h"
 #include "kiv/values/SpeedNumbers.h"
 

@@ -14,7 +14,7 @@
 #include <mutex>
 #include <thread>
 
-#include "engine/media/Writer.h"
+#include "engine/write/Writer.h"
 #include "kiv/platform/Frame.h"
 
 namespace host {

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "engine/logger/Logger.h"
-#include "engine/media/WriterFile.h"
+#include "engine/write/WriterFile.h"
 #include "host/CommandLine.h"
 #include "host/Commands.h"
 #include "host/HostError.h"

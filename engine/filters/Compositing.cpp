@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "engine/common/Frame.h"
 #include "engine/filters/ChannelKernel.h"
+#include "engine/picture/Frame.h"
 
 namespace kiv {
 namespace {

@@ -5,7 +5,7 @@
 // Errors:   E_INVALIDARG for pictures of different sizes or without pixels.
 #pragma once
 
-#include "engine/common/PictureScale.h"
+#include "engine/picture/PictureScale.h"
 
 namespace kiv {
 

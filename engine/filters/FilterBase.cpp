@@ -3,7 +3,7 @@
 #include <cstring>
 #include <utility>
 
-#include "engine/common/Boundary.h"
+#include "engine/base/Boundary.h"
 #include "engine/filters/FilterRects.h"
 #include "kiv/platform/KeyNames.h"
 

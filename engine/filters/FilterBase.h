@@ -9,9 +9,9 @@
 
 #include <vector>
 
-#include "engine/common/CountedObject.h"
-#include "engine/common/Frame.h"
-#include "engine/common/PictureScale.h"
+#include "engine/base/CountedObject.h"
+#include "engine/picture/Frame.h"
+#include "engine/picture/PictureScale.h"
 #include "kiv/platform/Filters.h"
 #include "kiv/platform/KivCommon.h"
 #include "kiv/values/Saturate.h"

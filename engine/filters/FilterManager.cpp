@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <string_view>
 
-#include "engine/common/Boundary.h"
-#include "engine/common/CountedObject.h"
+#include "engine/base/Boundary.h"
+#include "engine/base/CountedObject.h"
 #include "engine/filters/ChannelFilters.h"
 #include "engine/filters/ResizeFilter.h"
 #include "kiv/platform/ImageProc.h"

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <cstring>
 
-#include "engine/common/Frame.h"
+#include "engine/picture/Frame.h"
 #include "kiv/values/Saturate.h"
 
 namespace kiv {

@@ -5,7 +5,7 @@
 // Errors:   none. Rectangles that are empty, no numbers, or beside their picture leave nothing.
 #pragma once
 
-#include "engine/common/PictureScale.h"
+#include "engine/picture/PictureScale.h"
 
 namespace kiv {
 

@@ -11,7 +11,7 @@
 #include <string>
 #include <utility>
 
-#include "engine/common/WideFormat.h"
+#include "engine/base/WideFormat.h"
 #include "kiv/platform/KivCommon.h"
 
 namespace kiv {

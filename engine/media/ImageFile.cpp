@@ -10,12 +10,12 @@
 #include <memory>
 #include <string_view>
 
-#include "engine/common/Boundary.h"
-#include "engine/common/Frame.h"
-#include "engine/common/PathService.h"
+#include "engine/base/Boundary.h"
 #include "engine/logger/Logger.h"
-#include "engine/media/AvPointers.h"
-#include "engine/media/PictureConverter.h"
+#include "engine/media/colour/PictureConverter.h"
+#include "engine/media/read/AvPointers.h"
+#include "engine/picture/Frame.h"
+#include "engine/registry/PathService.h"
 #include "kiv/platform/KivCommon.h"
 
 namespace kiv {

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
-#include "engine/common/Boundary.h"
-#include "engine/common/Frame.h"
+#include "engine/base/Boundary.h"
 #include "engine/media/MediaLocation.h"
+#include "engine/picture/Frame.h"
 #include "kiv/platform/KivCommon.h"
 #include "kiv/platform/Logger.h"
 #include "kiv/values/Saturate.h"

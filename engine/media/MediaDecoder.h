@@ -11,10 +11,10 @@
 #include <memory>
 #include <string>
 
-#include "engine/common/CountedObject.h"
+#include "engine/base/CountedObject.h"
 #include "engine/media/MediaFile.h"
-#include "engine/media/PictureCache.h"
-#include "engine/media/PictureConverter.h"
+#include "engine/media/colour/PictureConverter.h"
+#include "engine/media/keep/PictureCache.h"
 #include "kiv/platform/Media.h"
 
 namespace kiv {

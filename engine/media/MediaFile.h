@@ -12,9 +12,9 @@
 #include <string>
 #include <vector>
 
-#include "engine/media/FrameIndex.h"
-#include "engine/media/PictureReader.h"
 #include "engine/media/StreamDescription.h"
+#include "engine/media/read/FrameIndex.h"
+#include "engine/media/read/PictureReader.h"
 #include "kiv/values/Export.h"
 
 namespace kiv {

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "engine/common/Boundary.h"
+#include "engine/base/Boundary.h"
 #include "engine/media/MediaDecoder.h"
 #include "engine/media/MediaLocation.h"
 #include "kiv/platform/KivComPtr.h"

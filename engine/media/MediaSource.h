@@ -8,7 +8,7 @@
 
 #include <memory>
 
-#include "engine/common/CountedObject.h"
+#include "engine/base/CountedObject.h"
 #include "engine/media/MediaFile.h"
 #include "kiv/platform/Media.h"
 

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <string_view>
 
-#include "engine/media/ColourMatrix.h"
+#include "engine/media/colour/ColourMatrix.h"
 #include "kiv/values/Saturate.h"
 
 extern "C" {

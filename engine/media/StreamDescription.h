@@ -1,8 +1,8 @@
 // What the tags of a video stream say about how it is to be shown.
 #pragma once
 
-#include "engine/media/MediaInput.h"
-#include "engine/media/PictureConverter.h"
+#include "engine/media/colour/PictureConverter.h"
+#include "engine/media/read/MediaInput.h"
 #include "kiv/platform/Media.h"
 
 namespace kiv {

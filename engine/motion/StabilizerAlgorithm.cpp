@@ -6,7 +6,7 @@
 #include <numbers>
 #include <utility>
 
-#include "engine/common/Boundary.h"
+#include "engine/base/Boundary.h"
 #include "engine/motion/Warp.h"
 #include "kiv/platform/KivCommon.h"
 #include "kiv/values/Saturate.h"

@@ -10,7 +10,7 @@
 #include <optional>
 #include <vector>
 
-#include "engine/common/CountedObject.h"
+#include "engine/base/CountedObject.h"
 #include "engine/motion/CameraPath.h"
 #include "engine/motion/MotionAnalyser.h"
 #include "kiv/platform/Stabilizer.h"

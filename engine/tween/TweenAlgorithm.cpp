@@ -3,7 +3,7 @@
 #include <cstring>
 #include <utility>
 
-#include "engine/common/Boundary.h"
+#include "engine/base/Boundary.h"
 #include "kiv/platform/Logger.h"
 
 namespace kiv::tween {

@@ -8,7 +8,7 @@
 //           E_OUTOFMEMORY; what was to be written is then left alone.
 #pragma once
 
-#include "engine/common/BufferPool.h"
+#include "engine/memory/BufferPool.h"
 #include "engine/tween/TweenMaker.h"
 #include "kiv/platform/Algorithms.h"
 

@@ -5,7 +5,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "engine/media/Writer.h"
+#include "engine/write/Writer.h"
 #include "kiv/chain/IKivRender.h"
 #include "kiv/chain/NodeTypes.h"
 #include "kiv/component/EntryPoints.h"

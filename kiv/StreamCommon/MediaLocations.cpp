@@ -5,7 +5,7 @@
 #include <string_view>
 #include <system_error>
 
-#include "kiv/component/object/AtBoundary.h"
+#include "kiv/base/AtBoundary.h"
 #include "kiv/platform/KivCommon.h"
 
 namespace {

@@ -1,7 +1,7 @@
 #include "kiv/StreamCommon/MissingMedia.h"
 
 #include "kiv/StreamCommon/MediaLocations.h"
-#include "kiv/chain/Locks.h"
+#include "kiv/base/Locks.h"
 #include "kiv/platform/KivCommon.h"
 
 using SimpleSync::CSimpleMutex;

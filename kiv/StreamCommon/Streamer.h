@@ -3,8 +3,8 @@
 
 #include <cstdint>
 
+#include "kiv/base/Locks.h"
 #include "kiv/chain/Dispatch.h"
-#include "kiv/chain/Locks.h"
 #include "kiv/chain/SourceBase.h"
 #include "kiv/platform/Media.h"
 

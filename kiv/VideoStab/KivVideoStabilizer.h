@@ -5,8 +5,8 @@
 #include <cstdint>
 
 #include "kiv/VideoStab/KivVideoStabilizer_ExtendControl.h"
+#include "kiv/base/Locks.h"
 #include "kiv/chain/Dispatch.h"
-#include "kiv/chain/Locks.h"
 #include "kiv/chain/SourceBase.h"
 
 // Passes frames on until its analysis task has motion data for its source, and from then on hands

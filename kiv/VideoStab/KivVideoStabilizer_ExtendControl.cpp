@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "kiv/StreamCommon/MediaLocations.h"
-#include "kiv/component/object/AtBoundary.h"
+#include "kiv/base/AtBoundary.h"
 #include "kiv/platform/KeyNames.h"
 #include "kiv/platform/KivCommon.h"
 #include "kiv/platform/Logger.h"

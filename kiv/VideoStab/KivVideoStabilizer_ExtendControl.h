@@ -8,8 +8,8 @@
 
 #include "kiv/VideoStab/IKivStabExtendControl.h"
 #include "kiv/VideoStab/StabStoredData.h"
-#include "kiv/chain/Locks.h"
-#include "kiv/component/object/ObjectBase.h"
+#include "kiv/base/Locks.h"
+#include "kiv/object/ObjectBase.h"
 #include "kiv/platform/Media.h"
 #include "kiv/platform/Stabilizer.h"
 #include "kiv/platform/Tasks.h"

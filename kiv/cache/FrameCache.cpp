@@ -4,7 +4,7 @@
 #include <chrono>
 #include <utility>
 
-#include "kiv/component/object/AtBoundary.h"
+#include "kiv/base/AtBoundary.h"
 #include "kiv/platform/KeyNames.h"
 #include "kiv/platform/Logger.h"
 #include "kiv/values/Saturate.h"

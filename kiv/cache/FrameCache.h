@@ -9,11 +9,11 @@
 #include <memory>
 #include <optional>
 
+#include "kiv/base/Locks.h"
 #include "kiv/cache/CacheSpan.h"
 #include "kiv/cache/FrameStore.h"
 #include "kiv/cache/LittleTaskPool.h"
 #include "kiv/chain/Dispatch.h"
-#include "kiv/chain/Locks.h"
 #include "kiv/chain/SourceBase.h"
 
 // Passes everything on while caching is off. While it is on (switched on itself, or playing in

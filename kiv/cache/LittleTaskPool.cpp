@@ -4,7 +4,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "kiv/component/object/AutoComInitializer.h"
+#include "kiv/object/AutoComInitializer.h"
 
 using SimpleSync::CSimpleMutexLock;
 

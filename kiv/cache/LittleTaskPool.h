@@ -8,7 +8,7 @@
 #include <thread>
 #include <vector>
 
-#include "kiv/chain/Locks.h"
+#include "kiv/base/Locks.h"
 
 namespace LTask {
 

@@ -3,7 +3,7 @@
 #include <string>
 #include <utility>
 
-#include "kiv/component/object/AtBoundary.h"
+#include "kiv/base/AtBoundary.h"
 #include "kiv/platform/KeyNames.h"
 #include "kiv/values/Saturate.h"
 

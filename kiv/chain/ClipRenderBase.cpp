@@ -1,7 +1,7 @@
 #include "kiv/chain/ClipRenderBase.h"
 
+#include "kiv/base/AtBoundary.h"
 #include "kiv/chain/CommandIds.h"
-#include "kiv/component/object/AtBoundary.h"
 #include "kiv/platform/KivCommon.h"
 
 using SimpleSync::CSimpleMutexLock;

@@ -3,10 +3,10 @@
 
 #include <cstdint>
 
+#include "kiv/base/Locks.h"
 #include "kiv/chain/IKivRender.h"
-#include "kiv/chain/Locks.h"
 #include "kiv/chain/NodeRef.h"
-#include "kiv/component/object/ObjectBase.h"
+#include "kiv/object/ObjectBase.h"
 
 // Pulls frames out of the tail node and keeps the last one. Does no frame arithmetic: an index
 // reaches the tail as it was given.

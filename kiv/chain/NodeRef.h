@@ -19,7 +19,7 @@
 
 #include "kiv/chain/IKivSourceBase.h"
 #include "kiv/chain/NodeTypes.h"
-#include "kiv/component/object/ObjectBase.h"
+#include "kiv/object/ObjectBase.h"
 #include "kiv/platform/NodeTimes.h"
 
 // One call of a node: `ref->Seek(...)` makes one for as long as it takes, so that the call's time can

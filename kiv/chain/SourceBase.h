@@ -5,7 +5,7 @@
 
 #include "kiv/chain/IKivSourceBase.h"
 #include "kiv/chain/NodeRef.h"
-#include "kiv/component/object/ObjectBase.h"
+#include "kiv/object/ObjectBase.h"
 
 // What every slot does unless a node replaces it.
 //

@@ -4,8 +4,8 @@
 #include <iterator>
 #include <utility>
 
+#include "kiv/base/AtBoundary.h"
 #include "kiv/chain/TaskIdentities.h"
-#include "kiv/component/object/AtBoundary.h"
 #include "kiv/platform/KeyNames.h"
 #include "kiv/platform/KivCommon.h"
 

@@ -3,7 +3,7 @@
 
 #include <span>
 
-#include "kiv/component/object/ObjectBase.h"
+#include "kiv/object/ObjectBase.h"
 
 struct ClassEntry {
   const wchar_t* description;

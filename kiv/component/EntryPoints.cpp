@@ -8,11 +8,11 @@
 #include <string>
 #include <system_error>
 
+#include "kiv/base/AtBoundary.h"
 #include "kiv/component/ClassTable.h"
 #include "kiv/component/Factory.h"
 #include "kiv/component/Registration.h"
-#include "kiv/component/object/AtBoundary.h"
-#include "kiv/component/object/ModuleCount.h"
+#include "kiv/object/ModuleCount.h"
 #include "kiv/platform/KivCommon.h"
 
 namespace {

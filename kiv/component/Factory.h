@@ -5,7 +5,7 @@
 #include <cstdint>
 
 #include "kiv/component/ClassTable.h"
-#include "kiv/component/object/ModuleCount.h"
+#include "kiv/object/ModuleCount.h"
 
 // Owns:     itself, by its count, which starts at 1; keeps the module loaded while it lives.
 // Threads:  any.

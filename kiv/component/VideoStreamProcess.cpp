@@ -1,8 +1,8 @@
 #include "kiv/component/VideoStreamProcess.h"
 
+#include "kiv/base/AtBoundary.h"
 #include "kiv/chain/TaskIdentities.h"
 #include "kiv/component/NodeTable.h"
-#include "kiv/component/object/AtBoundary.h"
 #include "kiv/platform/Media.h"
 
 namespace {

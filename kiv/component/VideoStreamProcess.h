@@ -5,7 +5,7 @@
 
 #include "kiv/chain/VideoClipRender.h"
 #include "kiv/component/IKivVideoStreamProcess.h"
-#include "kiv/component/object/ObjectBase.h"
+#include "kiv/object/ObjectBase.h"
 
 // Turns the host's calls into commands for the chain.
 //

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "kiv/component/object/AtBoundary.h"
+#include "kiv/base/AtBoundary.h"
 #include "kiv/platform/KeyNames.h"
 #include "kiv/platform/Logger.h"
 #include "kiv/platform/Properties.h"

@@ -14,7 +14,7 @@
 
 #include "kiv/chain/Dispatch.h"
 #include "kiv/chain/SourceBase.h"
-#include "kiv/values/keyframes/KeyFrameParam.h"
+#include "kiv/keyframes/KeyFrameParam.h"
 
 class CVideoCrop : public CSourceBase {
  public:

@@ -5,7 +5,7 @@
 #include <string>
 #include <utility>
 
-#include "kiv/component/object/AtBoundary.h"
+#include "kiv/base/AtBoundary.h"
 #include "kiv/platform/KeyNames.h"
 #include "kiv/platform/KivCommon.h"
 #include "kiv/platform/Logger.h"

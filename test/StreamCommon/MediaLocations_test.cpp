@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "test/common/TemporaryFolder.h"
+#include "test/support/TemporaryFolder.h"
 
 namespace {
 

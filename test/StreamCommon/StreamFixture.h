@@ -8,10 +8,10 @@
 #include "kiv/StreamCommon/MissingMedia.h"
 #include "kiv/StreamCommon/VideoStreamer.h"
 #include "kiv/platform/PathService.h"
-#include "test/common/TemporaryFolder.h"
 #include "test/support/FakeDecoder.h"
 #include "test/support/FakeFilter.h"
 #include "test/support/FakeNode.h"
+#include "test/support/TemporaryFolder.h"
 
 namespace test {
 

@@ -1,6 +1,6 @@
 #include <algorithm>
 
-#include "engine/common/BufferPool.h"
+#include "engine/memory/BufferPool.h"
 #include "test/cache/CacheFixture.h"
 
 namespace {

@@ -5,7 +5,7 @@
 #include "kiv/component/EntryPoints.h"
 #include "kiv/platform/KivCommon.h"
 #include "kiv/platform/Registry.h"
-#include "test/common/TemporaryFolder.h"
+#include "test/support/TemporaryFolder.h"
 
 namespace {
 

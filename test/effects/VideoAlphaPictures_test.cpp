@@ -2,7 +2,7 @@
 #include <cstring>
 #include <limits>
 
-#include "engine/media/Writer.h"
+#include "engine/write/Writer.h"
 #include "test/effects/AlphaFixture.h"
 
 namespace {

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "engine/common/CountedObject.h"
+#include "engine/base/CountedObject.h"
 #include "kiv/platform/KeyNames.h"
 #include "kiv/platform/KivCommon.h"
 #include "kiv/values/CKivValue.h"

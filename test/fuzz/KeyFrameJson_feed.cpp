@@ -1,7 +1,7 @@
 #include <climits>
 
+#include "kiv/keyframes/KeyFrameParam.h"
 #include "kiv/platform/KivCommon.h"
-#include "kiv/values/keyframes/KeyFrameParam.h"
 #include "test/fuzz/Feeds.h"
 
 namespace fuzz {

@@ -8,8 +8,8 @@
 #include <numeric>
 
 #include "test/host/RunProgram.h"
-#include "test/media/WriterReadBack.h"
 #include "test/support/NumberedClip.h"
+#include "test/write/WriterReadBack.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <filesystem>
 
 #include "test/host/RunProgram.h"
-#include "test/media/WriterReadBack.h"
+#include "test/write/WriterReadBack.h"
 
 namespace {
 

@@ -11,8 +11,8 @@
 #include <sstream>
 
 #include "test/host/RunProgram.h"
-#include "test/media/WriterReadBack.h"
 #include "test/support/NumberedClip.h"
+#include "test/write/WriterReadBack.h"
 
 namespace {
 

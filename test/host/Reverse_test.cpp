@@ -2,8 +2,8 @@
 #include <gtest/gtest.h>
 
 #include "test/host/RunProgram.h"
-#include "test/media/WriterReadBack.h"
 #include "test/support/NumberedClip.h"
+#include "test/write/WriterReadBack.h"
 
 namespace {
 

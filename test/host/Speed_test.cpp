@@ -10,7 +10,7 @@
 
 #include "host/Label.h"
 #include "test/host/RunProgram.h"
-#include "test/media/WriterReadBack.h"
+#include "test/write/WriterReadBack.h"
 
 namespace {
 

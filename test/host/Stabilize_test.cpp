@@ -11,9 +11,9 @@
 #include <sstream>
 
 #include "test/host/RunProgram.h"
-#include "test/media/WriterReadBack.h"
 #include "test/motion/Scene.h"
 #include "test/support/NumberedClip.h"
+#include "test/write/WriterReadBack.h"
 
 namespace {
 

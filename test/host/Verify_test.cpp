@@ -6,8 +6,8 @@
 #include <filesystem>
 
 #include "test/host/RunProgram.h"
-#include "test/media/WriterReadBack.h"
 #include "test/support/NumberedClip.h"
+#include "test/write/WriterReadBack.h"
 
 namespace {
 

@@ -1,11 +1,11 @@
-#include "kiv/values/keyframes/KeyFrameJson.h"
+#include "kiv/keyframes/KeyFrameJson.h"
 
 #include <gtest/gtest.h>
 
 #include <locale>
 
+#include "kiv/keyframes/KeyFrameParam.h"
 #include "kiv/platform/KivCommon.h"
-#include "kiv/values/keyframes/KeyFrameParam.h"
 #include "test/support/Ledger.h"
 
 namespace {

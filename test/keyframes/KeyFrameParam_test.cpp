@@ -1,4 +1,4 @@
-#include "kiv/values/keyframes/KeyFrameParam.h"
+#include "kiv/keyframes/KeyFrameParam.h"
 
 #include <gtest/gtest.h>
 
@@ -9,7 +9,7 @@
 #include <functional>
 #include <random>
 
-#include "kiv/values/keyframes/SixDecimals.h"
+#include "kiv/keyframes/SixDecimals.h"
 #include "test/support/Ledger.h"
 
 namespace {

@@ -4,7 +4,7 @@
 #include <latch>
 #include <thread>
 
-#include "kiv/values/keyframes/KeyFrameParam.h"
+#include "kiv/keyframes/KeyFrameParam.h"
 #include "test/support/Ledger.h"
 
 namespace {

@@ -9,8 +9,8 @@
 #include <utility>
 #include <vector>
 
-#include "engine/common/ClassRegistry.h"
 #include "engine/logger/LineLimiter.h"
+#include "engine/registry/ClassRegistry.h"
 
 extern "C" {
 #include <libavutil/log.h>

@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <random>
 
-#include "engine/common/CountedObject.h"
+#include "engine/base/CountedObject.h"
 #include "test/media/Clips.h"
 #include "test/support/TestFolder.h"
 

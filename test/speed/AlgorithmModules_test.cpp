@@ -1,4 +1,4 @@
-#include "engine/common/AlgorithmModules.h"
+#include "engine/registry/AlgorithmModules.h"
 
 #include <gtest/gtest.h>
 

@@ -4,7 +4,7 @@
 #include <array>
 #include <vector>
 
-#include "engine/common/AlgorithmModules.h"
+#include "engine/registry/AlgorithmModules.h"
 #include "test/support/FakeAlgorithm.h"
 #include "test/support/FakeNode.h"
 

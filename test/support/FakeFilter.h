@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <string>
 
-#include "engine/common/ClassIds.h"
-#include "engine/common/ClassRegistry.h"
+#include "engine/registry/ClassIds.h"
+#include "engine/registry/ClassRegistry.h"
 #include "kiv/platform/Filters.h"
 #include "kiv/platform/Properties.h"
 #include "test/support/CallLog.h"

@@ -6,7 +6,7 @@
 #include <mutex>
 #include <string>
 
-#include "engine/common/ClassIds.h"
+#include "engine/registry/ClassIds.h"
 #include "kiv/platform/KeyNames.h"
 #include "kiv/platform/Stabilizer.h"
 #include "kiv/platform/Tasks.h"

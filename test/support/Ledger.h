@@ -5,8 +5,8 @@
 
 #include <gtest/gtest.h>
 
-#include "engine/common/CountedObject.h"
-#include "kiv/component/object/ModuleCount.h"
+#include "engine/base/CountedObject.h"
+#include "kiv/object/ModuleCount.h"
 
 namespace test {
 

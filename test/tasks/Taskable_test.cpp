@@ -5,7 +5,7 @@
 #include <stdexcept>
 #include <thread>
 
-#include "engine/common/CountedObject.h"
+#include "engine/base/CountedObject.h"
 #include "kiv/platform/Tasks.h"
 #include "test/support/CallLog.h"
 #include "test/support/Gate.h"

@@ -1,0 +1,128 @@
+#include "engine/base/TextFile.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+namespace kiv {
+
+namespace {
+
+class Descriptor {
+ public:
+  explicit Descriptor(int number) : number_(number) {}
+  ~Descriptor() {
+    if (number_ >= 0) ::close(number_);
+  }
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+
+  int number() const { return number_; }
+  bool Close() { return ::close(std::exchange(number_, -1)) == 0; }
+
+ private:
+  int number_;
+};
+
+FileResult ReadAll(int file, size_t limit, std::string* text) {
+  std::string content;
+  char block[16384];
+  for (;;) {
+    const ssize_t count = ::read(file, block, sizeof(block));
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) return FileResult::kFailed;
+    if (count == 0) break;
+    content.append(block, static_cast<size_t>(count));
+    if (content.size() > limit) return FileResult::kTooLarge;
+  }
+  *text = std::move(content);
+  return FileResult::kDone;
+}
+
+bool WriteAll(int file, const std::string& text) {
+  for (size_t done = 0; done < text.size();) {
+    const ssize_t count = ::write(file, text.data() + done, text.size() - done);
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) return false;
+    done += static_cast<size_t>(count);
+  }
+  return true;
+}
+
+void MakeFoldersAbove(const std::string& path) {
+  const std::filesystem::path folder = std::filesystem::path(path).parent_path();
+  std::error_code ignored;
+  if (!folder.empty()) std::filesystem::create_directories(folder, ignored);
+}
+
+// A name of its own for each writer: two of them must not write into one file.
+std::string TemporaryName(const std::string& path) {
+  static std::atomic<uint32_t> counter{0};
+  return path + ".tmp." + std::to_string(::getpid()) + "." + std::to_string(counter++);
+}
+
+bool WriteNewFile(const std::string& path, const std::string& text) {
+  Descriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
+  if (file.number() < 0) return false;
+  return WriteAll(file.number(), text) && ::fsync(file.number()) == 0 && file.Close();
+}
+
+}  // namespace
+
+FileResult ReadTextFile(const std::string& path, size_t limit, std::string* text) {
+  const Descriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  if (file.number() < 0) {
+    return errno == ENOENT || errno == ENOTDIR ? FileResult::kMissing : FileResult::kFailed;
+  }
+  struct stat status;
+  if (::fstat(file.number(), &status) != 0) return FileResult::kFailed;
+  if (!S_ISREG(status.st_mode)) return FileResult::kNotAFile;
+  if (status.st_size > 0 && static_cast<size_t>(status.st_size) > limit) {
+    return FileResult::kTooLarge;
+  }
+  return ReadAll(file.number(), limit, text);
+}
+
+FileResult ReplaceTextFile(const std::string& path, const std::string& text) {
+  // Through a link the file itself is replaced, not the link.
+  std::error_code error;
+  const std::filesystem::path resolved = std::filesystem::canonical(path, error);
+  const std::string target = error ? path : resolved.string();
+  if (!error && !std::filesystem::is_regular_file(resolved, error)) return FileResult::kNotAFile;
+  MakeFoldersAbove(target);
+  const std::string temporary = TemporaryName(target);
+  if (WriteNewFile(temporary, text) && std::rename(temporary.c_str(), target.c_str()) == 0) {
+    return FileResult::kDone;
+  }
+  ::unlink(temporary.c_str());
+  return FileResult::kFailed;
+}
+
+FileLock::FileLock(const std::string& path) {
+  MakeFoldersAbove(path);
+  const std::string name = path + ".lock";
+  descriptor_ = ::open(name.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NONBLOCK, 0644);
+  if (descriptor_ < 0) return;
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(kWaitSeconds);
+  while (!(held_ = ::flock(descriptor_, LOCK_EX | LOCK_NB) == 0)) {
+    if (errno != EWOULDBLOCK && errno != EINTR) return;
+    if (std::chrono::steady_clock::now() > end) return;
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  }
+}
+
+FileLock::~FileLock() {
+  if (descriptor_ >= 0) ::close(descriptor_);  // gives the lock back too
+}
+
+}  // namespace kiv

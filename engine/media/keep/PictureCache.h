@@ -1,0 +1,87 @@
+// Reads the frames of a video stream in any order, and keeps what will be asked for again.
+//
+// Read forwards it is the reader below it and nothing else. Once the caller has gone back, or said
+// that it will, pictures are kept, and a thread decodes the frames below the present one ahead of
+// their being needed.
+//
+// Units:    frame numbers in the order of display, from 0.
+// Owns:     the reader, its thread, its part of the picture pool.
+// Threads:  At: one caller at a time; everything else any.
+// Locks:    the reader's, then the pool's.
+// Errors:   the reader's. Storage that cannot be had is thrown.
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+#include "engine/media/keep/FillPlan.h"
+#include "engine/media/keep/PicturePool.h"
+#include "engine/media/keep/ReadPattern.h"
+#include "engine/media/read/PictureReader.h"
+
+namespace kiv {
+
+struct CacheCounts {
+  ReaderCounts reader;
+  int64_t fromMemory = 0;
+  int64_t bytesNow = 0;
+  int64_t bytesAtMost = 0;
+
+  CacheCounts& operator+=(const CacheCounts& other);
+};
+
+class KIV_ENGINE_API PictureCache {
+ public:
+  PictureCache(std::unique_ptr<PictureReader> reader, std::shared_ptr<FrameIndex> index,
+               PicturePool& pool = PicturePool::Shared());
+  ~PictureCache();
+  PictureCache(const PictureCache&) = delete;
+  PictureCache& operator=(const PictureCache&) = delete;
+
+  // `*picture` stays valid until the next call. `frame` lies in the clip.
+  HRESULT At(int64_t frame, const AVFrame** picture);
+  // The caller is going to read backwards.
+  void ExpectBackwards(bool backwards);
+  CacheCounts Counts() const;
+
+ private:
+  bool AsksForFillLocked(int64_t frame) const;
+  HRESULT Hand(const KeptPicture& kept, const AVFrame** picture);
+  std::shared_ptr<const KeptPicture> WaitForFill(std::unique_lock<std::mutex>& lock, int64_t frame);
+  HRESULT ReadDirectly(std::unique_lock<std::mutex>& lock, int64_t frame, const AVFrame** picture);
+  HRESULT ReadAlone(int64_t frame);
+  void KeepDirect(std::unique_lock<std::mutex>& lock, int64_t frame);
+  std::shared_ptr<const KeptPicture> Keep(const AVFrame& picture, bool packs, PackScratch* scratch);
+
+  void Work();
+  FillPlan NextPlanLocked();
+  bool Fill(const FillPlan& plan);
+  bool FillFrame(const FillPlan& plan, int64_t frame, const ReadSpan& span);
+  bool MayGoOnLocked(const FillPlan& plan) const;
+  bool PutWhenRoom(std::unique_lock<std::mutex>& lock, const FillPlan& plan, int64_t frame,
+                   const std::shared_ptr<const KeptPicture>& kept);
+  Yield YieldFor(const FillPlan& plan) const;
+
+  // Taken for as long as somebody decodes.
+  std::mutex readerLock_;
+  const std::unique_ptr<PictureReader> reader_;
+  AvPtr<AVFrame> given_;     // what the last call handed out, when it is a reference
+  AvPtr<AVFrame> unpacked_;  // and when it was packed
+  PackScratch scratch_, workScratch_;
+
+  // Guarded by the pool's lock from here on.
+  PictureStore store_;
+  ReadPattern pattern_;
+  FillPlanner planner_;
+  int64_t wanted_ = -1;          // the caller waits for it to be filled in
+  int directReads_ = 0;          // the caller has or wants the reader for itself
+  int64_t reads_ = 0;            // calls so far
+  int64_t fruitlessAfter_ = -1;  // nothing to be gained until there are more reads than these
+  int64_t fromMemory_ = 0;
+  bool ending_ = false;
+  std::thread worker_;
+};
+
+}  // namespace kiv

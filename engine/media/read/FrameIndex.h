@@ -1,0 +1,100 @@
+// Every frame of a video stream: its time, its duration, its key mark and where decoding starts.
+//
+// The packets are read once. A file of moderate size is read when it is opened; of a larger one only
+// as far as anybody asked, and until then the number of frames is what the container says.
+//
+// Units:    time int64 in 100 ns from the first shown frame; frames are numbered in the order of
+//           display, packets in the order of decoding.
+// Owns:     the input it reads packets from, until it has read the last one.
+// Threads:  any. It is shared by the decoders of a stream.
+// Locks:    one, innermost.
+// Errors:   E_UNSUPPORTED for a stream without frames. Storage that cannot be had is thrown.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <optional>
+
+#include "engine/media/read/MediaInput.h"
+#include "engine/media/read/PacketTable.h"
+#include "engine/media/read/TimeGrid.h"
+
+namespace kiv {
+
+struct FrameTime {
+  int64_t time = 0;
+  int64_t duration = 0;
+  bool key = false;
+};
+
+// How to come by a frame: decode from packet `key` on until the one of packet `target` comes out.
+struct FrameRoute {
+  int32_t key = 0;
+  int32_t target = 0;
+};
+
+class KIV_ENGINE_API FrameIndex {
+ public:
+  // A file up to `bytesAtOnce` is read whole at once.
+  static HRESULT Open(std::unique_ptr<MediaInput> input, int stream, int64_t bytesAtOnce,
+                      std::shared_ptr<FrameIndex>* index);
+
+  // True when the stamps are of no use: frames then have numbers in the order they come out of the
+  // decoder, and every way back leads over the beginning.
+  bool IsSequential() const { return sequential_; }
+  KivRational Rate() const;
+  bool IsConstantRate() const;
+  int64_t FrameCount() const;
+  // The time at which the last frame ends, as far as that is known without reading further.
+  int64_t Duration() const;
+  int32_t KeyCount() const;
+  // The same index moved into the clip.
+  int64_t Clamp(int64_t frame);
+  // Unbounded: a time outside the clip gives an index outside it.
+  int64_t FrameAtTime(int64_t time);
+  FrameTime TimeOf(int64_t frame);
+  // `frame` lies in the clip.
+  FrameRoute RouteTo(int64_t frame);
+  int32_t KeyBefore(int32_t packet) const;
+  FramePacket Packet(int32_t packet) const;
+  // -1 for packets that show nothing.
+  int32_t FrameOf(int32_t packet);
+  std::optional<int32_t> Find(const AVPacket& packet) const;
+
+  bool StartsInsideGroup() const;
+  // The first picture that could be decoded was the one of `packet`.
+  void HideBefore(int32_t packet);
+  // A sequential stream gave out no more than this many frames.
+  void LimitFrames(int64_t count);
+
+ private:
+  FrameIndex(std::unique_ptr<MediaInput> input, int stream);
+
+  HRESULT Prepare(int64_t bytesAtOnce);
+  bool ReadPacketsLocked(int32_t count);
+  void SettleLocked();
+  void CheckGridLocked(int32_t firstNew);
+  void EnsureFrameLocked(int64_t frame);
+  int64_t EstimatedCount() const;
+  int64_t CountLocked() const;
+  int64_t StartLocked(int64_t frame) const;
+  int64_t LastDurationLocked() const;
+  int64_t FrameDurationLocked(int64_t frame) const;
+  FramePacket Describe(const AVPacket& packet) const;
+
+  mutable std::mutex lock_;
+  std::unique_ptr<MediaInput> input_;  // null once everything is read
+  const int stream_;
+  const AVCodecID codec_;
+  AvPtr<AVPacket> packet_;
+  PacketTable table_;
+  TimeGrid grid_;
+  KivRational rate_{25, 1};
+  bool constantRate_ = false;
+  bool sequential_ = false;
+  int64_t estimate_ = 0;
+  int64_t limit_ = INT64_MAX;
+};
+
+}  // namespace kiv

@@ -1,0 +1,132 @@
+#include "engine/media/read/PacketTable.h"
+
+#include <algorithm>
+#include <tuple>
+
+namespace kiv {
+
+void PacketTable::Append(const FramePacket& packet) {
+  const int32_t number = PacketCount();
+  packets_.push_back(packet);
+  frameOf_.push_back(-1);
+  if (packet.key) keys_.push_back(number);
+  if (packet.dts != kNoStamp) lastDts_ = std::max(lastDts_, packet.dts);
+  if (packet.pts == kNoStamp) ++withoutStamp_;
+  if (!packet.hidden && packet.pts != kNoStamp) waiting_.push_back(number);
+}
+
+void PacketTable::Settle(Extent extent) {
+  std::sort(waiting_.begin(), waiting_.end(), [this](int32_t a, int32_t b) {
+    return std::tuple(Packet(a).pts, a) < std::tuple(Packet(b).pts, b);
+  });
+  // A picture is never shown before it is decoded, so what is due by now has no later rival.
+  const auto due = extent == Extent::kComplete
+                       ? waiting_.end()
+                       : std::find_if(waiting_.begin(), waiting_.end(), [this](int32_t packet) {
+                           return Packet(packet).pts > lastDts_;
+                         });
+  for (auto it = waiting_.begin(); it != due; ++it) {
+    // Stamps that jump back behind frames that have their numbers already: damaged, not shown.
+    if (!frames_.empty() && Packet(*it).pts < StampOf(FrameCount() - 1)) {
+      packets_[static_cast<size_t>(*it)].hidden = true;
+      continue;
+    }
+    frameOf_[static_cast<size_t>(*it)] = FrameCount();
+    frames_.push_back(*it);
+  }
+  waiting_.erase(waiting_.begin(), due);
+}
+
+void PacketTable::SettleInDecodingOrder() {
+  waiting_.clear();
+  frames_.clear();
+  for (int32_t packet = 0; packet < PacketCount(); ++packet) {
+    frameOf_[static_cast<size_t>(packet)] = Packet(packet).hidden ? -1 : FrameCount();
+    if (!Packet(packet).hidden) frames_.push_back(packet);
+  }
+}
+
+void PacketTable::HideBefore(int32_t first) {
+  const int32_t dropped = FrameOf(first);
+  if (dropped <= 0) return;
+  for (int32_t frame = 0; frame < dropped; ++frame) {
+    packets_[static_cast<size_t>(PacketOf(frame))].hidden = true;
+    frameOf_[static_cast<size_t>(PacketOf(frame))] = -1;
+  }
+  frames_.erase(frames_.begin(), frames_.begin() + dropped);
+  for (int32_t frame = 0; frame < FrameCount(); ++frame) {
+    frameOf_[static_cast<size_t>(PacketOf(frame))] = frame;
+  }
+}
+
+std::vector<int64_t> PacketTable::Stamps(int32_t firstFrame) const {
+  std::vector<int64_t> stamps;
+  for (int32_t frame = firstFrame; frame < FrameCount(); ++frame) stamps.push_back(StampOf(frame));
+  return stamps;
+}
+
+int32_t PacketTable::KeyFor(int32_t packet) const {
+  const int64_t pts = Packet(packet).pts;
+  auto it = std::upper_bound(keys_.begin(), keys_.end(), packet);
+  while (it != keys_.begin()) {
+    --it;
+    if (pts == kNoStamp || Packet(*it).pts == kNoStamp || Packet(*it).pts <= pts) return *it;
+  }
+  return 0;
+}
+
+int32_t PacketTable::KeyBefore(int32_t packet) const {
+  const auto it = std::lower_bound(keys_.begin(), keys_.end(), packet);
+  return it == keys_.begin() ? 0 : *(it - 1);
+}
+
+// Packets by position, brought up to date when packets were added since the last look.
+std::span<const int32_t> PacketTable::Ordered() const {
+  if (byPosition_.size() == packets_.size()) return byPosition_;
+  for (int32_t packet = static_cast<int32_t>(byPosition_.size()); packet < PacketCount();
+       ++packet) {
+    byPosition_.push_back(packet);
+  }
+  const auto before = [this](int32_t a, int32_t b) {
+    return std::tuple(Packet(a).position, a) < std::tuple(Packet(b).position, b);
+  };
+  if (!std::is_sorted(byPosition_.begin(), byPosition_.end(), before)) {
+    std::sort(byPosition_.begin(), byPosition_.end(), before);
+  }
+  return byPosition_;
+}
+
+std::span<const int32_t> PacketTable::AtPosition(int64_t position) const {
+  const std::span<const int32_t> ordered = Ordered();
+  const auto first = std::lower_bound(
+      ordered.begin(), ordered.end(), position,
+      [this](int32_t packet, int64_t wanted) { return Packet(packet).position < wanted; });
+  const auto last = std::upper_bound(
+      first, ordered.end(), position,
+      [this](int64_t wanted, int32_t packet) { return wanted < Packet(packet).position; });
+  return {first, last};
+}
+
+std::optional<int32_t> PacketTable::Find(const FramePacket& packet) const {
+  const std::span<const int32_t> here = AtPosition(packet.position);
+  const bool alone = here.size() == 1 && packet.position >= 0;
+  std::optional<int32_t> found;
+  for (const int32_t number : here) {
+    const FramePacket& known = Packet(number);
+    if (packet.size != known.size) continue;
+    if (alone) return number;
+    if (packet.pts != kNoStamp && known.pts != packet.pts) continue;
+    if (packet.dts != kNoStamp && known.dts != packet.dts) continue;
+    if (found) return std::nullopt;
+    found = number;
+  }
+  return found;
+}
+
+bool PacketTable::StartsInsideGroup() const {
+  if (PacketCount() == 0 || FrameCount() == 0) return false;
+  if (!Packet(0).key) return true;
+  return Packet(0).pts != kNoStamp && StampOf(0) < Packet(0).pts;
+}
+
+}  // namespace kiv

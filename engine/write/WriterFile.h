@@ -1,0 +1,61 @@
+// A file in the making: written under a temporary name beside the final one, renamed when complete.
+//
+// Standard output, pipes and devices are written to directly, in order.
+// Owns:     the descriptor (not standard output's) and the temporary file, removed unless
+// committed. Threads:  one caller at a time. Errors:   one line naming the final file and the
+// reason. A closed pipe is a failure, not a signal:
+//           the program ignores SIGPIPE (IgnoreWriteSignals).
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include "engine/write/Writer.h"
+
+namespace kiv {
+
+// Makes a closed pipe and an exceeded file size limit failures of the write instead of the end of
+// the process.
+KIV_ENGINE_API void IgnoreWriteSignals();
+
+class KIV_ENGINE_API WriterFile {
+ public:
+  explicit WriterFile(const std::atomic<bool>* cancelled = nullptr) : cancelled_(cancelled) {}
+  ~WriterFile();
+  WriterFile(const WriterFile&) = delete;
+  WriterFile& operator=(const WriterFile&) = delete;
+
+  // "-" is standard output. An existing file of that name stays until Commit.
+  WriteError Open(const std::string& name);
+  WriteError Write(const void* bytes, size_t count);
+  // Where the next byte goes; -1 when the output cannot be positioned.
+  int64_t Seek(int64_t offset, int whence);
+  // Closes, and gives the file its final name.
+  WriteError Commit();
+
+  bool IsSeekable() const { return !temporary_.empty(); }
+  // The file under its name of the moment; empty for a stream.
+  const std::string& TemporaryName() const { return temporary_; }
+  // The first failure of Write or Seek, for callers behind a library that loses the reason.
+  const WriteError& FirstError() const { return firstError_; }
+
+ private:
+  WriteError OpenTemporary();
+  WriteError OpenStream();
+  WriteError Fail(int systemError);
+  void Discard();
+
+  const std::atomic<bool>* cancelled_;
+  std::string name_;    // as the user gave it
+  std::string target_;  // with links resolved
+  std::string temporary_;
+  WriteError firstError_;
+  int descriptor_ = -1;
+};
+
+// "cannot write 'NAME': REASON"
+WriteError CannotWrite(const std::string& name, int systemError);
+
+}  // namespace kiv

@@ -1,0 +1,71 @@
+// The order of display, the key packet of a picture, and the recognition of packets.
+#include "engine/media/read/PacketTable.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using kiv::FramePacket;
+using kiv::PacketTable;
+
+FramePacket Packet(int64_t pts, int64_t dts, bool key = false) {
+  FramePacket packet;
+  packet.pts = pts;
+  packet.dts = dts;
+  packet.position = 100 * dts + 1000;
+  packet.size = 50;
+  packet.key = key;
+  return packet;
+}
+
+// Two groups: I0 P3 b1 b2, then I6 with its leading pictures b4 b5, then P7.
+PacketTable OpenGroups() {
+  PacketTable table;
+  for (const FramePacket& packet : {Packet(0, -1, true), Packet(3, 0), Packet(1, 1), Packet(2, 2),
+                                    Packet(6, 3, true), Packet(4, 4), Packet(5, 5), Packet(7, 6)}) {
+    table.Append(packet);
+  }
+  return table;
+}
+
+TEST(PacketTable, NumbersFramesInTheOrderOfDisplayAndFindsTheirKeys) {
+  PacketTable table = OpenGroups();
+  table.Settle(PacketTable::Extent::kComplete);
+  const int32_t packets[] = {0, 2, 3, 1, 5, 6, 4, 7};
+  const int32_t keys[] = {0, 0, 0, 0, 4, 0, 0, 4};  // by packet: leading pictures need the first
+  ASSERT_EQ(8, table.FrameCount());
+  for (int32_t frame = 0; frame < 8; ++frame) {
+    EXPECT_EQ(packets[frame], table.PacketOf(frame));
+    EXPECT_EQ(frame, table.FrameOf(packets[frame]));
+    EXPECT_EQ(keys[frame], table.KeyFor(frame));
+  }
+}
+
+TEST(PacketTable, FindsPacketsByWhereTheyLieAndHowLongTheyAre) {
+  PacketTable table = OpenGroups();
+  FramePacket wanted = Packet(6, 3);
+  EXPECT_EQ(4, table.Find(wanted));
+  wanted.pts = wanted.dts = kiv::kNoStamp;
+  EXPECT_EQ(4, table.Find(wanted)) << "stamps may be missing";
+  wanted.size = 20;
+  EXPECT_EQ(std::nullopt, table.Find(wanted)) << "the rest of a packet is another packet";
+  wanted = Packet(6, 3);
+  wanted.position = 7;
+  EXPECT_EQ(std::nullopt, table.Find(wanted));
+}
+
+TEST(PacketTable, TellsPacketsOfOnePlaceApartByTheirStamps) {
+  PacketTable table;
+  for (int64_t stamp : {10, 20, 30}) {
+    FramePacket packet = Packet(stamp, stamp, true);
+    packet.position = -1;
+    table.Append(packet);
+  }
+  FramePacket wanted = Packet(20, 20);
+  wanted.position = -1;
+  EXPECT_EQ(1, table.Find(wanted));
+  wanted.pts = wanted.dts = kiv::kNoStamp;
+  EXPECT_EQ(std::nullopt, table.Find(wanted)) << "could be any of them";
+}
+
+}  // namespace
