@@ -1,0 +1,120 @@
+// info: what a clip's video stream is.
+
+#include <fmt/format.h>
+#include <json/json.h>
+
+#include <vector>
+
+#include "cli/Commands.h"
+#include "cli/Messages.h"
+#include "session/ChainClip.h"
+
+namespace host {
+namespace {
+
+constexpr double kTicksPerSecond = 1e7;
+constexpr size_t kKeyFramesInText = 12;
+
+std::vector<int32_t> KeyFramesOf(const OpenedInput& input) {
+  std::vector<int32_t> frames;
+  for (int32_t i = 0; i < input.info.frameCount; ++i) {
+    int32_t isKey = 0;
+    if (Succeeded(input.streamInfo->GetFrameTime(i, nullptr, nullptr, &isKey)) && isKey != 0) {
+      frames.push_back(i);
+    }
+  }
+  return frames;
+}
+
+std::string RateText(const KivRational& rate) {
+  return fmt::format("{}/{}", rate.numerator, rate.denominator);
+}
+
+double Seconds(int64_t ticks) { return static_cast<double>(ticks) / kTicksPerSecond; }
+
+Json::Value SizeJson(KivSize size) {
+  Json::Value json;
+  json["width"] = size.width;
+  json["height"] = size.height;
+  return json;
+}
+
+Json::Value ColourJson(const KivStreamInfo& info) {
+  Json::Value json;
+  json["matrix"] = info.colourMatrix;
+  json["range"] = info.colourRange;
+  json["bits"] = info.bitDepth;
+  json["pixel_format"] = info.pixelFormat;
+  json["alpha"] = info.hasAlpha != 0;
+  return json;
+}
+
+std::string InfoJson(const std::string& path, const OpenedInput& input) {
+  const KivStreamInfo& info = input.info;
+  Json::Value root;
+  root["file"] = path;
+  root["container"] = info.container;
+  root["codec"] = info.codec;
+  root["size"] = SizeJson(info.size);
+  root["coded_size"] = SizeJson(info.codedSize);
+  root["sample_aspect"] = RateText(info.sampleAspect);
+  root["rotation"] = info.rotation;
+  root["frame_rate"] = RateText(info.frameRate);
+  root["constant_rate"] = info.constantRate != 0;
+  root["frames"] = info.frameCount;
+  root["duration_s"] = Seconds(info.duration);
+  root["colour"] = ColourJson(info);
+  root["audio_streams"] = info.audioStreams;
+  root["key_frames"] = Json::Value(Json::arrayValue);
+  for (const int32_t frame : KeyFramesOf(input)) root["key_frames"].append(frame);
+  Json::StreamWriterBuilder builder;
+  builder["indentation"] = "  ";
+  builder["enableYAMLCompatibility"] = true;  // "key": value, without a blank before the colon
+  builder["precision"] = 10;
+  return Json::writeString(builder, root) + "\n";
+}
+
+std::string KeyFrameText(const std::vector<int32_t>& frames) {
+  std::string text = fmt::format("{}", frames.size());
+  for (size_t i = 0; i < frames.size() && i < kKeyFramesInText; ++i) {
+    text += fmt::format("{}{}", i == 0 ? " (" : ", ", frames[i]);
+  }
+  if (frames.size() > kKeyFramesInText) text += ", ...";
+  return frames.empty() ? text : text + ")";
+}
+
+std::string InfoText(const std::string& path, const OpenedInput& input) {
+  const KivStreamInfo& info = input.info;
+  std::string text = fmt::format("{:14}{}\n", "file", path);
+  const auto line = [&text](const char* name, const std::string& value) {
+    text += fmt::format("{:14}{}\n", name, value);
+  };
+  line("container", info.container);
+  line("codec", info.codec);
+  line("size",
+       fmt::format("{}x{}, stored as {}x{}, sample aspect {}", info.size.width, info.size.height,
+                   info.codedSize.width, info.codedSize.height, RateText(info.sampleAspect)));
+  line("rotation", fmt::format("{}", info.rotation));
+  line("rate",
+       fmt::format("{} = {:.3f} fps, {}", RateText(info.frameRate), info.frameRate.ToDouble(),
+                   info.constantRate != 0 ? "constant" : "variable"));
+  line("frames", fmt::format("{}", info.frameCount));
+  line("duration", fmt::format("{:.3f} s", Seconds(info.duration)));
+  line("colour",
+       fmt::format("{} {}, {} bits, {}{}", info.colourMatrix, info.colourRange, info.bitDepth,
+                   info.pixelFormat, info.hasAlpha != 0 ? ", with alpha" : ""));
+  line("streams", fmt::format("1 video, {} audio", info.audioStreams));
+  line("key frames", KeyFrameText(KeyFramesOf(input)));
+  return text;
+}
+
+}  // namespace
+
+void RunInfo(const Options& options) {
+  const OpenedInput input = OpenInput(options.input);
+  const std::string text =
+      options.json ? InfoJson(options.input, input) : InfoText(options.input, input);
+  PrintOutput(text);
+}
+
+}  // namespace host

@@ -1,0 +1,38 @@
+#include "cli/Interrupt.h"
+
+#include <csignal>
+
+#include "session/Fail.h"
+
+namespace host {
+namespace {
+
+std::atomic<int> interruptSignal{0};
+static_assert(std::atomic<int>::is_always_lock_free, "set in a signal handler");
+
+void NoteSignal(int number) {
+  if (number != SIGUSR1) interruptSignal = number;
+}
+
+}  // namespace
+
+void CatchInterrupts() {
+  struct sigaction action {};
+  action.sa_handler = NoteSignal;
+  sigemptyset(&action.sa_mask);
+  sigaction(SIGUSR1, &action, nullptr);
+  for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+    struct sigaction before {};
+    sigaction(number, nullptr, &before);
+    // Whoever started us in the background or under nohup wants it ignored.
+    if (before.sa_handler != SIG_IGN) sigaction(number, &action, nullptr);
+  }
+}
+
+int InterruptSignal() { return interruptSignal; }
+
+void ThrowIfInterrupted() {
+  if (interruptSignal != 0) throw HostError(ExitStatus::kInterrupted, "interrupted");
+}
+
+}  // namespace host

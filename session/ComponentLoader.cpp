@@ -1,0 +1,163 @@
+#include "session/ComponentLoader.h"
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
+
+#include "engine/registry/RegistryFile.h"
+#include "kiv/component/EntryPoints.h"
+#include "kiv/platform/KivCommon.h"
+#include "kiv/platform/Registry.h"
+#include "session/Fail.h"
+
+namespace host {
+namespace {
+
+constexpr char kLibraryName[] = "libkiv.so";
+constexpr uint32_t kPathCapacity = 1024;
+
+std::wstring ServerKey() {
+  std::array<wchar_t, kGuidTextCapacity> classId{};
+  StringFromGUID2(kVideoStreamProcessClassId, classId.data(), kGuidTextCapacity);
+  return L"CLSID\\" + std::wstring(classId.data()) + L"\\InprocServer32";
+}
+
+// Empty when the class is not registered.
+std::string RegisteredPath() {
+  HKEY key = nullptr;
+  if (RegOpenKeyExW(HKEY_CLASSES_ROOT, ServerKey().c_str(), 0, MAXIMUM_ALLOWED, &key) !=
+      ERROR_SUCCESS) {
+    return {};
+  }
+  std::array<wchar_t, kPathCapacity> path{};
+  uint32_t bytes = sizeof(path);
+  const int32_t result = RegQueryValueExW(key, nullptr, path.data(), &bytes);
+  RegCloseKey(key);
+  return result == ERROR_SUCCESS ? KivCommon::WChar2Char(path.data()) : std::string();
+}
+
+std::filesystem::path ProgramFolder() {
+  std::error_code ignored;
+  return std::filesystem::read_symlink("/proc/self/exe", ignored).parent_path();
+}
+
+// Of a registry file that was not written: the calls that write it tell no reason.
+std::string WhyNotWritten() {
+  const std::string file = kiv::RegistryPath();
+  if (file.empty()) return "there is no home folder for the registry file";
+  const auto folder = std::filesystem::absolute(file).parent_path();
+  std::error_code why;
+  std::filesystem::create_directories(folder, why);
+  if (!why && access(folder.c_str(), W_OK) != 0) why = {errno, std::generic_category()};
+  return fmt::format("the registry file '{}' cannot be written: {}", file,
+                     why ? why.message() : "it is damaged, of a newer version or unreadable");
+}
+
+}  // namespace
+
+ComponentLoader ComponentLoader::TryPath(const std::string& path, std::string* reason) {
+  void* library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+  if (library == nullptr) {
+    const char* text = dlerror();
+    *reason = text != nullptr ? text : path;
+  }
+  return {library, path};
+}
+
+ComponentLoader ComponentLoader::ByClassId() {
+  const std::string registered = RegisteredPath();
+  if (registered.empty()) return Own();
+  std::string ignored;
+  ComponentLoader loader = TryPath(registered, &ignored);
+  return loader.library_ != nullptr ? loader : Own();
+}
+
+ComponentLoader ComponentLoader::Own() {
+  const std::filesystem::path folder = ProgramFolder();
+  std::string reason;
+  for (const char* place : {"", KIV_LIBRARY_FOLDER, "../lib"}) {
+    const auto path = (folder / place / kLibraryName).lexically_normal();
+    std::error_code ignored;
+    if (!std::filesystem::exists(path, ignored)) continue;
+    ComponentLoader loader = TryPath(path.string(), &reason);
+    if (loader.library_ != nullptr) return loader;
+  }
+  if (reason.empty()) reason = fmt::format("there is no {} near {}", kLibraryName, folder.string());
+  FailRun("cannot load the component: {}", reason);
+}
+
+template <typename Function>
+Function ComponentLoader::Entry(const char* name) const {
+  void* const entry = dlsym(library_, name);
+  if (entry == nullptr) FailRun("'{}' is not the component: it has no {}", path_, name);
+  return reinterpret_cast<Function>(entry);
+}
+
+KivComPtr<IKivVideoStreamProcessInternal> ComponentLoader::CreateProcess() const {
+  const auto getClassObject = Entry<decltype(&DllGetClassObject)>("DllGetClassObject");
+  KivComPtr<IClassFactory> factory;
+  HRESULT hr = getClassObject(kVideoStreamProcessClassId, IClassFactory::kIid, factory.PutVoid());
+  KivComPtr<IKivVideoStreamProcessInternal> process;
+  if (Succeeded(hr)) {
+    hr = factory->CreateInstance(nullptr, IKivVideoStreamProcessInternal::kIid, process.PutVoid());
+  }
+  if (Failed(hr) || !process) {
+    FailRun("'{}' does not make the component: result {:08x}", path_, static_cast<uint32_t>(hr));
+  }
+  return process;
+}
+
+namespace {
+
+// Standard output leads nowhere meanwhile: the component's registration writes marks to it, and a
+// command's output is data only.
+class SilentOutput {
+ public:
+  SilentOutput() : kept_(dup(STDOUT_FILENO)), nowhere_(open("/dev/null", O_WRONLY | O_CLOEXEC)) {
+    std::fflush(stdout);
+    if (kept_ >= 0 && nowhere_ >= 0) dup2(nowhere_, STDOUT_FILENO);
+  }
+  ~SilentOutput() {
+    std::fflush(stdout);
+    if (kept_ >= 0) {
+      dup2(kept_, STDOUT_FILENO);
+      close(kept_);
+    }
+    if (nowhere_ >= 0) close(nowhere_);
+  }
+  SilentOutput(const SilentOutput&) = delete;
+  SilentOutput& operator=(const SilentOutput&) = delete;
+
+ private:
+  const int kept_;
+  const int nowhere_;
+};
+
+}  // namespace
+
+// The entry points report no registry failure, so the result is looked up.
+void ComponentLoader::Register() const {
+  {
+    const SilentOutput silence;
+    Entry<decltype(&DllRegisterServer)>("DllRegisterServer")();
+  }
+  std::error_code ignored;
+  const std::string registered = RegisteredPath();
+  if (registered.empty() || !std::filesystem::equivalent(registered, path_, ignored)) {
+    FailRun("cannot register '{}': {}", path_, WhyNotWritten());
+  }
+}
+
+void ComponentLoader::Unregister() const {
+  Entry<decltype(&DllUnregisterServer)>("DllUnregisterServer")();
+  if (!RegisteredPath().empty()) {
+    FailRun("cannot unregister '{}': {}", path_, WhyNotWritten());
+  }
+}
+
+}  // namespace host

@@ -1,0 +1,105 @@
+#include "session/Composite.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "engine/filters/Compositing.h"
+#include "kiv/platform/KivCommon.h"
+#include "session/ChainClip.h"
+#include "session/Fail.h"
+#include "session/Frames.h"
+
+namespace host {
+namespace {
+
+constexpr size_t kBytesPerPixel = 4;
+
+// All are straight: rows without gaps.
+kiv::SourcePicture SourceOf(IKivFrame& frame) {
+  const KivSize size = SizeOf(frame);
+  return {static_cast<const uint8_t*>(KivCommon::ReadPixels(&frame)), size.width, size.height,
+          static_cast<size_t>(size.width) * kBytesPerPixel};
+}
+
+kiv::TargetPicture TargetOf(IKivFrame& frame) {
+  const KivSize size = SizeOf(frame);
+  return {static_cast<uint8_t*>(frame.GetPixels()), size.width, size.height,
+          static_cast<size_t>(size.width) * kBytesPerPixel};
+}
+
+// The largest picture of `size`'s shape inside `room`.
+KivRect FitInside(KivSize size, KivSize room) {
+  const int64_t across = int64_t{room.width} * size.height;
+  const int64_t down = int64_t{room.height} * size.width;
+  const auto rounded = [](int64_t dividend, int64_t divisor) {
+    return std::max(static_cast<int32_t>((dividend + divisor / 2) / divisor), 1);
+  };
+  KivSize fit = room;
+  if (across < down) fit.height = rounded(across, size.width);
+  if (down < across) fit.width = rounded(down, size.height);
+  return {(room.width - fit.width) / 2, (room.height - fit.height) / 2, fit.width, fit.height};
+}
+
+KivComPtr<IKivFrame> Scaled(const KivComPtr<IKivFrame>& frame, KivSize size) {
+  if (SizeOf(*frame) == size) return frame;
+  KivComPtr<IKivFrame> scaled;
+  KivCommon::CreateBGRAFrameFrom(scaled, size, KivCGMemoryType::kDownstream);
+  if (!scaled ||
+      Failed(kiv::ScalePicture(SourceOf(*frame), TargetOf(*scaled), kiv::ScaleFilter::kCubic))) {
+    FailRun("no memory for a frame of {}x{}", size.width, size.height);
+  }
+  return scaled;
+}
+
+void TakeTimeAndIndex(IKivFrame& from, IKivFrame& to) {
+  KivFrameDescription description;
+  from.GetDescription(&description);
+  to.SetTime(description.presentationTime, description.duration);
+  if (const auto numbered = KivComPtr<IKivFrame>(&to).As<IKivVideoFrame>()) {
+    numbered->SetFrameIndex(description.frameIndex);
+  }
+}
+
+}  // namespace
+
+Overlay::Overlay() = default;
+Overlay::~Overlay() = default;
+
+void Overlay::SetFootage(std::unique_ptr<Clip> footage) { footage_ = std::move(footage); }
+
+void Overlay::Seek(int32_t frame) {
+  if (footage_) footage_->Seek(frame);
+}
+
+void Overlay::Step(int32_t count) {
+  if (footage_) count < 0 ? footage_->Retreat() : footage_->Advance();
+}
+
+KivComPtr<IKivFrame> Overlay::Compose(const KivComPtr<IKivFrame>& frame) const {
+  if (!IsOn()) return frame;
+  const auto shape = fill_ ? Filled(frame) : Straight(frame);
+  return footage_ ? OverFootage(shape) : shape;
+}
+
+KivComPtr<IKivFrame> Overlay::Filled(const KivComPtr<IKivFrame>& frame) const {
+  auto shape = CopyOf(*frame);
+  const auto fill = Scaled(fill_, SizeOf(*shape));  // a crop may have changed the size
+  if (Failed(kiv::FillShape(SourceOf(*fill), TargetOf(*shape)))) FailRun("the fill does not fit");
+  return shape;
+}
+
+KivComPtr<IKivFrame> Overlay::OverFootage(const KivComPtr<IKivFrame>& frame) const {
+  auto below = CopyOf(*footage_->Pull());
+  const KivRect place = FitInside(SizeOf(*frame), SizeOf(*below));
+  const auto shape = Scaled(frame, {place.width, place.height});
+  kiv::TargetPicture target = TargetOf(*below);
+  target.pixels += static_cast<size_t>(place.top) * target.rowBytes +
+                   static_cast<size_t>(place.left) * kBytesPerPixel;
+  target.width = place.width;
+  target.height = place.height;
+  if (Failed(kiv::LayOver(SourceOf(*shape), target))) FailRun("the shape cannot be laid over");
+  TakeTimeAndIndex(*frame, *below);
+  return below;
+}
+
+}  // namespace host

@@ -1,0 +1,142 @@
+#include "session/Crop.h"
+
+#include <algorithm>
+
+#include "engine/picture/PictureScale.h"
+#include "kiv/platform/KeyNames.h"
+#include "kiv/platform/KivCommon.h"
+#include "kiv/values/Saturate.h"
+#include "session/Fail.h"
+#include "session/KeyframeFile.h"
+
+namespace host {
+namespace {
+
+constexpr KivRectF kWholePicture{0, 0, 1, 1};
+
+KivComPtr<IKivKeyFrameParam> KeyframesOf(IKivVideoStreamProcessInternal& process) {
+  KivComPtr<IKivKeyFrameParam> keyframes;
+  process.GetCropKeyFrameParam(keyframes.Put());
+  if (!keyframes) FailUsage("the chain has no crop node: name crop in --chain");
+  return keyframes;
+}
+
+int32_t WholeSide(double side) { return std::max(kiv::SaturateToInt32(side + 0.5), 1); }
+
+// The stretch from `begin` on, as far as it lies in the picture; numbers that are none give nothing.
+struct Stretch {
+  double begin = 0, length = 0;
+};
+Stretch Within(double begin, double length, int32_t size) {
+  const double first = std::max(begin, 0.0) * size;
+  const double end = std::min(begin + length, 1.0) * size;
+  return first < end ? Stretch{first, end - first} : Stretch{};
+}
+
+KivComPtr<IKivFrame> NewFrameLike(IKivFrame& source, KivSize size) {
+  KivComPtr<IKivFrame> frame;
+  KivCommon::GetInterface(kFrameClassId, nullptr, 0, IKivFrame::kIid, frame.PutVoid());
+  const auto video = frame.As<IKivVideoFrame>();
+  KivFrameDescription description;
+  source.GetDescription(&description);
+  if (!video || Failed(video->Allocate(size.width, size.height, 0, KivCGMemoryType::kDownstream,
+                                       nullptr, 0, kDefaultFrameDuration))) {
+    FailRun("no memory for a frame of {}x{}", size.width, size.height);
+  }
+  video->SetFrameIndex(description.frameIndex);
+  frame->SetTime(description.presentationTime, description.duration);
+  return frame;
+}
+
+}  // namespace
+
+bool Crop::IsWanted(const ChainOptions& options, IKivProperties* settings) {
+  int32_t enabled = 0;
+  settings->GetInt(KivKey::Crop::kEnabled, &enabled);
+  return enabled != 0 || options.crop || !options.cropKeyframes.empty();
+}
+
+void Crop::SetUp(const ChainOptions& options, IKivProperties* settings,
+                 const KivComPtr<IKivVideoStreamProcessInternal>& process, IKivRenderEx& render) {
+  process_ = process;
+  if (options.crop || !options.cropKeyframes.empty()) Animate(options);
+  int32_t enabled = 0;
+  process_->GetCropEnabled(&enabled);
+  if (enabled == 0) return;
+  if (!options.crop && options.cropKeyframes.empty()) CheckStored(options, settings);
+  size_ = FirstSize(render);
+  isFixed_ = IsFixed();
+}
+
+// With keyframes the region beside them has no effect.
+void Crop::CheckStored(const ChainOptions& options, IKivProperties* settings) const {
+  const auto keyframes = KeyframesOf(*process_);
+  KeyFrameRectF frame;
+  KivRectF region = kWholePicture;
+  settings->GetRect(KivKey::Crop::kRegion, &region);
+  if (keyframes->GetKeyFrameCount() > 0) region = kWholePicture;
+  for (int32_t i = 0; IsRegion(region) && keyframes->GetKeyFrameAt(i, &frame); ++i) {
+    region = frame.value;
+  }
+  if (IsRegion(region)) return;
+  FailRun(
+      "the settings '{}' crop to {:g},{:g},{:g},{:g}: the region does not lie inside the picture, "
+      "whose edges are 0 and 1",
+      options.settings, region.left, region.top, region.width, region.height);
+}
+
+bool Crop::IsFixed() const {
+  const auto keyframes = KeyframesOf(*process_);
+  KeyFrameRectF first, frame;
+  keyframes->GetKeyFrameAt(0, &first);
+  for (int32_t i = 1; keyframes->GetKeyFrameAt(i, &frame); ++i) {
+    if (frame.value != first.value) return false;
+  }
+  return true;
+}
+
+void Crop::Animate(const ChainOptions& options) const {
+  const auto keyframes = KeyframesOf(*process_);
+  if (options.crop) {
+    const KeyFrameRectF frame{0, *options.crop};
+    keyframes->RemoveAllKeyFrames();
+    keyframes->AddKeyFrame(&frame);
+    process_->SetCropRegion(&frame.value);
+  } else {
+    LoadRegions(options.cropKeyframes, *keyframes);
+  }
+  process_->SetCropEnabled(1);
+}
+
+KivSize Crop::FirstSize(IKivRenderEx& render) const {
+  render.Seek(0, nullptr, static_cast<int32_t>(KivSeekMode::kReadOnward));
+  KivSizeF size;
+  process_->GetCroppedSize(&size);
+  return {WholeSide(size.width), WholeSide(size.height)};
+}
+
+KivComPtr<IKivFrame> Crop::Cut(const KivComPtr<IKivFrame>& frame) const {
+  if (!size_) return frame;
+  KivRectF region = kWholePicture;
+  process_->GetCropRegion(&region);
+  KivFrameDescription source;
+  frame->GetDescription(&source);
+  if (region == kWholePicture && KivSize{source.width, source.height} == *size_) return frame;
+  const Stretch across = Within(region.left, region.width, source.width);
+  const Stretch down = Within(region.top, region.height, source.height);
+  auto cut = NewFrameLike(*frame, *size_);
+  const HRESULT hr =
+      kiv::ScaleRegion({static_cast<const uint8_t*>(KivCommon::ReadPixels(frame.Get())),
+                        source.width, source.height, static_cast<size_t>(source.rowBytes)},
+                       {across.begin, down.begin, across.length, down.length},
+                       {static_cast<uint8_t*>(KivCommon::PixelsToFill(cut.Get())), size_->width,
+                        size_->height, static_cast<size_t>(size_->width) * 4},
+                       isFixed_ ? kiv::ScaleFilter::kCubic : kiv::ScaleFilter::kSmooth);
+  if (Failed(hr)) {
+    FailRun("the crop region {:g},{:g},{:g},{:g} of frame {} leaves no picture", region.left,
+            region.top, region.width, region.height, source.frameIndex);
+  }
+  return cut;
+}
+
+}  // namespace host

@@ -1,0 +1,26 @@
+#include "session/Frames.h"
+
+#include "kiv/platform/KivCommon.h"
+#include "session/Fail.h"
+
+namespace host {
+
+KivSize SizeOf(IKivFrame& frame) {
+  IKivBitmap* const bitmap = frame.GetBitmap();
+  return {bitmap->GetWidth(), bitmap->GetHeight()};
+}
+
+KivComPtr<IKivFrame> CopyOf(IKivFrame& frame) {
+  KivComPtr<IKivFrame> copy;
+  KivCommon::GetInterface(kFrameClassId, nullptr, 0, IKivFrame::kIid, copy.PutVoid());
+  if (!copy || Failed(copy->CopyFrom(&frame))) FailRun("no memory for a frame");
+  return copy;
+}
+
+KivComPtr<IKivFrame> Straight(const KivComPtr<IKivFrame>& frame) {
+  KivFrameDescription description;
+  frame->GetDescription(&description);
+  return description.pixelLayout == KivPixelLayout::kPadded ? CopyOf(*frame) : frame;
+}
+
+}  // namespace host

@@ -1,0 +1,64 @@
+#include "session/Settings.h"
+
+#include <cerrno>
+#include <fstream>
+#include <iterator>
+#include <system_error>
+
+#include "engine/bags/PropertiesJson.h"
+#include "engine/write/WriterFile.h"
+#include "kiv/platform/KivCommon.h"
+#include "session/Fail.h"
+
+namespace host {
+namespace {
+
+constexpr size_t kLargestSettings = size_t{256} << 20;
+
+}  // namespace
+
+std::string ReadTextFile(const std::string& path, const char* what) {
+  std::ifstream file(path, std::ios::binary);
+  if (!file) {
+    FailRun("cannot read {} '{}': {}", what, path, std::generic_category().message(errno));
+  }
+  std::string text;
+  char block[1 << 14];
+  while (file.read(block, sizeof(block)) || file.gcount() > 0) {
+    text.append(block, static_cast<size_t>(file.gcount()));
+    if (text.size() > kLargestSettings) FailRun("cannot read {} '{}': too large", what, path);
+  }
+  if (file.bad()) FailRun("cannot read {} '{}': it is no readable file", what, path);
+  return text;
+}
+
+KivPropDecorator ReadSettings(const std::string& path) {
+  KivPropDecorator bag = KivCommon::CreateProperties();
+  if (!bag) FailRun("no memory for the settings");
+  const std::string text = ReadTextFile(path, "the settings");
+  const size_t first = text.find_first_not_of(" \t\r\n\xEF\xBB\xBF");
+  if (first == std::string::npos || text[first] != '{') {
+    FailRun("cannot read the settings '{}': it is no settings file", path);
+  }
+  std::string why;
+  if (!kiv::SettingsFromText(text, bag.Get(), &why)) {
+    FailRun("cannot read the settings '{}': {}", path, why);
+  }
+  return bag;
+}
+
+void WriteSettings(IKivProperties* bag, const std::string& path) {
+  const std::string text = kiv::SettingsToText(bag);
+  if (text.empty()) FailRun("cannot write the settings '{}': they cannot be listed", path);
+  WriteTextFile(path, text);
+}
+
+void WriteTextFile(const std::string& path, const std::string& text) {
+  kiv::WriterFile file;
+  auto error = file.Open(path);
+  if (!error) error = file.Write(text.data(), text.size());
+  if (!error) error = file.Commit();
+  if (error) FailRun("{}", *error);
+}
+
+}  // namespace host

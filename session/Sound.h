@@ -1,0 +1,23 @@
+// Whether a render's output takes the source's sound along: as it is, or not at all.
+#pragma once
+
+#include <string>
+
+#include "session/ChainClip.h"
+
+namespace host {
+
+struct Sound {
+  kiv::SoundFit fit;
+  std::string source;   // the file that has it
+  std::string file;     // whose sound streams go into the output; empty: none do
+  std::string leftOut;  // why some or all do not; empty when nothing is lost
+};
+
+// `range` is what is rendered of the result.
+Sound SoundFor(const Options& options, const Clip& clip, KivRange range);
+
+// The one line about it, where there is something to say: pictures alone hold no sound anyway.
+void TellOfSound(const Options& options, const Sound& sound);
+
+}  // namespace host

@@ -1,0 +1,126 @@
+#include "session/Stabilization.h"
+
+#include <chrono>
+#include <condition_variable>
+#include <filesystem>
+#include <mutex>
+#include <system_error>
+
+#include "cli/Interrupt.h"
+#include "cli/Progress.h"
+#include "kiv/platform/KeyNames.h"
+#include "kiv/platform/KivCommon.h"
+#include "kiv/platform/Stabilizer.h"
+#include "kiv/values/Saturate.h"
+#include "session/Fail.h"
+
+namespace host {
+namespace {
+
+// The component keeps paths of this length.
+constexpr size_t kLongestPath = 259;
+// How long an interrupt, or a run that ends without a word, may go unnoticed.
+constexpr std::chrono::milliseconds kGlance{20};
+
+// The same name for the same file, wherever the program is run.
+std::wstring FullPath(const std::string& input) {
+  std::error_code error;
+  const std::filesystem::path full = std::filesystem::canonical(input, error);
+  return KivCommon::Char2WChar((error ? input : full.string()).c_str());
+}
+
+// Hears from the task's thread how far it is.
+//
+// Threads:  any.
+class Listener {
+ public:
+  explicit Listener(IKivStabExtendControl& control) : control_(control) {
+    control.SetCallback(&Listener::Hear, this);
+  }
+  // Nobody calls back any more once the run is over.
+  ~Listener() {
+    control_.Stop();
+    control_.SetCallback(nullptr, nullptr);
+  }
+  Listener(const Listener&) = delete;
+  Listener& operator=(const Listener&) = delete;
+
+  // The percent done, as soon as it is another one, or after a moment.
+  int64_t Await(int64_t known) {
+    std::unique_lock held(lock_);
+    changed_.wait_for(held, kGlance, [&] { return percent_ != known; });
+    return percent_;
+  }
+
+ private:
+  static void Hear(int32_t state, int64_t percent, void* self) {
+    if (state == static_cast<int32_t>(StabCallbackState::kStopped)) return;
+    auto* const listener = static_cast<Listener*>(self);
+    const std::lock_guard held(listener->lock_);
+    listener->percent_ = percent;
+    listener->changed_.notify_all();
+  }
+
+  IKivStabExtendControl& control_;
+  std::mutex lock_;
+  std::condition_variable changed_;
+  int64_t percent_ = 0;
+};
+
+bool IsUnderWay(enumTaskState state) {
+  return state == enumTaskState::kRunning || state == enumTaskState::kPaused;
+}
+
+}  // namespace
+
+Stabilization StabilizationOf(const ChainOptions& options, IKivProperties* settings) {
+  int32_t enabled = 0;
+  Stabilization found{false, kStabLevelDefault};
+  settings->GetInt(KivKey::Stabilization::kEnabled, &enabled);
+  settings->GetInt(KivKey::Stabilization::kLevel, &found.level);
+  found.isOn = enabled != 0;
+  if (!options.stabilize) return found;
+  found.level = options.stabilize->level.value_or(found.level);
+  found.isOn = found.level > 0;
+  return found;
+}
+
+void StoreStabilization(const Stabilization& stabilization, IKivProperties* settings) {
+  settings->SetInt(KivKey::Stabilization::kEnabled, stabilization.isOn ? 1 : 0);
+  settings->SetInt(KivKey::Stabilization::kLevel, stabilization.level);
+}
+
+void DescribeSource(const std::string& input, const KivStreamInfo& info, IKivProperties* settings,
+                    IKivProperties* facts) {
+  const std::wstring path = FullPath(input);
+  if (path.size() > kLongestPath) {
+    FailRun("cannot stabilize '{}': its full path is longer than {} characters", input,
+            kLongestPath);
+  }
+  const KivRange whole{0, info.frameCount - 1};
+  const std::wstring rangeKey = std::wstring(KivKey::Source::kSource_RangeFrameNumber) + L".Video";
+  settings->SetString(KivKey::Base::kStrFileFullPath, path.c_str());
+  facts->SetInt(KivKey::SourceRender::kSourceRender_CurrentVideoStreamIndex, 0);
+  facts->SetRange(rangeKey.c_str(), &whole);
+}
+
+bool Analyse(IKivStabExtendControl& control, const std::string& input, int32_t frameCount,
+             ProgressForm form) {
+  if (control.GetTaskState() == enumTaskState::kFinished) return false;
+  Listener listener(control);
+  Progress progress(form, frameCount, "analysis");
+  if (control.Start() != S_OK) FailRun("cannot analyse '{}': it could not be started", input);
+  for (int64_t shown = 0; IsUnderWay(control.GetTaskState());) {
+    const int64_t percent = listener.Await(shown);
+    ThrowIfInterrupted();
+    if (percent == shown) continue;
+    progress.Update(kiv::ClampToInt32(frameCount * percent / 100));
+    shown = percent;
+  }
+  if (control.GetTaskState() != enumTaskState::kFinished) {
+    FailRun("cannot analyse '{}': its pictures could not be read", input);
+  }
+  return true;
+}
+
+}  // namespace host

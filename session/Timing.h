@@ -1,0 +1,34 @@
+// What a chain with rate and speed needs beyond its settings: where it has to start from to show a
+// frame, and something that generates the frames of slow motion.
+//
+// Units:    frame numbers count the result from 0.
+#pragma once
+
+#include "session/Playback.h"
+
+namespace host {
+
+// What a seek shows is not always what playing from the start shows there: generated pictures come
+// with steps only, and steps go by time. Seeking `from` and moving on by `steps` ends on the very
+// picture.
+struct RollIn {
+  int32_t from = 0, steps = 0;
+};
+RollIn RollInTo(int32_t frame, const Playback& playback, const KivStreamInfo& info);
+
+// Where a generated frame lies: behind `older`, of the frames that the speed node is given, by a part
+// of the way to the next of them.
+struct InBetweenPlace {
+  int32_t older = 0;
+  double part = 0;
+};
+// Of frame `number` of the result, for speeds that generate frames.
+InBetweenPlace PlaceInBetween(int32_t number, const KivRational& speed);
+
+enum class InBetween { kNotNeeded, kGenerated, kOff, kNoModule };
+
+// Says so on standard error when the frames that slow motion needs cannot be generated.
+InBetween SetUpInterpolation(Interpolation wanted, const KivRational& speed);
+const char* NameOf(InBetween state);
+
+}  // namespace host

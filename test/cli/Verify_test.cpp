@@ -1,0 +1,86 @@
+// verify, and settings files that repeat a render.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+
+#include "test/cli/RunProgram.h"
+#include "test/support/NumberedClip.h"
+#include "test/write/WriterReadBack.h"
+
+namespace {
+
+class Verify : public testing::Test {
+ protected:
+  ~Verify() override { unsetenv("KIV_MODULE_FOLDER"); }
+  const TestFolder folder_;
+  const std::string clip_ = kivtest::MakeClip({.size = {320, 176}, .gop = 12, .bFrames = 2});
+};
+
+TEST_F(Verify, EveryWayToAFrameShowsTheSamePicture) {
+  for (const char* options : {"", "--fps 60", "--reverse --reverse-range 5:40 --memory 2",
+                              "--speed 2/5 --frames 10:50", "--speed 3 --fps 24 --reverse"}) {
+    const ProgramResult result = RunKivclip(folder_, "verify " + clip_ + " " + options);
+    EXPECT_EQ(0, result.status) << options << ": " << result.err;
+    EXPECT_TRUE(result.out.ends_with("frames: forward, backward and random agree\n")) << result.out;
+  }
+}
+
+TEST_F(Verify, NamesTheFramesThatDiffer) {
+  setenv("KIV_MODULE_FOLDER", KIV_FICKLE_MODULES, 1);
+  WriteGreyClip(folder_.Path("clip.mkv"), {{64, 48}}, 6);
+  const ProgramResult result = RunKivclip(folder_, "verify @clip.mkv --speed 1/2");
+  EXPECT_EQ(1, result.status);
+  // The generated ones; the first of them are asked for as often either way.
+  EXPECT_EQ("backward: 8, 10\nrandom: 8, 10\n", result.out);
+  EXPECT_EQ(1, std::count(result.err.begin(), result.err.end(), '\n')) << result.err;
+  EXPECT_NE(std::string::npos, result.err.find("of 12 frames are other pictures")) << result.err;
+}
+
+TEST_F(Verify, SettingsAloneRepeatARender) {
+  const struct {
+    const char *options, *output;
+  } cases[] = {{"--speed 2/5 --fps 60 --crop 0.1,0.1,0.5,0.5 --frames 3:40 --quality 90", ".mp4"},
+               {"--reverse --reverse-range 5:30 --decode-scale 1/2 --codec ffv1", ".mkv"},
+               {"--chain source,cache,rate,crop --size 64x36 --fps 12", ".y4m"}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.options);
+    const std::string render = "render " + clip_ + " --settings @s.json -o @";
+    const ProgramResult first = RunKivclip(
+        folder_, "render " + clip_ + " -o @a" + c.output + " --save-settings @s.json " + c.options);
+    ASSERT_EQ(0, first.status) << first.err;
+    ASSERT_EQ(0, RunKivclip(folder_, render + "b" + c.output).status);
+    const std::string bytes = ReadBytes(folder_.Path(std::string("a") + c.output));
+    EXPECT_LT(1000u, bytes.size());
+    EXPECT_TRUE(bytes == ReadBytes(folder_.Path(std::string("b") + c.output)));
+    // What is typed goes before what was kept, and a codec kept for another output stays out.
+    const ProgramResult other = RunKivclip(folder_, render + "c.y4m --frames 7:7 --fps 9");
+    EXPECT_EQ(0, other.status) << other.err;
+    const ReadBack back = ReadVideo(folder_.Path("c.y4m"));
+    EXPECT_EQ(1u, back.pixels.size());
+    EXPECT_EQ(9, back.rate.numerator);
+  }
+}
+
+TEST_F(Verify, EveryCommandSavesTheSettings) {
+  RunKivclip(folder_, "render " + clip_ + " -o @a.y4m --reverse --frames 0:1");
+  for (const std::string command : {"verify ", "sheet -o @x.png ", "frame --at 1 -o @x.png "}) {
+    std::filesystem::remove(folder_.Path("s.json"));
+    RunKivclip(folder_, command + clip_ + " --reverse --save-settings @s.json");
+    RunKivclip(folder_, "render " + clip_ + " -o @b.y4m --settings @s.json --frames 0:1");
+    EXPECT_TRUE(ReadBytes(folder_.Path("a.y4m")) == ReadBytes(folder_.Path("b.y4m"))) << command;
+    std::filesystem::remove(folder_.Path("b.y4m"));
+  }
+}
+
+TEST_F(Verify, SettingsOfALaterVersionAreRefused) {
+  WriteBytes(folder_.Path("s.json"),
+             R"({"format": "kivclip-settings", "version": 99, "clip": {}})");
+  const ProgramResult later =
+      RunKivclip(folder_, "render " + clip_ + " -o null --settings @s.json");
+  EXPECT_EQ(1, later.status);
+  EXPECT_NE(std::string::npos, later.err.find("version 99")) << later.err;
+}
+
+}  // namespace
