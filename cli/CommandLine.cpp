@@ -6,15 +6,16 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "cli/CliValues.h"
 #include "cli/KeptOptions.h"
 #include "cli/Messages.h"
 #include "cli/OptionTable.h"
-#include "cli/OptionValues.h"
 #include "cli/Reference.h"
 #include "session/Fail.h"
-#include "session/Settings.h"
+#include "session/OptionValues.h"
+#include "session/SettingsFile.h"
 
-namespace host {
+namespace cli {
 namespace {
 
 constexpr char kFooter[] =
@@ -124,7 +125,7 @@ Parsed Parse(const CommandRow& command, const std::vector<std::string>& argument
   return Parsed::kCommand;
 }
 
-void ReadCrop(const OptionTexts& texts, ChainOptions* chain) {
+void ReadCrop(const OptionTexts& texts, ClipOptions* chain) {
   if (!texts.crop.empty()) chain->crop = ReadRegion("--crop", texts.crop);
   chain->cropKeyframes = texts.cropKeyframes;
   if (chain->crop && !chain->cropKeyframes.empty()) {
@@ -132,7 +133,7 @@ void ReadCrop(const OptionTexts& texts, ChainOptions* chain) {
   }
 }
 
-void ReadTimeOptions(const OptionTexts& texts, ChainOptions* chain) {
+void ReadTimeOptions(const OptionTexts& texts, ClipOptions* chain) {
   if (!texts.speed.empty()) chain->speed = ReadSpeed("--speed", texts.speed);
   if (!texts.fps.empty()) chain->frameRate = ReadRate("--fps", texts.fps);
   if (!texts.interpolation.empty()) {
@@ -166,9 +167,9 @@ void ReadAlpha(const OptionTexts& texts, AlphaOptions* alpha) {
   if (!texts.alphaLoop.empty()) alpha->loop = ReadIndex("--alpha-loop", texts.alphaLoop);
 }
 
-ChainOptions ReadChainOptions(const OptionTexts& texts) {
-  ChainOptions chain;
-  if (!texts.chain.empty()) chain.nodes = ReadChain("--chain", texts.chain);
+ClipOptions ReadClipOptions(const OptionTexts& texts) {
+  ClipOptions chain;
+  if (!texts.chain.empty()) chain.chain = ReadChain("--chain", texts.chain);
   ReadTimeOptions(texts, &chain);
   if (!texts.size.empty()) chain.size = ReadSize("--size", texts.size);
   if (!texts.decodeScale.empty()) {
@@ -190,16 +191,16 @@ ChainOptions ReadChainOptions(const OptionTexts& texts) {
     chain.stabilize = ReadStabilize("--stabilize", texts.stabilize);
   }
   chain.settings = texts.settings;
-  chain.saveSettings = texts.saveSettings;
   ReadCrop(texts, &chain);
   ReadAlpha(texts, &chain.alpha);
   return chain;
 }
 
 void PlanTheOutput(const OptionTexts& texts, Options* options) {
-  kiv::OutputRequest request{texts.output, texts.format, texts.codec};
-  if (!texts.quality.empty()) request.quality = ReadIndex("--quality", texts.quality);
-  if (const auto error = kiv::PlanOutput(request, &options->plan)) FailUsage("{}", *error);
+  ExportPlan plan{texts.output, texts.format, texts.codec, {}, {}};
+  if (!texts.quality.empty()) plan.quality = ReadIndex("--quality", texts.quality);
+  options->form = FormOf(plan);
+  options->plan = plan;
 }
 
 void ReadSpanOptions(const OptionTexts& texts, Options* options) {
@@ -212,7 +213,7 @@ void ReadRenderOptions(const OptionTexts& texts, Options* options) {
   ReadSpanOptions(texts, options);
   options->report = texts.report;
   const bool single = options->frames.last && *options->frames.last == options->frames.first;
-  if (options->plan.kind == kiv::OutputKind::kPicture && !single) {
+  if (options->form == OutputForm::kPicture && !single) {
     FailUsage(
         "the output '{}' holds one picture: give a pattern such as frame_%04d.png, or "
         "one frame with --frames N:N",
@@ -220,12 +221,21 @@ void ReadRenderOptions(const OptionTexts& texts, Options* options) {
   }
 }
 
+bool IsPicture(const ExportPlan& plan) {
+  try {
+    return FormOf(plan) == OutputForm::kPicture;
+  } catch (const SessionError&) {
+    return false;
+  }
+}
+
 void PlanThePicture(const OptionTexts& texts, Options* options) {
-  const kiv::OutputRequest request{texts.output, {}, {}};
-  if (kiv::PlanOutput(request, &options->plan) || options->plan.kind != kiv::OutputKind::kPicture) {
+  options->plan.output = texts.output;
+  if (!IsPicture(options->plan)) {
     FailUsage("the output '{}' is no picture: give a name that ends in .png, without %",
               texts.output);
   }
+  options->form = OutputForm::kPicture;
 }
 
 void ReadFrameOptions(const OptionTexts& texts, Options* options) {
@@ -249,10 +259,10 @@ void ReadPlot(const OptionTexts& texts, Options* options) {
 void ReadStabilizeOptions(const OptionTexts& texts, Options* options) {
   ReadPlot(texts, options);
   if (!texts.progress.empty()) options->progress = ReadProgress("--progress", texts.progress);
-  options->chain.stabilize.emplace();
-  if (!texts.level.empty()) options->chain.stabilize = ReadStabilize("--level", texts.level);
-  options->chain.saveSettings = texts.settings;
-  if (!std::filesystem::exists(texts.settings)) options->chain.settings.clear();
+  options->clip.stabilize.emplace();
+  if (!texts.level.empty()) options->clip.stabilize = ReadStabilize("--level", texts.level);
+  options->saveSettings = texts.settings;
+  if (!std::filesystem::exists(texts.settings)) options->clip.settings.clear();
 }
 
 void ReadKeyframesOptions(const OptionTexts& texts, Options* options) {
@@ -267,8 +277,10 @@ Options Interpret(const CommandRow& command, const std::string& input, const Opt
   options.json = texts.json;
   options.quiet = texts.quiet;
   if (!texts.verbose.empty()) options.logLevel = ReadLogLevel("--verbose", texts.verbose);
-  options.chain = ReadChainOptions(texts);
-  options.chain.kept = KeptOptionsOf(command, texts);
+  options.clip = ReadClipOptions(texts);
+  options.clip.kept = KeptOptionsOf(command, texts);
+  options.clip.onNote = PrintNote;
+  options.saveSettings = texts.saveSettings;
   if (command.name == "render") {
     options.command = Command::kRender;
     ReadRenderOptions(texts, &options);
@@ -313,12 +325,12 @@ std::optional<Options> ReadCommandLine(const std::vector<std::string>& arguments
   if (Parse(command, rest, &input, &texts) == Parsed::kHelp) return std::nullopt;
   const bool hasChain = (command.bit & kChainBits) != 0;
   if (!hasChain || texts.settings.empty()) return Interpret(command, input, texts);
-  FillFromSettings(ReadSettings(texts.settings).Get(), command, &texts);
+  FillFromSettings(SettingsFile::Read(texts.settings), command, &texts);
   try {
     return Interpret(command, input, texts);
-  } catch (const HostError& error) {
+  } catch (const SessionError& error) {
     FailUsage("{} (the options kept in '{}' included)", error.what(), texts.settings);
   }
 }
 
-}  // namespace host
+}  // namespace cli

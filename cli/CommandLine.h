@@ -7,10 +7,10 @@
 
 #include "cli/Options.h"
 
-namespace host {
+namespace cli {
 
 // Nothing when help or the version was asked for and written to standard output. A wrong
 // command line throws a usage error.
 std::optional<Options> ReadCommandLine(const std::vector<std::string>& arguments);
 
-}  // namespace host
+}  // namespace cli

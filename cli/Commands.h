@@ -1,9 +1,9 @@
-// The commands of kivclip. Each returns when its work is done, and throws HostError otherwise.
+// The commands of kivclip. Each returns when its work is done, and throws SessionError otherwise.
 #pragma once
 
 #include "cli/Options.h"
 
-namespace host {
+namespace cli {
 
 void RunRender(const Options& options);
 void RunFrame(const Options& options);
@@ -15,4 +15,4 @@ void RunInfo(const Options& options);
 void RunRegister();
 void RunUnregister();
 
-}  // namespace host
+}  // namespace cli

@@ -6,7 +6,7 @@
 #include "cli/Reference.h"
 #include "session/Fail.h"
 
-namespace host {
+namespace cli {
 namespace {
 
 // -o and --output of "-o,--output".
@@ -165,7 +165,7 @@ std::string Completion(std::string_view shell) {
   if (shell == "bash") return BashCompletion();
   if (shell == "zsh") return ZshCompletion();
   if (shell == "fish") return FishCompletion();
-  FailUsage("--completion {}: expected bash, zsh or fish", shell);
+  kiv::session::FailUsage("--completion {}: expected bash, zsh or fish", shell);
 }
 
-}  // namespace host
+}  // namespace cli

@@ -7,50 +7,38 @@
 
 #include "cli/Commands.h"
 #include "cli/Messages.h"
-#include "session/ChainClip.h"
+#include "session/MediaInfo.h"
 
-namespace host {
+namespace cli {
 namespace {
 
 constexpr double kTicksPerSecond = 1e7;
 constexpr size_t kKeyFramesInText = 12;
 
-std::vector<int32_t> KeyFramesOf(const OpenedInput& input) {
-  std::vector<int32_t> frames;
-  for (int32_t i = 0; i < input.info.frameCount; ++i) {
-    int32_t isKey = 0;
-    if (Succeeded(input.streamInfo->GetFrameTime(i, nullptr, nullptr, &isKey)) && isKey != 0) {
-      frames.push_back(i);
-    }
-  }
-  return frames;
-}
-
-std::string RateText(const KivRational& rate) {
+std::string RateText(const Rational& rate) {
   return fmt::format("{}/{}", rate.numerator, rate.denominator);
 }
 
 double Seconds(int64_t ticks) { return static_cast<double>(ticks) / kTicksPerSecond; }
 
-Json::Value SizeJson(KivSize size) {
+Json::Value SizeJson(Size size) {
   Json::Value json;
   json["width"] = size.width;
   json["height"] = size.height;
   return json;
 }
 
-Json::Value ColourJson(const KivStreamInfo& info) {
+Json::Value ColourJson(const MediaInfo& info) {
   Json::Value json;
   json["matrix"] = info.colourMatrix;
   json["range"] = info.colourRange;
   json["bits"] = info.bitDepth;
   json["pixel_format"] = info.pixelFormat;
-  json["alpha"] = info.hasAlpha != 0;
+  json["alpha"] = info.hasAlpha;
   return json;
 }
 
-std::string InfoJson(const std::string& path, const OpenedInput& input) {
-  const KivStreamInfo& info = input.info;
+std::string InfoJson(const std::string& path, const MediaInfo& info) {
   Json::Value root;
   root["file"] = path;
   root["container"] = info.container;
@@ -60,13 +48,13 @@ std::string InfoJson(const std::string& path, const OpenedInput& input) {
   root["sample_aspect"] = RateText(info.sampleAspect);
   root["rotation"] = info.rotation;
   root["frame_rate"] = RateText(info.frameRate);
-  root["constant_rate"] = info.constantRate != 0;
+  root["constant_rate"] = info.hasConstantRate;
   root["frames"] = info.frameCount;
   root["duration_s"] = Seconds(info.duration);
   root["colour"] = ColourJson(info);
   root["audio_streams"] = info.audioStreams;
   root["key_frames"] = Json::Value(Json::arrayValue);
-  for (const int32_t frame : KeyFramesOf(input)) root["key_frames"].append(frame);
+  for (const int32_t frame : info.keyFrames) root["key_frames"].append(frame);
   Json::StreamWriterBuilder builder;
   builder["indentation"] = "  ";
   builder["enableYAMLCompatibility"] = true;  // "key": value, without a blank before the colon
@@ -83,8 +71,7 @@ std::string KeyFrameText(const std::vector<int32_t>& frames) {
   return frames.empty() ? text : text + ")";
 }
 
-std::string InfoText(const std::string& path, const OpenedInput& input) {
-  const KivStreamInfo& info = input.info;
+std::string InfoText(const std::string& path, const MediaInfo& info) {
   std::string text = fmt::format("{:14}{}\n", "file", path);
   const auto line = [&text](const char* name, const std::string& value) {
     text += fmt::format("{:14}{}\n", name, value);
@@ -97,24 +84,21 @@ std::string InfoText(const std::string& path, const OpenedInput& input) {
   line("rotation", fmt::format("{}", info.rotation));
   line("rate",
        fmt::format("{} = {:.3f} fps, {}", RateText(info.frameRate), info.frameRate.ToDouble(),
-                   info.constantRate != 0 ? "constant" : "variable"));
+                   info.hasConstantRate ? "constant" : "variable"));
   line("frames", fmt::format("{}", info.frameCount));
   line("duration", fmt::format("{:.3f} s", Seconds(info.duration)));
-  line("colour",
-       fmt::format("{} {}, {} bits, {}{}", info.colourMatrix, info.colourRange, info.bitDepth,
-                   info.pixelFormat, info.hasAlpha != 0 ? ", with alpha" : ""));
+  line("colour", fmt::format("{} {}, {} bits, {}{}", info.colourMatrix, info.colourRange,
+                             info.bitDepth, info.pixelFormat, info.hasAlpha ? ", with alpha" : ""));
   line("streams", fmt::format("1 video, {} audio", info.audioStreams));
-  line("key frames", KeyFrameText(KeyFramesOf(input)));
+  line("key frames", KeyFrameText(info.keyFrames));
   return text;
 }
 
 }  // namespace
 
 void RunInfo(const Options& options) {
-  const OpenedInput input = OpenInput(options.input);
-  const std::string text =
-      options.json ? InfoJson(options.input, input) : InfoText(options.input, input);
-  PrintOutput(text);
+  const MediaInfo info = ReadMediaInfo(options.input, PrintNote);
+  PrintOutput(options.json ? InfoJson(options.input, info) : InfoText(options.input, info));
 }
 
-}  // namespace host
+}  // namespace cli

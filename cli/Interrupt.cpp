@@ -2,9 +2,7 @@
 
 #include <csignal>
 
-#include "session/Fail.h"
-
-namespace host {
+namespace cli {
 namespace {
 
 std::atomic<int> interruptSignal{0};
@@ -31,8 +29,4 @@ void CatchInterrupts() {
 
 int InterruptSignal() { return interruptSignal; }
 
-void ThrowIfInterrupted() {
-  if (interruptSignal != 0) throw HostError(ExitStatus::kInterrupted, "interrupted");
-}
-
-}  // namespace host
+}  // namespace cli

@@ -5,16 +5,13 @@
 
 #include <atomic>
 
-namespace host {
+namespace cli {
 
 // SIGINT, SIGTERM and SIGHUP set the flag. Interrupted system calls return, they are not restarted.
 // SIGUSR1 only interrupts (see WriterQueue).
 void CatchInterrupts();
 
-// The signal that came, 0 for none.
+// The signal that came, 0 for none; main then exits with 128 + its number.
 int InterruptSignal();
 
-// Throws when one came; main then exits with 128 + the signal's number.
-void ThrowIfInterrupted();
-
-}  // namespace host
+}  // namespace cli

@@ -2,30 +2,21 @@
 
 #include <filesystem>
 #include <system_error>
-#include <vector>
 
-#include "cli/OptionValues.h"
-#include "engine/write/Writer.h"
-#include "kiv/platform/KivCommon.h"
+#include "session/Export.h"
+#include "session/OptionValues.h"
+#include "session/SessionError.h"
 
-namespace host {
+namespace cli {
 namespace {
 
-constexpr size_t kLongestText = 4097;  // with the longest path
-
-std::wstring KeyOf(const OptionRow& row) {
+std::string KeyOf(const OptionRow& row) {
   const std::string name = row.names;
-  return L"Kivclip." + KivCommon::Char2WChar(name.substr(name.find_first_not_of('-')).c_str());
+  return "Kivclip." + name.substr(name.find_first_not_of('-'));
 }
 
 bool IsKeptBy(const CommandRow& command, const OptionRow& row) {
   return row.isKept && (row.commands & command.bit) != 0;
-}
-
-std::string TextIn(IKivProperties* settings, const OptionRow& row) {
-  std::vector<wchar_t> text(kLongestText);
-  settings->GetString(KeyOf(row).c_str(), text.data(), static_cast<int32_t>(text.size()));
-  return KivCommon::WChar2Char(text.data());
 }
 
 // For whoever loads the settings from another folder.
@@ -36,19 +27,23 @@ std::string AbsolutePath(const std::string& path) {
 }
 
 bool SuitsTheOutput(const OptionTexts& texts) {
-  kiv::OutputRequest request{texts.output, texts.format, texts.codec};
-  if (!texts.quality.empty()) request.quality = ReadIndex("--quality", texts.quality);
-  kiv::OutputPlan plan;
-  return !kiv::PlanOutput(request, &plan);
+  ExportPlan plan{texts.output, texts.format, texts.codec, {}, {}};
+  if (!texts.quality.empty()) plan.quality = ReadIndex("--quality", texts.quality);
+  try {
+    FormOf(plan);
+    return true;
+  } catch (const SessionError&) {
+    return false;
+  }
 }
 
 }  // namespace
 
-void FillFromSettings(IKivProperties* settings, const CommandRow& command, OptionTexts* texts) {
+void FillFromSettings(const SettingsFile& settings, const CommandRow& command, OptionTexts* texts) {
   const OptionTexts typed = *texts;
   for (const OptionRow& row : OptionTable()) {
     if (!IsKeptBy(command, row) || !(texts->*row.text).empty()) continue;
-    texts->*row.text = TextIn(settings, row);
+    texts->*row.text = settings.Text(KeyOf(row));
   }
   if (SuitsTheOutput(*texts)) return;
   texts->codec = typed.codec;
@@ -65,10 +60,4 @@ KeptOptions KeptOptionsOf(const CommandRow& command, const OptionTexts& texts) {
   return kept;
 }
 
-void StoreKeptOptions(const KeptOptions& options, IKivProperties* settings) {
-  for (const auto& [key, text] : options) {
-    settings->SetString(key.c_str(), KivCommon::Char2WChar(text.c_str()).c_str());
-  }
-}
-
-}  // namespace host
+}  // namespace cli

@@ -1,7 +1,7 @@
 // Options that a clip's settings keep beside what the nodes keep there, so that a settings file alone
 // repeats a render: each as it was typed, under "Kivclip." and its name.
 //
-// Errors:   HostError.
+// Errors:   SessionError.
 #pragma once
 
 #include <string>
@@ -9,18 +9,18 @@
 #include <vector>
 
 #include "cli/OptionTable.h"
-#include "kiv/platform/Properties.h"
+#include "cli/Options.h"
+#include "session/SettingsFile.h"
 
-namespace host {
+namespace cli {
 
 // Key and text of each.
-using KeptOptions = std::vector<std::pair<std::wstring, std::string>>;
+using KeptOptions = std::vector<std::pair<std::string, std::string>>;
 
 // Fills those of the command's options that were not typed. A codec or quality that does not suit the
 // output named now stays out.
-void FillFromSettings(IKivProperties* settings, const CommandRow& command, OptionTexts* texts);
+void FillFromSettings(const SettingsFile& settings, const CommandRow& command, OptionTexts* texts);
 
 KeptOptions KeptOptionsOf(const CommandRow& command, const OptionTexts& texts);
-void StoreKeptOptions(const KeptOptions& options, IKivProperties* settings);
 
-}  // namespace host
+}  // namespace cli

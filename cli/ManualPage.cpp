@@ -3,7 +3,7 @@
 #include "cli/OptionTable.h"
 #include "cli/Reference.h"
 
-namespace host {
+namespace cli {
 namespace {
 
 // Text as roff takes it: no escapes, hyphens that can be copied, no line that reads as a request.
@@ -93,4 +93,4 @@ std::string ManualPage() {
          CommandsText() + OptionsText() + kRest + ExamplesText();
 }
 
-}  // namespace host
+}  // namespace cli

@@ -11,7 +11,7 @@
 
 #include "session/Fail.h"
 
-namespace host {
+namespace cli {
 namespace {
 
 bool isQuiet = false;
@@ -51,8 +51,8 @@ void PrintNote(std::string_view text) {
 
 void PrintOutput(std::string_view text) {
   if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0) {
-    FailRun("cannot write standard output: {}", std::strerror(errno));
+    kiv::session::FailRun("cannot write standard output: {}", std::strerror(errno));
   }
 }
 
-}  // namespace host
+}  // namespace cli

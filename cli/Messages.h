@@ -5,7 +5,7 @@
 
 #include <string_view>
 
-namespace host {
+namespace cli {
 
 // Leaves notes and progress bars out.
 void SetQuiet();
@@ -17,7 +17,7 @@ void PrintMessage(std::string_view text);
 // What a user should know of a command that worked.
 void PrintNote(std::string_view text);
 
-// A command's data, on standard output. HostError when it cannot be written.
+// A command's data, on standard output. SessionError when it cannot be written.
 void PrintOutput(std::string_view text);
 
-}  // namespace host
+}  // namespace cli

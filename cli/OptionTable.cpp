@@ -2,7 +2,9 @@
 
 #include <algorithm>
 
-namespace host {
+#include "session/OptionValues.h"
+
+namespace cli {
 namespace {
 
 constexpr OptionRow Text(const char* names, unsigned commands, const char* valueName,
@@ -79,7 +81,7 @@ constexpr OptionRow kOptions[] = {
     MayHaveValue(Text("--stabilize", kChainBits, "LEVEL", &OptionTexts::stabilize,
                       "steady the picture, 10 if no level is given or stored; more is smoother, 0 "
                       "turns it off"),
-                 kBareValue),
+                 kiv::session::kBareValue),
     Text("--level", kStabilizeBit, "LEVEL", &OptionTexts::level,
          "how strongly it will be steadied, 10 if not given or stored"),
     Text("--plot", kStabilizeBit, "FILE.png", &OptionTexts::plot,
@@ -138,4 +140,4 @@ std::span<const OptionRow> OptionTable() { return kOptions; }
 
 std::span<const CommandRow> CommandTable() { return kCommands; }
 
-}  // namespace host
+}  // namespace cli

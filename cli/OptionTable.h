@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-namespace host {
+namespace cli {
 
 enum CommandBits : unsigned {
   kRenderBit = 1,
@@ -38,9 +38,6 @@ struct OptionTexts {
   bool alphaPreset = false;
 };
 
-// What stands for the value of an option that is given without one.
-constexpr const char* kBareValue = "on";
-
 enum class Presence { kOptional, kRequired };
 
 struct OptionRow {
@@ -67,4 +64,4 @@ struct CommandRow {
 
 std::span<const CommandRow> CommandTable();
 
-}  // namespace host
+}  // namespace cli

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-namespace host {
+namespace cli {
 
 // In the man macros of roff.
 std::string ManualPage();
@@ -13,4 +13,4 @@ std::string ManualPage();
 // For "bash", "zsh" or "fish"; a usage error for another.
 std::string Completion(std::string_view shell);
 
-}  // namespace host
+}  // namespace cli

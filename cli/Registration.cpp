@@ -1,12 +1,12 @@
 // register and unregister: the component that came with this program.
 
 #include "cli/Commands.h"
-#include "session/ComponentLoader.h"
+#include "session/Library.h"
 
-namespace host {
+namespace cli {
 
-void RunRegister() { ComponentLoader::Own().Register(); }
+void RunRegister() { RegisterComponent(); }
 
-void RunUnregister() { ComponentLoader::Own().Unregister(); }
+void RunUnregister() { UnregisterComponent(); }
 
-}  // namespace host
+}  // namespace cli

@@ -2,20 +2,23 @@
 
 #include "cli/Commands.h"
 #include "cli/InputChecks.h"
+#include "cli/Watch.h"
 #include "draw/CameraPlot.h"
-#include "session/ChainClip.h"
-#include "session/PictureFile.h"
+#include "session/Clip.h"
+#include "session/Picture.h"
 
-namespace host {
+namespace cli {
 
 void RunStabilize(const Options& options) {
   CheckFiles(options);
-  Clip clip(options.input, options.chain);
-  clip.Stabilize(options.progress);
-  clip.SaveSettings(options.chain.saveSettings);
+  Clip clip = Clip::Open(options.input, options.clip);
+  Watch watch(options.progress);
+  clip.Analyse(watch.Function());
+  watch.End();
+  clip.SaveSettings(options.saveSettings);
   if (options.plot.empty()) return;
-  const CameraPlot plot = DrawCameraPath(clip.Settings(), clip.StabilizationLevel());
-  WritePicture(options.plan, plot.size, plot.bgra.data());
+  const kiv::draw::Picture plot = kiv::draw::DrawCameraPath(clip.Camera());
+  WritePicture(options.plot, plot.size, plot.bgra.data());
 }
 
-}  // namespace host
+}  // namespace cli

@@ -9,74 +9,80 @@
 #include "cli/Commands.h"
 #include "cli/Interrupt.h"
 #include "cli/Messages.h"
-#include "engine/logger/Logger.h"
-#include "engine/write/WriterFile.h"
-#include "session/Fail.h"
+#include "session/Library.h"
+#include "session/SessionError.h"
 
 namespace {
 
-constexpr int kSignalStatusBase = 128;
+constexpr int kDone = 0, kFailed = 1, kUsage = 2, kSignalStatusBase = 128;
 
-void RunCommand(const host::Options& options) {
+int StatusOf(kiv::session::ErrorCode code) {
+  using kiv::session::ErrorCode;
+  const bool isUsage = code == ErrorCode::kInvalidArgument || code == ErrorCode::kOutOfRange;
+  return isUsage ? kUsage : kFailed;
+}
+
+void RunCommand(const cli::Options& options) {
   switch (options.command) {
-    case host::Command::kRender:
-      return host::RunRender(options);
-    case host::Command::kFrame:
-      return host::RunFrame(options);
-    case host::Command::kSheet:
-      return host::RunSheet(options);
-    case host::Command::kStabilize:
-      return host::RunStabilize(options);
-    case host::Command::kKeyframes:
-      return host::RunKeyframes(options);
-    case host::Command::kVerify:
-      return host::RunVerify(options);
-    case host::Command::kInfo:
-      return host::RunInfo(options);
-    case host::Command::kRegister:
-      return host::RunRegister();
-    case host::Command::kUnregister:
-      return host::RunUnregister();
+    case cli::Command::kRender:
+      return cli::RunRender(options);
+    case cli::Command::kFrame:
+      return cli::RunFrame(options);
+    case cli::Command::kSheet:
+      return cli::RunSheet(options);
+    case cli::Command::kStabilize:
+      return cli::RunStabilize(options);
+    case cli::Command::kKeyframes:
+      return cli::RunKeyframes(options);
+    case cli::Command::kVerify:
+      return cli::RunVerify(options);
+    case cli::Command::kInfo:
+      return cli::RunInfo(options);
+    case cli::Command::kRegister:
+      return cli::RunRegister();
+    case cli::Command::kUnregister:
+      return cli::RunUnregister();
   }
 }
 
 // Standard error belongs to kivclip's own lines unless the log is asked for.
 void SetUpLog() {
-  kiv::RouteFfmpegLog();
-  if (std::getenv("KIV_LOG") == nullptr) kiv::SetLogLevel(kiv::kLogNothing);
+  kiv::session::RouteCodecMessages();
+  if (std::getenv("KIV_LOG") == nullptr)
+    kiv::session::SetLogLevel(kiv::session::LogLevel::kNothing);
 }
 
-void SetUpMessages(const host::Options& options) {
-  if (options.quiet) host::SetQuiet();
-  if (options.logLevel) kiv::SetLogLevel(*options.logLevel);
+void SetUpMessages(const cli::Options& options) {
+  if (options.quiet) cli::SetQuiet();
+  if (options.logLevel) kiv::session::SetLogLevel(*options.logLevel);
 }
 
 int Run(const std::vector<std::string>& arguments) {
-  if (const auto options = host::ReadCommandLine(arguments)) {
+  if (const auto options = cli::ReadCommandLine(arguments)) {
     SetUpMessages(*options);
     RunCommand(*options);
   }
-  return static_cast<int>(host::ExitStatus::kDone);
+  return kDone;
 }
 
 }  // namespace
 
 int main(int count, char** values) {
-  kiv::IgnoreWriteSignals();
-  host::CatchInterrupts();
+  kiv::session::IgnoreWriteSignals();
+  cli::CatchInterrupts();
   SetUpLog();
   try {
     return Run(std::vector<std::string>(values + 1, values + count));
-  } catch (const host::HostError& error) {
+  } catch (const kiv::session::SessionError& error) {
     // A write that a signal cut short fails too; the signal is the cause.
-    if (const int signal = host::InterruptSignal()) {
-      host::PrintMessage("interrupted");
+    if (const int signal = cli::InterruptSignal()) {
+      cli::PrintMessage("interrupted");
       return kSignalStatusBase + signal;
     }
-    host::PrintMessage(error.what());
-    return static_cast<int>(error.Status());
+    cli::PrintMessage(error.what());
+    return StatusOf(error.Code());
   } catch (const std::exception& error) {
-    host::PrintMessage(error.what());
-    return static_cast<int>(host::ExitStatus::kFailed);
+    cli::PrintMessage(error.what());
+    return kFailed;
   }
 }

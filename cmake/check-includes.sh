@@ -40,9 +40,9 @@ engine/media      | $declared engine/base engine/memory engine/picture engine/re
 engine/write      | $declared engine/base engine/memory engine/picture engine/media/read engine/media/colour | ffmpeg hwy libyuv fmt
 engine            | $declared engine/base engine/picture engine/bags engine/registry engine/logger engine/tasks engine/filters engine/motion engine/media engine/media/keep |
 
-session           | kiv/values kiv/base kiv/platform $interfaces engine/base engine/memory engine/picture engine/bags engine/registry engine/logger engine/filters engine/media engine/write engine/motion cli/* | json fmt
-draw              | kiv/values kiv/base kiv/platform $interfaces engine/base engine/memory engine/picture engine/bags engine/registry engine/logger engine/filters engine/media engine/write engine/motion session cli/* | fmt
-cli               | kiv/values kiv/base kiv/platform $interfaces engine/base engine/memory engine/picture engine/bags engine/registry engine/logger engine/filters engine/media engine/write engine/motion session draw | CLI json fmt
+session           | kiv/values kiv/base kiv/platform $interfaces engine/base engine/memory engine/picture engine/bags engine/registry engine/logger engine/filters engine/media engine/write engine/motion | json fmt
+draw              | session kiv/values/Saturate.h                                | fmt
+cli               | session draw kiv/values/Saturate.h                           | CLI json fmt
 '
 nodes='kiv/values kiv/base kiv/platform kiv/object kiv/chain'
 declared='kiv/values kiv/base kiv/platform'

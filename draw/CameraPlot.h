@@ -1,23 +1,13 @@
-// Draws the path of a clip's camera, as it was measured and as it is after smoothing.
-//
-// Errors:   HostError when the settings hold no motion data.
+// Draws the path of a clip's camera, as it was measured and as it is after steadying.
 #pragma once
 
-#include <cstdint>
-#include <vector>
+#include "draw/Picture.h"
+#include "session/CameraPath.h"
 
-#include "kiv/platform/Properties.h"
-#include "kiv/values/ValueTypes.h"
+namespace kiv::draw {
 
-namespace host {
+// How far the picture's content lies from where it lay in the shot's first frame: across, along and
+// turned, one below the other.
+Picture DrawCameraPath(const session::CameraPath& path);
 
-struct CameraPlot {
-  KivSize size;
-  std::vector<uint8_t> bgra;
-};
-
-// From the motion data in a clip's settings: how far the picture's content lies from where it lay in
-// the shot's first frame, across, along and turned.
-CameraPlot DrawCameraPath(IKivProperties* settings, int32_t level);
-
-}  // namespace host
+}  // namespace kiv::draw

@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <cstring>
 
-namespace host {
+namespace kiv::draw {
 namespace {
 
 struct Glyph {
@@ -53,7 +53,7 @@ constexpr Glyph kGlyphs[] = {
     {'+', {0b00000, 0b00000, 0b00100, 0b01110, 0b00100, 0b00000, 0b00000}},
 };
 
-void DrawDot(KivPoint at, int32_t scale, uint8_t* bgra, KivSize picture, uint32_t ink) {
+void DrawDot(Point at, int32_t scale, uint8_t* bgra, session::Size picture, uint32_t ink) {
   for (int32_t y = at.y; y < at.y + scale; ++y) {
     for (int32_t x = at.x; x < at.x + scale; ++x) {
       if (x < 0 || y < 0 || x >= picture.width || y >= picture.height) continue;
@@ -64,7 +64,7 @@ void DrawDot(KivPoint at, int32_t scale, uint8_t* bgra, KivSize picture, uint32_
   }
 }
 
-void DrawGlyph(const Glyph& glyph, KivPoint at, int32_t scale, uint8_t* bgra, KivSize picture,
+void DrawGlyph(const Glyph& glyph, Point at, int32_t scale, uint8_t* bgra, session::Size picture,
                uint32_t ink) {
   for (int32_t row = 0; row < kGlyphHeight; ++row) {
     for (int32_t column = 0; column < kGlyphWidth; ++column) {
@@ -76,7 +76,7 @@ void DrawGlyph(const Glyph& glyph, KivPoint at, int32_t scale, uint8_t* bgra, Ki
 
 }  // namespace
 
-void DrawLabel(std::string_view text, KivPoint at, int32_t scale, uint8_t* bgra, KivSize picture,
+void DrawLabel(std::string_view text, Point at, int32_t scale, uint8_t* bgra, session::Size picture,
                uint32_t ink) {
   for (const char character : text) {
     for (const Glyph& glyph : kGlyphs) {
@@ -86,4 +86,4 @@ void DrawLabel(std::string_view text, KivPoint at, int32_t scale, uint8_t* bgra,
   }
 }
 
-}  // namespace host
+}  // namespace kiv::draw

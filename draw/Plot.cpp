@@ -10,7 +10,7 @@
 #include "draw/Label.h"
 #include "kiv/values/Saturate.h"
 
-namespace host {
+namespace kiv::draw {
 namespace {
 
 constexpr uint32_t kPaper = 0xFF202020;
@@ -37,7 +37,7 @@ struct Scale {
   double Place(double value) const { return from + (value - low) / (high - low) * (to - from); }
 };
 
-bool IsDrawable(const KivPointF& point) {
+bool IsDrawable(const PointF& point) {
   constexpr double kLargest = 1e15;
   return std::fabs(point.x) < kLargest && std::fabs(point.y) < kLargest;
 }
@@ -54,14 +54,14 @@ double GridStep(const Scale& scale, double least) {
 
 class Canvas {
  public:
-  explicit Canvas(KivSize size)
+  explicit Canvas(session::Size size)
       : size_(size), bgra_(static_cast<size_t>(size.width) * static_cast<size_t>(size.height) * 4) {
     for (int32_t y = 0; y < size.height; ++y) {
       for (int32_t x = 0; x < size.width; ++x) Blend({x, y}, kPaper, 1);
     }
   }
 
-  void Blend(KivPoint at, uint32_t colour, double cover) {
+  void Blend(Point at, uint32_t colour, double cover) {
     if (at.x < 0 || at.y < 0 || at.x >= size_.width || at.y >= size_.height || cover <= 0) return;
     uint8_t* const pixel = &bgra_[(static_cast<size_t>(at.y) * static_cast<size_t>(size_.width) +
                                    static_cast<size_t>(at.x)) *
@@ -74,7 +74,7 @@ class Canvas {
   }
 
   // Everything within `radius` of the stretch between two places; ends are round.
-  void Stroke(KivPointF a, KivPointF b, double radius, uint32_t colour) {
+  void Stroke(PointF a, PointF b, double radius, uint32_t colour) {
     const auto low = [&](double p, double q) {
       return kiv::SaturateToInt32(std::floor(std::min(p, q) - radius - 1));
     };
@@ -90,13 +90,13 @@ class Canvas {
     }
   }
 
-  void Label(const std::string& text, KivPoint at, uint32_t colour) {
+  void Label(const std::string& text, Point at, uint32_t colour) {
     DrawLabel(text, at, kTextScale, bgra_.data(), size_, colour);
   }
   std::vector<uint8_t> Take() { return std::move(bgra_); }
 
  private:
-  static double Distance(KivPointF p, KivPointF a, KivPointF b) {
+  static double Distance(PointF p, PointF a, PointF b) {
     const double dx = b.x - a.x, dy = b.y - a.y;
     const double square = dx * dx + dy * dy;
     const double along = square > 0 ? ((p.x - a.x) * dx + (p.y - a.y) * dy) / square : 0;
@@ -104,13 +104,13 @@ class Canvas {
     return std::hypot(p.x - a.x - t * dx, p.y - a.y - t * dy);
   }
 
-  KivSize size_;
+  session::Size size_;
   std::vector<uint8_t> bgra_;
 };
 
 class Plot {
  public:
-  Plot(const std::vector<Curve>& curves, KivSize size)
+  Plot(const std::vector<Curve>& curves, session::Size size)
       : curves_(curves), size_(size), canvas_(size) {
     for (const Curve& curve : curves) {
       Include(curve.points);
@@ -128,26 +128,24 @@ class Plot {
     up_.to = kTop;
   }
 
-  std::vector<uint8_t> Draw() {
+  Picture Draw() {
     DrawGrid();
     for (size_t i = 0; i < curves_.size(); ++i) {
       DrawCurve(curves_[i], static_cast<double>(curves_.size() - 1 - i) * kSeam);
     }
     DrawLegend();
-    return canvas_.Take();
+    return {size_, canvas_.Take()};
   }
 
  private:
-  void Include(const std::vector<KivPointF>& points) {
-    for (const KivPointF& point : points) {
+  void Include(const std::vector<PointF>& points) {
+    for (const PointF& point : points) {
       if (!IsDrawable(point)) continue;
       across_.Include(point.x);
       up_.Include(point.y);
     }
   }
-  KivPointF PlaceOf(const KivPointF& point) const {
-    return {across_.Place(point.x), up_.Place(point.y)};
-  }
+  PointF PlaceOf(const PointF& point) const { return {across_.Place(point.x), up_.Place(point.y)}; }
 
   // The numbers to be shown along a scale.
   static std::vector<double> GridOf(const Scale& scale, double leastStep) {
@@ -184,7 +182,7 @@ class Plot {
       canvas_.Stroke(PlaceOf(curve.points[i - 1]), PlaceOf(curve.points[i]), kHalfLine + seam,
                      curve.colour);
     }
-    for (const KivPointF& mark : curve.marks) {
+    for (const PointF& mark : curve.marks) {
       if (!IsDrawable(mark)) continue;
       canvas_.Stroke(PlaceOf(mark), PlaceOf(mark), kMarkRadius + seam, curve.colour);
     }
@@ -204,15 +202,15 @@ class Plot {
   }
 
   const std::vector<Curve>& curves_;
-  const KivSize size_;
+  const session::Size size_;
   Canvas canvas_;
   Scale across_, up_;
 };
 
 }  // namespace
 
-std::vector<uint8_t> DrawPlot(const std::vector<Curve>& curves, KivSize size) {
+Picture DrawPlot(const std::vector<Curve>& curves, session::Size size) {
   return Plot(curves, size).Draw();
 }
 
-}  // namespace host
+}  // namespace kiv::draw

@@ -5,18 +5,18 @@
 #include <string>
 #include <vector>
 
-#include "kiv/values/ValueTypes.h"
+#include "draw/Picture.h"
 
-namespace host {
+namespace kiv::draw {
 
 struct Curve {
-  std::string name;               // small letters and digits
-  uint32_t colour = 0xFFFFFFFF;   // as a BGRA pixel, blue in the lowest byte
-  std::vector<KivPointF> points;  // frame and value, frames ascending; joined by straight lines
-  std::vector<KivPointF> marks;   // drawn as discs
+  std::string name;              // small letters and digits
+  uint32_t colour = 0xFFFFFFFF;  // as a BGRA pixel, blue in the lowest byte
+  std::vector<PointF> points;    // frame and value, frames ascending; joined by straight lines
+  std::vector<PointF> marks;     // drawn as discs
 };
 
-// Straight BGRA rows. Points that are no numbers are left out.
-std::vector<uint8_t> DrawPlot(const std::vector<Curve>& curves, KivSize size);
+// Points that are not finite are left out.
+Picture DrawPlot(const std::vector<Curve>& curves, session::Size size);
 
-}  // namespace host
+}  // namespace kiv::draw

@@ -1,21 +1,15 @@
-// sheet: the chain's frames as one picture of labelled tiles.
+#include "draw/Sheet.h"
+
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <cmath>
 #include <cstring>
 
-#include "cli/Commands.h"
-#include "cli/InputChecks.h"
-#include "cli/Interrupt.h"
-#include "cli/Messages.h"
-#include "cli/Progress.h"
 #include "draw/Label.h"
 #include "kiv/values/Saturate.h"
-#include "session/ChainClip.h"
-#include "session/Fail.h"
-#include "session/PictureFile.h"
 
-namespace host {
+namespace kiv::draw {
 namespace {
 
 // More tiles than this nobody can look at; longer clips show every n-th frame.
@@ -26,6 +20,7 @@ constexpr int32_t kWidestTile = 480;
 constexpr int32_t kGap = 4;
 constexpr int32_t kWideLabelTile = 128;
 constexpr double kTicksPerSecond = 1e7;
+constexpr uint32_t kPaper = 0xFF202020;
 
 struct Layout {
   int32_t first = 0;
@@ -34,24 +29,23 @@ struct Layout {
   int32_t columns = 1;
   int32_t rows = 1;
   int32_t labelScale = 1;
-  KivSize tile;
+  session::Size tile;
 
   int32_t LabelHeight() const { return (kGlyphHeight + 4) * labelScale; }
-  KivSize SheetSize() const {
+  session::Size SheetSize() const {
     return {columns * (tile.width + kGap) + kGap,
             rows * (tile.height + LabelHeight() + kGap) + kGap};
   }
   // The top left corner of a tile's picture; its label lies below.
-  KivPoint PlaceOf(int32_t number) const {
+  Point PlaceOf(int32_t number) const {
     return {kGap + number % columns * (tile.width + kGap),
             kGap + number / columns * (tile.height + LabelHeight() + kGap)};
   }
 };
 
-Layout LayOut(KivRange range, KivSize frame) {
+Layout LayOut(int32_t first, int32_t count, session::Size frame) {
   Layout layout;
-  const int32_t count = range.end - range.start + 1;
-  layout.first = range.start;
+  layout.first = first;
   layout.step = (count - 1) / kMostTiles + 1;
   layout.tiles = (count - 1) / layout.step + 1;
   layout.columns = std::max(1, kiv::SaturateToInt32(std::ceil(std::sqrt(layout.tiles))));
@@ -66,73 +60,56 @@ Layout LayOut(KivRange range, KivSize frame) {
 
 class SheetPicture {
  public:
-  explicit SheetPicture(const Layout& layout)
-      : layout_(layout),
-        size_(layout.SheetSize()),
-        sheet_(KivCommon::ImageFunc::InitBitmap(size_.width, size_.height)),
-        tile_(KivCommon::ImageFunc::InitBitmap(layout.tile.width, layout.tile.height)) {
-    if (!sheet_ || !tile_) FailRun("no memory for a sheet of {}x{}", size_.width, size_.height);
-    sheet_->Fill(0xFF202020);
+  explicit SheetPicture(const Layout& layout) : layout_(layout), size_(layout.SheetSize()) {
+    bgra_.resize(static_cast<size_t>(size_.width) * static_cast<size_t>(size_.height) * 4);
+    for (size_t i = 0; i < bgra_.size(); i += sizeof(kPaper)) {
+      std::memcpy(&bgra_[i], &kPaper, sizeof(kPaper));
+    }
   }
 
-  void Add(int32_t tile, IKivFrame& frame, int64_t sourceTime) {
-    KivCommon::ImageFunc::ResizeImage(nullptr, frame.GetBitmap(), tile_.Get(), 0);
-    const KivPoint place = layout_.PlaceOf(tile);
-    CopyTile(place);
-    const std::string label = fmt::format("{} {:.3f}s", layout_.first + tile * layout_.step,
-                                          static_cast<double>(sourceTime) / kTicksPerSecond);
+  void Add(int32_t tile, const session::Frame& frame) {
+    const Point place = layout_.PlaceOf(tile);
+    CopyTile(place, frame.Scaled(layout_.tile));
+    const std::string label =
+        fmt::format("{} {:.3f}s", layout_.first + tile * layout_.step,
+                    static_cast<double>(frame.SourceTime()) / kTicksPerSecond);
     DrawLabel(label, {place.x, place.y + layout_.tile.height + 2 * layout_.labelScale},
-              layout_.labelScale, Pixels(), size_);
+              layout_.labelScale, bgra_.data(), size_);
   }
 
-  KivSize Size() const { return size_; }
-  uint8_t* Pixels() const { return static_cast<uint8_t*>(sheet_->GetPixels()); }
+  Picture Take() { return {size_, std::move(bgra_)}; }
 
  private:
-  void CopyTile(KivPoint place) {
+  void CopyTile(Point place, const session::Frame& tile) {
     const auto rowBytes = static_cast<size_t>(layout_.tile.width) * 4;
-    const auto* source = static_cast<const uint8_t*>(tile_->GetPixels());
     for (int32_t y = 0; y < layout_.tile.height; ++y) {
       const size_t row = static_cast<size_t>(place.y + y) * static_cast<size_t>(size_.width);
-      std::memcpy(Pixels() + 4 * (row + static_cast<size_t>(place.x)), source, rowBytes);
-      source += rowBytes;
+      std::memcpy(&bgra_[4 * (row + static_cast<size_t>(place.x))],
+                  tile.Pixels() + y * tile.Stride(), rowBytes);
     }
   }
 
   const Layout& layout_;
-  const KivSize size_;
-  const KivComPtr<IKivBitmap> sheet_;
-  const KivComPtr<IKivBitmap> tile_;
+  const session::Size size_;
+  std::vector<uint8_t> bgra_;
 };
 
 }  // namespace
 
-void RunSheet(const Options& options) {
-  CheckFiles(options);
-  Clip clip(options.input, options.chain);
-  const KivRange range = ResolveFrames(options.frames, "--frames", clip.Result().frameCount);
-  clip.Stabilize(options.progress);
-  clip.Seek(range.start);
-  KivComPtr<IKivFrame> frame = clip.Pull();
-  const Layout layout =
-      LayOut(range, {frame->GetBitmap()->GetWidth(), frame->GetBitmap()->GetHeight()});
-  SheetPicture picture(layout);
-  Progress progress(options.progress, layout.tiles, clip.Stage());
+Sheet DrawSheet(session::Clip& clip, const session::FrameSpan& span, const char* framesOption,
+                const session::ProgressFunction& progress) {
+  const session::FrameRange range = clip.Frames(span, framesOption);
+  clip.Analyse(progress);
+  session::Frame frame = clip.At(range.First());
+  const Layout layout = LayOut(range.First(), range.Count(), frame.Size());
+  SheetPicture sheet(layout);
+  session::Report(progress, {session::Stage::kRender, 0, layout.tiles});
   for (int32_t tile = 0; tile < layout.tiles; ++tile) {
-    ThrowIfInterrupted();
-    if (tile > 0) {
-      for (int32_t i = 0; i < layout.step; ++i) clip.Advance();
-      frame = clip.Pull();
-    }
-    picture.Add(tile, *frame, clip.SourceTimeOf(*frame, range.start + tile * layout.step));
-    progress.Update(tile + 1);
+    if (tile > 0) frame = clip.At(range.First() + tile * layout.step);
+    sheet.Add(tile, frame);
+    session::Report(progress, {session::Stage::kRender, tile + 1, layout.tiles});
   }
-  WritePicture(options.plan, picture.Size(), picture.Pixels());
-  if (!options.chain.saveSettings.empty()) clip.SaveSettings(options.chain.saveSettings);
-  if (layout.step > 1) {
-    PrintNote(fmt::format("the sheet shows one frame in {} of {}", layout.step,
-                          range.end - range.start + 1));
-  }
+  return {sheet.Take(), layout.step, range.Count()};
 }
 
-}  // namespace host
+}  // namespace kiv::draw

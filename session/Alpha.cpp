@@ -4,15 +4,14 @@
 #include <filesystem>
 #include <utility>
 
-#include "cli/InputChecks.h"
 #include "kiv/chain/IKivRender.h"
 #include "kiv/platform/KeyNames.h"
 #include "kiv/platform/KivCommon.h"
-#include "session/ChainClip.h"
 #include "session/Fail.h"
 #include "session/Frames.h"
+#include "session/Input.h"
 
-namespace host {
+namespace kiv::session {
 namespace {
 
 namespace Key = KivKey::AlphaVideo;
@@ -107,7 +106,7 @@ bool FillsWithImage(IKivProperties* settings) {
          !PathIn(settings, Key::kAlphaVideo_ImageFilepath).empty();
 }
 
-bool StoreAlpha(const ChainOptions& options, const KivStreamInfo& info, IKivProperties* settings) {
+bool StoreAlpha(const ClipOptions& options, const KivStreamInfo& info, IKivProperties* settings) {
   const AlphaOptions& alpha = options.alpha;
   if (alpha.preset) settings->SetInt(Key::kAlphaVideo_PresetVideo, 1);
   if (IntIn(settings, Key::kAlphaVideo_PresetVideo) == 0) {
@@ -161,4 +160,4 @@ KivComPtr<IKivFrame> PreparedImage(IKivVideoStreamProcessInternal& process) {
   return image;
 }
 
-}  // namespace host
+}  // namespace kiv::session

@@ -2,19 +2,19 @@
 // settings hold, and how long the result is that the preset fills.
 //
 // Units:    frames of the clip count at its own rate.
-// Errors:   HostError when options do not fit each other, or name files that cannot be used.
+// Errors:   SessionError when options do not fit each other, or name files that cannot be used.
 #pragma once
 
-#include "cli/Options.h"
 #include "kiv/component/IKivVideoStreamProcess.h"
 #include "kiv/platform/Media.h"
 #include "kiv/platform/Properties.h"
+#include "session/ClipOptions.h"
 #include "session/Playback.h"
 
-namespace host {
+namespace kiv::session {
 
 // Brings the options into the clip's settings. Whether the clip is a preset then.
-bool StoreAlpha(const ChainOptions& options, const KivStreamInfo& info, IKivProperties* settings);
+bool StoreAlpha(const ClipOptions& options, const KivStreamInfo& info, IKivProperties* settings);
 
 // What is shown instead of the clip's own frames.
 struct AlphaLength {
@@ -32,4 +32,4 @@ bool FillsWithImage(IKivProperties* settings);
 // preset. Leaves the chain as if nothing had been shown yet.
 KivComPtr<IKivFrame> PreparedImage(IKivVideoStreamProcessInternal& process);
 
-}  // namespace host
+}  // namespace kiv::session

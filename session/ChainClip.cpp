@@ -1,29 +1,25 @@
 #include "session/ChainClip.h"
 
 #include <fmt/format.h>
-#include <sys/stat.h>
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
-#include <cstdlib>
-#include <numeric>
-#include <system_error>
+#include <utility>
 
-#include "cli/KeptOptions.h"
-#include "cli/Messages.h"
 #include "engine/picture/Frame.h"
 #include "kiv/chain/NodeTypes.h"
 #include "kiv/platform/KeyNames.h"
 #include "kiv/values/Saturate.h"
 #include "session/Alpha.h"
 #include "session/ComponentLoader.h"
+#include "session/Convert.h"
 #include "session/Fail.h"
 #include "session/Memory.h"
+#include "session/NodeNames.h"
 #include "session/Proxy.h"
 #include "session/Settings.h"
 
-namespace host {
+namespace kiv::session {
 namespace {
 
 constexpr int64_t kShortestFrame = 10'000;  // of files that count in milliseconds
@@ -31,30 +27,11 @@ constexpr double kTicksPerSecond = 1e7;
 constexpr int32_t kLongestProxyPath = 1024;
 
 std::wstring Wide(const std::string& text) { return KivCommon::Char2WChar(text.c_str()); }
-
-KivComPtr<IKivMediaSource> OpenSource(const std::string& path, const char* what) {
-  const auto factory = KivCommon::GetFactory(nullptr);
-  if (!factory) FailRun("cannot open {} '{}': there is no media factory", what, path);
-  KivComPtr<IKivMediaSource> source;
-  const HRESULT hr = factory->OpenMediaFile(source.Put(), Wide(path).c_str(), nullptr);
-  if (Failed(hr) || !source) {
-    const char* const why = hr == E_UNSUPPORTED ? "it has no video that can be decoded"
-                                                : "it is damaged or no media file";
-    FailRun("cannot open {} '{}': {} (result {:08x})", what, path, why, static_cast<uint32_t>(hr));
-  }
-  return source;
-}
-
-KivPropDecorator SettingsOf(const ChainOptions& options) {
+KivPropDecorator SettingsOf(const ClipOptions& options) {
   KivPropDecorator settings =
       options.settings.empty() ? KivCommon::CreateProperties() : ReadSettings(options.settings);
   if (!settings) FailRun("no memory for the settings");
   return settings;
-}
-
-KivRational Reduced(int64_t numerator, int64_t denominator) {
-  const int64_t divisor = std::gcd(numerator, denominator);
-  return {numerator / divisor, denominator / divisor};
 }
 
 // The source makes a frame for each call; these nodes pass it on, others may use one again.
@@ -68,69 +45,27 @@ bool LeavesFramesAlone(const std::vector<int32_t>& nodes) {
 
 }  // namespace
 
-void CheckFile(const std::string& path, const char* what) {
-  struct stat status {};
-  if (stat(path.c_str(), &status) != 0) {
-    FailRun("cannot open {} '{}': {}", what, path, std::generic_category().message(errno));
-  }
-  if (!S_ISREG(status.st_mode)) {
-    FailRun("cannot open {} '{}': it is not a regular file", what, path);
-  }
-  if (status.st_size == 0) FailRun("cannot open {} '{}': the file is empty", what, path);
-  if (KivCommon::WChar2Char(Wide(path).c_str()) != path) {
-    FailRun("cannot open {} '{}': its name is not valid UTF-8", what, path);
-  }
+PreparedClip Prepare(const std::string& path, const ClipOptions& options) {
+  PreparedClip clip{path, OpenInput(path, "the input", options.onNote), SettingsOf(options), false};
+  clip.isPreset = StoreAlpha(options, clip.input.info, clip.settings.Get());
+  return clip;
 }
 
-OpenedInput OpenInput(const std::string& path, const char* what) {
-  CheckFile(path, what);
-  const auto source = OpenSource(path, what);
-  OpenedInput input;
-  const HRESULT hr = source->GetVideoStream(0, input.decoder.Put());
-  if (Failed(hr) || !input.decoder) {
-    FailRun("cannot open {} '{}': it has no video stream that can be decoded", what, path);
-  }
-  input.streamInfo = input.decoder.As<IKivStreamInfo>();
-  if (!input.streamInfo || Failed(input.streamInfo->GetInfo(&input.info))) {
-    FailRun("cannot open {} '{}': its video stream cannot be described", what, path);
-  }
-  if (input.info.frameCount < 1 || input.info.size.width < 1 || input.info.size.height < 1) {
-    FailRun("cannot open {} '{}': its video stream has no pictures", what, path);
-  }
-  if (const int32_t missing = input.info.picturesBeyondEnd; missing > 0) {
-    PrintNote(fmt::format("warning: '{}' is cut off: {} of its pictures reach beyond its end", path,
-                          missing));
-  }
-  return input;
-}
-
-KivRational OutputSampleAspect(const KivStreamInfo& info, KivSize size) {
-  const KivRational& aspect = info.sampleAspect;
-  if (aspect.numerator <= 0 || aspect.denominator <= 0) return {1, 1};
-  const int64_t across = int64_t{info.size.width} * size.height;
-  const int64_t along = int64_t{info.size.height} * size.width;
-  // Within the rounding of a scaled side the shape is the same.
-  if (std::llabs(across - along) <= std::max(info.size.width, info.size.height)) return aspect;
-  const KivRational shape = Reduced(across, along);
-  return Reduced(aspect.numerator * shape.numerator, aspect.denominator * shape.denominator);
-}
-
-Clip::Clip(const std::string& input, const ChainOptions& options)
-    : path_(input),
-      input_(OpenInput(input)),
+ChainClip::ChainClip(PreparedClip prepared, const ClipOptions& options, const ResultShape* canvas)
+    : path_(std::move(prepared.path)),
+      input_(std::move(prepared.input)),
       decoder_(MeteredDecoder::Make(input_.decoder)),
       kept_(options.kept),
-      settings_(SettingsOf(options)),
-      isPreset_(StoreAlpha(options, input_.info, settings_.Get())),
+      settings_(std::move(prepared.settings)),
+      isPreset_(prepared.isPreset),
       shown_(input_.info),
       stabilization_(StabilizationOf(options, settings_.Get())) {
-  OpenFootage(options);
-  PlanPlayback(options);
-  inBetween_ = SetUpInterpolation(options.interpolation, playback_.speed);
+  PlanPlayback(options, canvas);
+  inBetween_ = SetUpInterpolation(options, playback_.speed);
   if (!options.proxy.empty()) CheckFile(options.proxy, "the proxy");
   if (options.memory) SetPictureMemory(*options.memory);
   nodes_ = NodesFor(options, playback_, {isPreset_, stabilization_.isOn});
-  if (options.nodes.empty() && Crop::IsWanted(options, settings_.Get())) {
+  if (options.chain.empty() && Crop::IsWanted(options, settings_.Get())) {
     nodes_.push_back(static_cast<int32_t>(NodeType::kCrop));
   }
   BuildChain(nodes_);
@@ -139,31 +74,23 @@ Clip::Clip(const std::string& input, const ChainOptions& options)
   SetUpRender();
   SetUpNodes();
   crop_.SetUp(options, settings_.Get(), process_, *render_.Get());
-  if (FillsWithImage(settings_.Get())) overlay_.SetFill(PreparedImage(*process_.Get()));
+  if (FillsWithImage(settings_.Get())) fill_ = PreparedImage(*process_.Get());
 }
 
-void Clip::OpenFootage(const ChainOptions& options) {
-  if (!isPreset_ || options.alpha.over.empty()) return;
-  ChainOptions plain;
-  plain.frameRate = options.frameRate;
-  overlay_.SetFootage(std::make_unique<Clip>(options.alpha.over, plain));
-}
-
-void Clip::PlanPlayback(const ChainOptions& options) {
-  ChainOptions wanted = options;
-  const Clip* const footage = Footage();
-  if (footage && !SameValue(footage->Result().frameRate, SourceRate(input_.info))) {
-    wanted.frameRate = footage->Result().frameRate;
+void ChainClip::PlanPlayback(const ClipOptions& options, const ResultShape* canvas) {
+  ClipOptions wanted = options;
+  if (canvas && !SameValue(canvas->frameRate, SourceRate(input_.info))) {
+    wanted.frameRate = FromKiv(canvas->frameRate);
   }
   if (isPreset_) {
     KivStreamInfo endless = input_.info;
     endless.frameCount = KivCommon::Const::FRAMEINDEX_MAX - 1;
     const Playback how = PlaybackOf(wanted, settings_.Get(), endless);
-    int32_t frames = footage ? footage->Result().frameCount : 0;
+    int32_t frames = canvas ? canvas->frameCount : 0;
     if (options.alpha.length) {
       const double count = *options.alpha.length * how.frameRate.ToDouble() + 0.5;
       frames = std::max(kiv::SaturateToInt32(count), 1);
-      if (footage) frames = std::min(frames, footage->Result().frameCount);
+      if (canvas) frames = std::min(frames, canvas->frameCount);
     }
     const AlphaLength length = LengthFor(frames, how, input_.info);
     shown_.frameCount = length.clipFrames;
@@ -177,12 +104,9 @@ void Clip::PlanPlayback(const ChainOptions& options) {
   result_ = ResultOf(playback_, shown_);
 }
 
-bool Clip::HasAlpha() const {
-  if (Footage()) return Footage()->HasAlpha();
-  return isPreset_ || Info().hasAlpha != 0;
-}
+bool ChainClip::HasAlpha() const { return isPreset_ || Info().hasAlpha != 0; }
 
-void Clip::BuildChain(const std::vector<int32_t>& nodes) {
+void ChainClip::BuildChain(const std::vector<int32_t>& nodes) {
   process_ = ComponentLoader::ByClassId().CreateProcess();
   render_ = process_.As<IKivRenderEx>();
   if (!render_) FailRun("the component has no render interface");
@@ -190,14 +114,14 @@ void Clip::BuildChain(const std::vector<int32_t>& nodes) {
   framesStay_ = LeavesFramesAlone(nodes);
 }
 
-void Clip::LoadSettings(const ChainOptions& options) {
+void ChainClip::LoadSettings(const ClipOptions& options) {
   StorePlayback(playback_, settings_.Get());
   if (options.stabilize) StoreStabilization(stabilization_, settings_.Get());
   if (!options.settings.empty() || isPreset_) process_->LoadSettings(settings_.Get());
   SetUpProxy(options);
 }
 
-void Clip::SetUpProxy(const ChainOptions& options) {
+void ChainClip::SetUpProxy(const ClipOptions& options) {
   if (!options.proxy.empty()) {
     process_->SetProxyPath(Wide(options.proxy).c_str());
     process_->SetProxyEnabled(1);
@@ -207,25 +131,29 @@ void Clip::SetUpProxy(const ChainOptions& options) {
   int32_t enabled = 0;
   process_->GetProxyEnabled(&enabled);
   process_->GetProxyPath(path.data(), kLongestProxyPath);
-  if (enabled != 0 && path[0] != L'\0') TellOfProxy(path.data(), input_.info);
+  if (enabled != 0 && path[0] != L'\0') TellOfProxy(path.data(), input_.info, options.onNote);
 }
 
-void Clip::SetUpSource(const ChainOptions& options) {
+void ChainClip::SetUpSource(const ClipOptions& options) {
   IUnknown* const decoder = static_cast<IKivMediaDecoder*>(decoder_.Get());
   const KivRational sourceRate = SourceRate(input_.info);
   process_->SetSourceFrameRate(&sourceRate);
   process_->SetRenderFrameRate(&result_.frameRate);
-  if (options.decodeScale) process_->SetDecodeScale(&*options.decodeScale);
+  if (options.decodeScale) {
+    const KivRational scale = ToKiv(*options.decodeScale);
+    process_->SetDecodeScale(&scale);
+  }
   process_->SetDecoder(decoder);
   if (!options.size) return;
-  process_->SetOutputSize(&*options.size);
+  const KivSize size = ToKiv(*options.size);
+  process_->SetOutputSize(&size);
   // The source tells a decoder its size when it is attached, so it is attached once more, without
   // the facade's step that takes the clip's own size.
   render_->ProcessCommand(static_cast<uint32_t>(CommandId::SetDecoder),
                           reinterpret_cast<uintptr_t>(decoder), 0);
 }
 
-void Clip::SetUpRender() {
+void ChainClip::SetUpRender() {
   const auto settings = render_.As<IKivRenderSettings>();
   if (!settings) FailRun("the component has no render settings");
   KivSize size = input_.info.size;
@@ -243,7 +171,7 @@ void Clip::SetUpRender() {
 
 // The render initializes the chain at its first operation, without knowing the stream. What the
 // stream is has to come after that.
-void Clip::SetUpNodes() {
+void ChainClip::SetUpNodes() {
   KivComPtr<IKivFrame> none;
   render_->GetLastFrame(&none);
   KivComPtr<IKivSourceBase> tail;
@@ -261,7 +189,7 @@ void Clip::SetUpNodes() {
   process_->SetCacheRange(&playback_.used);
 }
 
-void Clip::Stabilize(ProgressForm progress) {
+void ChainClip::Stabilize(const ProgressFunction& progress) {
   if (!stabilization_.isOn) return;
   KivComPtr<IKivStabExtendControl> control;
   process_->GetStabExtendControl(control.Put());
@@ -275,7 +203,7 @@ void Clip::Stabilize(ProgressForm progress) {
 
 // Nodes rewrite a frame's time, not its number, which is where the source stood: before the first or
 // beyond the last frame, where it shows these. Generated frames have no number.
-int64_t Clip::SourceTimeOf(IKivFrame& frame, int32_t number) const {
+int64_t ChainClip::SourceTimeOf(IKivFrame& frame, int32_t number) const {
   int64_t time = 0;
   frame.GetTime(&time, nullptr);
   const auto numbered = KivComPtr<IKivFrame>(&frame).As<IKivVideoFrame>();
@@ -290,7 +218,15 @@ int64_t Clip::SourceTimeOf(IKivFrame& frame, int32_t number) const {
   return time;
 }
 
-int64_t Clip::TimeInBetween(int32_t number) const {
+int32_t ChainClip::SourceFrameOf(IKivFrame& frame) const {
+  const auto numbered = KivComPtr<IKivFrame>(&frame).As<IKivVideoFrame>();
+  if (!numbered) return -1;
+  const int32_t index = numbered->GetFrameIndex();
+  if (inBetween_ == InBetween::kGenerated && index < 0) return -1;
+  return std::clamp(index, 0, input_.info.frameCount - 1);
+}
+
+int64_t ChainClip::TimeInBetween(int32_t number) const {
   const InBetweenPlace place = PlaceInBetween(number, playback_.speed);
   const auto timeOf = [this](int32_t given) {
     return TimeOfRated(playback_.reverse ? LastRatedFrame(playback_, shown_) - given : given);
@@ -300,7 +236,7 @@ int64_t Clip::TimeInBetween(int32_t number) const {
   return older + kiv::SaturateToInt64(place.part * static_cast<double>(newer - older));
 }
 
-int64_t Clip::TimeOfRated(int32_t number) const {
+int64_t ChainClip::TimeOfRated(int32_t number) const {
   const auto timeOf = [this](int64_t frame) {
     int64_t time = 0;
     decoder_->TimeOf(kiv::ClampToInt32(std::clamp<int64_t>(frame, 0, shown_.frameCount - 1)), &time,
@@ -322,8 +258,7 @@ int64_t Clip::TimeOfRated(int32_t number) const {
   return timeOf(first);
 }
 
-std::vector<int64_t> Clip::TimesOf(KivRange range) const {
-  if (Footage()) return Footage()->TimesOf(range);
+std::vector<int64_t> ChainClip::TimesOf(KivRange range) const {
   if (isPreset_ || Info().constantRate != 0) return {};
   if (playback_.reverse || playback_.IsShifted() || playback_.rated) return {};
   std::vector<int64_t> times;
@@ -341,41 +276,40 @@ std::vector<int64_t> Clip::TimesOf(KivRange range) const {
   return times;
 }
 
-void Clip::Seek(int32_t frame) {
+void ChainClip::Seek(int32_t frame) {
   const RollIn way = RollInTo(frame, playback_, shown_);
   HRESULT hr = render_->Seek(way.from, nullptr, static_cast<int32_t>(KivSeekMode::kReadOnward));
   if (Succeeded(hr) && way.steps != 0) hr = render_->Skip(way.steps, nullptr);
   if (Failed(hr)) {
     FailRun("cannot go to frame {}: result {:08x}", frame, static_cast<uint32_t>(hr));
   }
-  overlay_.Seek(frame);
 }
 
-void Clip::Step(int32_t count) {
+void ChainClip::Step(int32_t count) {
   const HRESULT hr = render_->Skip(count, nullptr);
   if (Failed(hr)) FailRun("cannot go on by {}: result {:08x}", count, static_cast<uint32_t>(hr));
-  overlay_.Step(count);
 }
 
-KivComPtr<IKivFrame> Clip::Pull() {
+KivComPtr<IKivFrame> ChainClip::Pull() {
   KivComPtr<IKivFrame> frame;
   const HRESULT hr = render_->GetFrame(&frame);
   if (Failed(hr) || !frame) {
     FailRun("frame {} could not be made: result {:08x}", render_->GetPosition(),
             static_cast<uint32_t>(hr));
   }
-  return overlay_.Compose(crop_.Cut(frame));
+  return crop_.Cut(frame);
 }
 
-KivRational Clip::SampleAspect(KivSize size) const {
-  if (Footage()) return Footage()->SampleAspect(size);
+KivRational ChainClip::SampleAspect(KivSize size) const {
   return OutputSampleAspect(Info(), crop_.IsOn() ? wholeSize_ : size);
 }
 
-void Clip::SaveSettings(const std::string& path) {
+IKivProperties* ChainClip::CollectSettings() {
   process_->SaveSettings(settings_.Get());
-  StoreKeptOptions(kept_, settings_.Get());
-  WriteSettings(settings_.Get(), path);
+  StoreTexts(kept_, settings_.Get());
+  return settings_.Get();
 }
 
-}  // namespace host
+void ChainClip::SaveSettings(const std::string& path) { WriteSettings(CollectSettings(), path); }
+
+}  // namespace kiv::session

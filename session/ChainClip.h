@@ -4,44 +4,44 @@
 // Units:    frame numbers count the result from 0.
 // Owns:     the component's facade, the decoder and the settings bag.
 // Threads:  one caller at a time.
-// Errors:   HostError.
+// Errors:   SessionError.
 #pragma once
 
 #include <string>
 #include <vector>
 
-#include "cli/KeptOptions.h"
-#include "cli/Options.h"
 #include "kiv/chain/IKivRender.h"
 #include "kiv/component/IKivVideoStreamProcess.h"
 #include "kiv/platform/KivCommon.h"
-#include "session/Composite.h"
+#include "session/ClipOptions.h"
 #include "session/Crop.h"
+#include "session/Input.h"
 #include "session/MeteredDecoder.h"
 #include "session/Playback.h"
+#include "session/Progress.h"
+#include "session/Settings.h"
 #include "session/Stabilization.h"
 #include "session/Timing.h"
 
-namespace host {
+namespace kiv::session {
 
-// The first video stream of a file, as info needs it: without a chain.
-struct OpenedInput {
-  KivComPtr<IKivMediaDecoder> decoder;
-  KivComPtr<IKivStreamInfo> streamInfo;
-  KivStreamInfo info;
+// A clip whose file is open and whose settings are loaded, before its chain is built.
+struct PreparedClip {
+  std::string path;
+  OpenedInput input;
+  KivPropDecorator settings;
+  bool isPreset = false;  // an alpha preset
 };
-OpenedInput OpenInput(const std::string& path, const char* what = "the input");
-// What an editor would say about a file that is not there, before any library is asked.
-void CheckFile(const std::string& path, const char* what);
+PreparedClip Prepare(const std::string& path, const ClipOptions& options);
 
-// The sample aspect that shows a picture of `size` in the clip's own shape.
-KivRational OutputSampleAspect(const KivStreamInfo& info, KivSize size);
-
-class Clip {
+class ChainClip {
  public:
-  Clip(const std::string& input, const ChainOptions& options);
+  // `canvas` (null for none) is the rate and the number of frames that a preset has to fill.
+  ChainClip(PreparedClip prepared, const ClipOptions& options, const ResultShape* canvas);
 
+  const std::string& Path() const { return path_; }
   const KivStreamInfo& Info() const { return input_.info; }
+  IKivStreamInfo& Stream() const { return *input_.streamInfo.Get(); }
   const ResultShape& Result() const { return result_; }
   const Playback& HowItPlays() const { return playback_; }
   // The types of the chain's nodes, from the source on.
@@ -54,11 +54,11 @@ class Clip {
     return decoder_->UnreadPictures() + DecoderStats().picturesReplaced;
   }
   // Whether a frame pulled stays as it is when the next one is pulled.
-  bool FramesStay() const { return framesStay_ || overlay_.IsOn(); }
+  bool FramesStay() const { return framesStay_; }
   // Whether pictures may be transparent.
   bool HasAlpha() const;
-  // The clip that the pictures are laid over; null when there is none.
-  const Clip* Footage() const { return overlay_.Footage(); }
+  // The picture that fills a preset's shape; null when there is none.
+  const KivComPtr<IKivFrame>& Fill() const { return fill_; }
   // Whether the frames of the clip are shown once each, in their order.
   bool IsStretched() const { return shown_.frameCount != input_.info.frameCount; }
 
@@ -66,9 +66,9 @@ class Clip {
   KivRational SampleAspect(KivSize size) const;
 
   // Measures the clip's motion unless its settings brought it, or it is not steadied.
-  void Stabilize(ProgressForm progress);
-  // What the progress of the frames is called, behind that of an analysis; null without one.
-  const char* Stage() const { return analysed_ ? "render" : nullptr; }
+  void Stabilize(const ProgressFunction& progress);
+  // Whether Stabilize measured anything.
+  bool WasAnalysed() const { return analysed_; }
   int32_t StabilizationLevel() const { return stabilization_.level; }
 
   // Shows what playing from the first frame shows there.
@@ -76,38 +76,39 @@ class Clip {
   void Advance() { Step(1); }
   // Back by one; the speed node cannot.
   void Retreat() { Step(-1); }
-  // The frame at the position, straight rows, cut to its region, laid over the footage.
+  // The frame at the position, straight rows, cut to its region.
   KivComPtr<IKivFrame> Pull();
 
   // When the clip itself shows what the frame, number `number` of the result, shows. A generated
   // picture lies between two of the clip's, and so does its time.
   int64_t SourceTimeOf(IKivFrame& frame, int32_t number) const;
+  // The clip's frame that it shows; -1 for a generated one.
+  int32_t SourceFrameOf(IKivFrame& frame) const;
 
   // When the frames of `range` are shown and the last one ends, in 100 ns from the first on: none for
   // a result that goes by its rate, which is any but that of a clip with a variable rate, shown as it is.
   std::vector<int64_t> TimesOf(KivRange range) const;
 
   void SaveSettings(const std::string& path);
-  // As of the last save.
-  IKivProperties* Settings() const { return settings_.Get(); }
+  // What SaveSettings writes.
+  IKivProperties* CollectSettings();
 
  private:
   void Step(int32_t count);
   int64_t TimeInBetween(int32_t number) const;
   int64_t TimeOfRated(int32_t number) const;
-  void PlanPlayback(const ChainOptions& options);
-  void OpenFootage(const ChainOptions& options);
+  void PlanPlayback(const ClipOptions& options, const ResultShape* canvas);
   void BuildChain(const std::vector<int32_t>& nodes);
-  void SetUpSource(const ChainOptions& options);
+  void SetUpSource(const ClipOptions& options);
   void SetUpRender();
   void SetUpNodes();
-  void LoadSettings(const ChainOptions& options);
-  void SetUpProxy(const ChainOptions& options);
+  void LoadSettings(const ClipOptions& options);
+  void SetUpProxy(const ClipOptions& options);
 
   const std::string path_;
   OpenedInput input_;
   KivComPtr<MeteredDecoder> decoder_;
-  const KeptOptions kept_;
+  const SettingsTexts kept_;
   KivPropDecorator settings_;
   bool isPreset_;
   KivStreamInfo shown_;  // the input's, as long as it is shown
@@ -121,9 +122,9 @@ class Clip {
   KivComPtr<IKivRenderEx> render_;
   KivSize wholeSize_;  // before the cut
   Crop crop_;
-  Overlay overlay_;
+  KivComPtr<IKivFrame> fill_;
   bool framesStay_ = false;
   bool analysed_ = false;
 };
 
-}  // namespace host
+}  // namespace kiv::session

@@ -15,7 +15,7 @@
 #include "kiv/platform/Registry.h"
 #include "session/Fail.h"
 
-namespace host {
+namespace kiv::session {
 namespace {
 
 constexpr char kLibraryName[] = "libkiv.so";
@@ -160,4 +160,4 @@ void ComponentLoader::Unregister() const {
   }
 }
 
-}  // namespace host
+}  // namespace kiv::session

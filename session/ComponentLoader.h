@@ -1,7 +1,7 @@
 // Finds the component's library and makes its one class.
 //
 // Owns:     the loaded library, for the life of the process.
-// Errors:   HostError naming the library and the reason.
+// Errors:   SessionError naming the library and the reason.
 #pragma once
 
 #include <string>
@@ -9,7 +9,7 @@
 #include "kiv/component/IKivVideoStreamProcess.h"
 #include "kiv/platform/KivComPtr.h"
 
-namespace host {
+namespace kiv::session {
 
 class ComponentLoader {
  public:
@@ -35,4 +35,4 @@ class ComponentLoader {
   std::string path_;
 };
 
-}  // namespace host
+}  // namespace kiv::session

@@ -5,11 +5,10 @@
 
 #include "engine/filters/Compositing.h"
 #include "kiv/platform/KivCommon.h"
-#include "session/ChainClip.h"
 #include "session/Fail.h"
 #include "session/Frames.h"
 
-namespace host {
+namespace kiv::session {
 namespace {
 
 constexpr size_t kBytesPerPixel = 4;
@@ -62,33 +61,39 @@ void TakeTimeAndIndex(IKivFrame& from, IKivFrame& to) {
 
 }  // namespace
 
-Overlay::Overlay() = default;
-Overlay::~Overlay() = default;
+Composite::Composite(std::unique_ptr<ChainClip> clip, std::unique_ptr<ChainClip> footage)
+    : clip_(std::move(clip)), footage_(std::move(footage)) {}
 
-void Overlay::SetFootage(std::unique_ptr<Clip> footage) { footage_ = std::move(footage); }
-
-void Overlay::Seek(int32_t frame) {
+void Composite::Seek(int32_t frame) {
+  clip_->Seek(frame);
   if (footage_) footage_->Seek(frame);
 }
 
-void Overlay::Step(int32_t count) {
-  if (footage_) count < 0 ? footage_->Retreat() : footage_->Advance();
+void Composite::Advance() {
+  clip_->Advance();
+  if (footage_) footage_->Advance();
 }
 
-KivComPtr<IKivFrame> Overlay::Compose(const KivComPtr<IKivFrame>& frame) const {
-  if (!IsOn()) return frame;
-  const auto shape = fill_ ? Filled(frame) : Straight(frame);
+void Composite::Retreat() {
+  clip_->Retreat();
+  if (footage_) footage_->Retreat();
+}
+
+KivComPtr<IKivFrame> Composite::Pull() {
+  const auto frame = clip_->Pull();
+  if (!IsComposed()) return frame;
+  const auto shape = clip_->Fill() ? Filled(frame) : Straight(frame);
   return footage_ ? OverFootage(shape) : shape;
 }
 
-KivComPtr<IKivFrame> Overlay::Filled(const KivComPtr<IKivFrame>& frame) const {
+KivComPtr<IKivFrame> Composite::Filled(const KivComPtr<IKivFrame>& frame) const {
   auto shape = CopyOf(*frame);
-  const auto fill = Scaled(fill_, SizeOf(*shape));  // a crop may have changed the size
+  const auto fill = Scaled(clip_->Fill(), SizeOf(*shape));  // a crop may have changed the size
   if (Failed(kiv::FillShape(SourceOf(*fill), TargetOf(*shape)))) FailRun("the fill does not fit");
   return shape;
 }
 
-KivComPtr<IKivFrame> Overlay::OverFootage(const KivComPtr<IKivFrame>& frame) const {
+KivComPtr<IKivFrame> Composite::OverFootage(const KivComPtr<IKivFrame>& frame) const {
   auto below = CopyOf(*footage_->Pull());
   const KivRect place = FitInside(SizeOf(*frame), SizeOf(*below));
   const auto shape = Scaled(frame, {place.width, place.height});
@@ -102,4 +107,18 @@ KivComPtr<IKivFrame> Overlay::OverFootage(const KivComPtr<IKivFrame>& frame) con
   return below;
 }
 
-}  // namespace host
+std::unique_ptr<Composite> BuildClip(const std::string& path, const ClipOptions& options) {
+  PreparedClip prepared = Prepare(path, options);
+  std::unique_ptr<ChainClip> footage;
+  if (prepared.isPreset && !options.alpha.over.empty()) {
+    ClipOptions plain;
+    plain.frameRate = options.frameRate;
+    plain.onNote = options.onNote;
+    footage = std::make_unique<ChainClip>(Prepare(options.alpha.over, plain), plain, nullptr);
+  }
+  auto clip = std::make_unique<ChainClip>(std::move(prepared), options,
+                                          footage ? &footage->Result() : nullptr);
+  return std::make_unique<Composite>(std::move(clip), std::move(footage));
+}
+
+}  // namespace kiv::session

@@ -1,41 +1,53 @@
-// What is done to an alpha preset's pictures after its chain: filling the shape with an image, and
-// laying it over the footage of another clip.
+// A clip as it is pulled: one chain or, for an alpha preset over footage, two, and the picture that
+// fills the preset's shape.
 //
 // Pictures of another size than the footage's are scaled to fit inside it, in its middle.
-// Owns:     the prepared image and the footage's clip.
+// Units:    frame numbers count the result from 0.
+// Owns:     both chains.
 // Threads:  one caller at a time.
-// Errors:   HostError.
+// Errors:   SessionError.
 #pragma once
 
 #include <memory>
+#include <vector>
 
-#include "kiv/platform/Frame.h"
+#include "session/ChainClip.h"
 
-namespace host {
+namespace kiv::session {
 
-class Clip;
-
-class Overlay {
+class Composite {
  public:
-  Overlay();
-  ~Overlay();
+  Composite(std::unique_ptr<ChainClip> clip, std::unique_ptr<ChainClip> footage);
 
-  void SetFill(KivComPtr<IKivFrame> image) { fill_ = std::move(image); }
-  void SetFootage(std::unique_ptr<Clip> footage);
-  const Clip* Footage() const { return footage_.get(); }
+  ChainClip& Main() { return *clip_; }
+  const ChainClip& Main() const { return *clip_; }
+  // What a viewer takes for the clip: the footage where there is one.
+  const ChainClip& Shown() const { return footage_ ? *footage_ : *clip_; }
+  bool HasFootage() const { return footage_ != nullptr; }
 
-  bool IsOn() const { return fill_ || footage_; }
+  const ResultShape& Result() const { return clip_->Result(); }
+  bool HasAlpha() const { return Shown().HasAlpha(); }
+  KivRational SampleAspect(KivSize size) const { return Shown().SampleAspect(size); }
+  std::vector<int64_t> TimesOf(KivRange range) const { return Shown().TimesOf(range); }
+  // Whether a frame pulled stays as it is when the next one is pulled.
+  bool FramesStay() const { return clip_->FramesStay() || IsComposed(); }
+
+  // Shows what playing from the first frame shows there.
   void Seek(int32_t frame);
-  void Step(int32_t count);
-  // A new frame with the time and index of `frame`, or `frame` itself when there is nothing to do.
-  KivComPtr<IKivFrame> Compose(const KivComPtr<IKivFrame>& frame) const;
+  void Advance();
+  void Retreat();
+  KivComPtr<IKivFrame> Pull();
 
  private:
+  bool IsComposed() const { return clip_->Fill() || footage_; }
   KivComPtr<IKivFrame> Filled(const KivComPtr<IKivFrame>& frame) const;
   KivComPtr<IKivFrame> OverFootage(const KivComPtr<IKivFrame>& frame) const;
 
-  KivComPtr<IKivFrame> fill_;
-  std::unique_ptr<Clip> footage_;
+  std::unique_ptr<ChainClip> clip_;
+  std::unique_ptr<ChainClip> footage_;
 };
 
-}  // namespace host
+// Opens what a path and options name and builds its chains.
+std::unique_ptr<Composite> BuildClip(const std::string& path, const ClipOptions& options);
+
+}  // namespace kiv::session

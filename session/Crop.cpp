@@ -6,10 +6,11 @@
 #include "kiv/platform/KeyNames.h"
 #include "kiv/platform/KivCommon.h"
 #include "kiv/values/Saturate.h"
+#include "session/Convert.h"
 #include "session/Fail.h"
 #include "session/KeyframeFile.h"
 
-namespace host {
+namespace kiv::session {
 namespace {
 
 constexpr KivRectF kWholePicture{0, 0, 1, 1};
@@ -50,13 +51,13 @@ KivComPtr<IKivFrame> NewFrameLike(IKivFrame& source, KivSize size) {
 
 }  // namespace
 
-bool Crop::IsWanted(const ChainOptions& options, IKivProperties* settings) {
+bool Crop::IsWanted(const ClipOptions& options, IKivProperties* settings) {
   int32_t enabled = 0;
   settings->GetInt(KivKey::Crop::kEnabled, &enabled);
   return enabled != 0 || options.crop || !options.cropKeyframes.empty();
 }
 
-void Crop::SetUp(const ChainOptions& options, IKivProperties* settings,
+void Crop::SetUp(const ClipOptions& options, IKivProperties* settings,
                  const KivComPtr<IKivVideoStreamProcessInternal>& process, IKivRenderEx& render) {
   process_ = process;
   if (options.crop || !options.cropKeyframes.empty()) Animate(options);
@@ -69,7 +70,7 @@ void Crop::SetUp(const ChainOptions& options, IKivProperties* settings,
 }
 
 // With keyframes the region beside them has no effect.
-void Crop::CheckStored(const ChainOptions& options, IKivProperties* settings) const {
+void Crop::CheckStored(const ClipOptions& options, IKivProperties* settings) const {
   const auto keyframes = KeyframesOf(*process_);
   KeyFrameRectF frame;
   KivRectF region = kWholePicture;
@@ -95,10 +96,10 @@ bool Crop::IsFixed() const {
   return true;
 }
 
-void Crop::Animate(const ChainOptions& options) const {
+void Crop::Animate(const ClipOptions& options) const {
   const auto keyframes = KeyframesOf(*process_);
   if (options.crop) {
-    const KeyFrameRectF frame{0, *options.crop};
+    const KeyFrameRectF frame{0, ToKiv(*options.crop)};
     keyframes->RemoveAllKeyFrames();
     keyframes->AddKeyFrame(&frame);
     process_->SetCropRegion(&frame.value);
@@ -139,4 +140,4 @@ KivComPtr<IKivFrame> Crop::Cut(const KivComPtr<IKivFrame>& frame) const {
   return cut;
 }
 
-}  // namespace host
+}  // namespace kiv::session

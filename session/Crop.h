@@ -3,28 +3,28 @@
 // Units:    regions in fractions of the picture; sizes in pixels.
 // Owns:     a reference to the facade.
 // Threads:  one caller at a time.
-// Errors:   HostError.
+// Errors:   SessionError.
 #pragma once
 
 #include <optional>
 
-#include "cli/Options.h"
 #include "kiv/chain/IKivRender.h"
 #include "kiv/component/IKivVideoStreamProcess.h"
 #include "kiv/platform/Frame.h"
 #include "kiv/platform/Properties.h"
+#include "session/ClipOptions.h"
 
-namespace host {
+namespace kiv::session {
 
 class Crop {
  public:
   // Whether a chain needs the crop node, as its last one: for what the options or the clip's settings
   // say.
-  static bool IsWanted(const ChainOptions& options, IKivProperties* settings);
+  static bool IsWanted(const ClipOptions& options, IKivProperties* settings);
 
   // Once the settings are loaded, the sizes known and the render range set: what the options ask for
   // goes to the node, and all that does not fit is refused. Leaves the clip at frame 0.
-  void SetUp(const ChainOptions& options, IKivProperties* settings,
+  void SetUp(const ClipOptions& options, IKivProperties* settings,
              const KivComPtr<IKivVideoStreamProcessInternal>& process, IKivRenderEx& render);
 
   bool IsOn() const { return size_.has_value(); }
@@ -33,8 +33,8 @@ class Crop {
   KivComPtr<IKivFrame> Cut(const KivComPtr<IKivFrame>& frame) const;
 
  private:
-  void Animate(const ChainOptions& options) const;
-  void CheckStored(const ChainOptions& options, IKivProperties* settings) const;
+  void Animate(const ClipOptions& options) const;
+  void CheckStored(const ClipOptions& options, IKivProperties* settings) const;
   bool IsFixed() const;
   KivSize FirstSize(IKivRenderEx& render) const;
 
@@ -43,4 +43,4 @@ class Crop {
   bool isFixed_ = false;         // one region for all frames
 };
 
-}  // namespace host
+}  // namespace kiv::session

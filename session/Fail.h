@@ -1,36 +1,29 @@
-// How a command ends early: an exception that main turns into one line and an exit status.
+// How work in the session library and its front ends ends early: a SessionError with a formatted line.
 #pragma once
 
 #include <fmt/format.h>
 
-#include <stdexcept>
-#include <string>
 #include <utility>
 
-namespace host {
+#include "session/SessionError.h"
 
-enum class ExitStatus { kDone = 0, kFailed = 1, kUsage = 2, kInterrupted = 130 };
+namespace kiv::session {
 
-class HostError : public std::runtime_error {
- public:
-  HostError(ExitStatus status, const std::string& text)
-      : std::runtime_error(text), status_(status) {}
-  ExitStatus Status() const { return status_; }
+template <typename... Args>
+[[noreturn]] void Fail(ErrorCode code, fmt::format_string<Args...> format, Args&&... args) {
+  throw SessionError(code, fmt::format(format, std::forward<Args>(args)...));
+}
 
- private:
-  ExitStatus status_;
-};
-
-// The command line is wrong.
+// An option does not fit.
 template <typename... Args>
 [[noreturn]] void FailUsage(fmt::format_string<Args...> format, Args&&... args) {
-  throw HostError(ExitStatus::kUsage, fmt::format(format, std::forward<Args>(args)...));
+  Fail(ErrorCode::kInvalidArgument, format, std::forward<Args>(args)...);
 }
 
-// The work could not be done.
+// The work could not be done, for a reason that no other code says.
 template <typename... Args>
 [[noreturn]] void FailRun(fmt::format_string<Args...> format, Args&&... args) {
-  throw HostError(ExitStatus::kFailed, fmt::format(format, std::forward<Args>(args)...));
+  Fail(ErrorCode::kFailed, format, std::forward<Args>(args)...);
 }
 
-}  // namespace host
+}  // namespace kiv::session

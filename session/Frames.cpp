@@ -3,7 +3,7 @@
 #include "kiv/platform/KivCommon.h"
 #include "session/Fail.h"
 
-namespace host {
+namespace kiv::session {
 
 KivSize SizeOf(IKivFrame& frame) {
   IKivBitmap* const bitmap = frame.GetBitmap();
@@ -23,4 +23,4 @@ KivComPtr<IKivFrame> Straight(const KivComPtr<IKivFrame>& frame) {
   return description.pixelLayout == KivPixelLayout::kPadded ? CopyOf(*frame) : frame;
 }
 
-}  // namespace host
+}  // namespace kiv::session

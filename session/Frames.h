@@ -3,12 +3,12 @@
 
 #include "kiv/platform/Frame.h"
 
-namespace host {
+namespace kiv::session {
 
 KivSize SizeOf(IKivFrame& frame);
-// HostError when there is no memory for it.
+// SessionError when there is no memory for it.
 KivComPtr<IKivFrame> CopyOf(IKivFrame& frame);
 // The frame itself or a copy whose rows have no gaps.
 KivComPtr<IKivFrame> Straight(const KivComPtr<IKivFrame>& frame);
 
-}  // namespace host
+}  // namespace kiv::session

@@ -8,7 +8,7 @@
 #include "session/Fail.h"
 #include "session/Settings.h"
 
-namespace host {
+namespace kiv::session {
 namespace {
 
 constexpr wchar_t kName[] = L"Keyframes";
@@ -79,4 +79,4 @@ void LoadRegions(const std::string& path, IKivKeyFrameParam& keyframes) {
   }
 }
 
-}  // namespace host
+}  // namespace kiv::session

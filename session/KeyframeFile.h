@@ -1,13 +1,13 @@
 // Keyframe documents as files.
 //
-// Errors:   HostError naming the file and what is wrong with it.
+// Errors:   SessionError naming the file and what is wrong with it.
 #pragma once
 
 #include <string>
 
 #include "kiv/keyframes/IKivKeyFrameParam.h"
 
-namespace host {
+namespace kiv::session {
 
 // Replaces the keyframes by those of a document, in ascending order whatever theirs is; of two with
 // one index the first counts. All hold rectangles or all hold numbers: answers which.
@@ -18,4 +18,4 @@ void LoadRegions(const std::string& path, IKivKeyFrameParam& keyframes);
 
 bool IsRegion(const KivRectF& region);
 
-}  // namespace host
+}  // namespace kiv::session

@@ -5,7 +5,7 @@
 #include "kiv/platform/KivCommon.h"
 #include "session/Fail.h"
 
-namespace host {
+namespace kiv::session {
 namespace {
 
 constexpr int64_t kBytesPerPixel = 4;
@@ -40,4 +40,4 @@ int32_t CacheSpanFor(KivSize size) {
   return static_cast<int32_t>(std::clamp(frames, kShortestSpan, kLongestSpan));
 }
 
-}  // namespace host
+}  // namespace kiv::session

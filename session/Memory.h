@@ -1,14 +1,14 @@
 // The process's budget of decoded pictures, and what follows from it.
 //
 // Units:    bytes.
-// Errors:   HostError.
+// Errors:   SessionError.
 #pragma once
 
 #include <cstdint>
 
 #include "kiv/platform/Media.h"
 
-namespace host {
+namespace kiv::session {
 
 void SetPictureMemory(int64_t bytes);
 KivPictureMemory PictureMemory();
@@ -16,4 +16,4 @@ KivPictureMemory PictureMemory();
 // than a small part of the budget on top of it.
 int32_t CacheSpanFor(KivSize size);
 
-}  // namespace host
+}  // namespace kiv::session

@@ -5,7 +5,7 @@
 
 #include "kiv/values/Saturate.h"
 
-namespace host {
+namespace kiv::session {
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -125,4 +125,4 @@ HRESULT MeteredDecoder::GetSourceSize(KivSize* size) {
   return size_ ? size_->GetSourceSize(size) : E_NOTIMPL;
 }
 
-}  // namespace host
+}  // namespace kiv::session

@@ -15,7 +15,7 @@
 
 #include "kiv/platform/Media.h"
 
-namespace host {
+namespace kiv::session {
 
 class MeteredDecoder : public IKivMediaDecoder, public IKivDecoderSize {
  public:
@@ -59,4 +59,4 @@ class MeteredDecoder : public IKivMediaDecoder, public IKivDecoderSize {
   std::atomic<int32_t> unread_{0};
 };
 
-}  // namespace host
+}  // namespace kiv::session

@@ -4,15 +4,17 @@
 #include <limits>
 #include <string>
 
-#include "cli/InputChecks.h"
-#include "cli/OptionValues.h"
 #include "kiv/chain/NodeTypes.h"
 #include "kiv/platform/KeyNames.h"
 #include "kiv/platform/KivCommon.h"
 #include "kiv/values/Saturate.h"
+#include "session/Convert.h"
 #include "session/Fail.h"
+#include "session/FrameSpans.h"
+#include "session/NodeNames.h"
+#include "session/OptionValues.h"
 
-namespace host {
+namespace kiv::session {
 namespace {
 
 // One picture is no frame rate; it is shown as one at 25 a second.
@@ -33,7 +35,7 @@ void CopyInt(IKivProperties* from, const wchar_t* key, IKivProperties* to) {
   if (Succeeded(from->GetInt(key, &value))) to->SetInt(key, value);
 }
 
-KivRange StoredRange(const ChainOptions& options, IKivProperties* settings, int32_t frameCount) {
+KivRange StoredRange(const ClipOptions& options, IKivProperties* settings, int32_t frameCount) {
   KivRange range{0, frameCount - 1};
   settings->GetRange(KivKey::Speed::kReverse_Range, &range);
   if (range.start < 0 || range.start > range.end || range.end >= frameCount) {
@@ -43,10 +45,10 @@ KivRange StoredRange(const ChainOptions& options, IKivProperties* settings, int3
   return range;
 }
 
-KivRational StoredSpeed(const ChainOptions& options, IKivProperties* settings) {
+KivRational StoredSpeed(const ClipOptions& options, IKivProperties* settings) {
   KivRational speed{1, 1};
   settings->GetRational(KivKey::Speed::kScale, &speed);
-  if (!IsSpeed(speed)) {
+  if (!IsSpeed(FromKiv(speed))) {
     FailRun("the settings '{}' have no possible speed: {}/{}", options.settings, speed.numerator,
             speed.denominator);
   }
@@ -112,14 +114,14 @@ int64_t RatedTotal(const Playback& playback, const KivStreamInfo& info) {
   return static_cast<int64_t>(std::min(total, kMost));
 }
 
-Playback PlaybackOf(const ChainOptions& options, IKivProperties* settings,
+Playback PlaybackOf(const ClipOptions& options, IKivProperties* settings,
                     const KivStreamInfo& info) {
   Playback playback{false, {0, info.frameCount - 1}, SourceRate(info)};
-  playback.rated = options.frameRate || Has(options.nodes, NodeType::kFrameRate);
-  if (options.frameRate) playback.frameRate = *options.frameRate;
+  playback.rated = options.frameRate || Has(NodeTypesOf(options.chain), NodeType::kFrameRate);
+  if (options.frameRate) playback.frameRate = ToKiv(*options.frameRate);
   const bool enabled = IntOr(settings, KivKey::Speed::kEnabled, 1) == 1;
   if (options.speed) {
-    playback.speed = *options.speed;
+    playback.speed = ToKiv(*options.speed);
   } else if (enabled) {
     playback.speed = StoredSpeed(options, settings);
   }
@@ -159,9 +161,9 @@ int32_t LastRatedFrame(const Playback& playback, const KivStreamInfo& info) {
   return kiv::ClampToInt32(RatedFrames(playback, info).end);
 }
 
-std::vector<int32_t> NodesFor(const ChainOptions& options, const Playback& playback,
+std::vector<int32_t> NodesFor(const ClipOptions& options, const Playback& playback,
                               FurtherNodes further) {
-  std::vector<int32_t> nodes = options.nodes;
+  std::vector<int32_t> nodes = NodeTypesOf(options.chain);
   if (nodes.empty()) {
     nodes.push_back(static_cast<int32_t>(NodeType::kSource));
     if (further.alpha) nodes.push_back(static_cast<int32_t>(NodeType::kAlphaVideo));
@@ -219,4 +221,4 @@ InitialBags MakeInitialBags(const Playback& playback, const KivStreamInfo& info,
   return bags;
 }
 
-}  // namespace host
+}  // namespace kiv::session

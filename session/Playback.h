@@ -2,18 +2,18 @@
 // are silent, what the clip's settings hold.
 //
 // Units:    frame numbers of the clip, or of the result from 0.
-// Errors:   HostError when options or settings do not fit the clip.
+// Errors:   SessionError when options or settings do not fit the clip.
 #pragma once
 
 #include <cstdint>
 #include <vector>
 
-#include "cli/Options.h"
 #include "kiv/platform/Media.h"
 #include "kiv/platform/Properties.h"
+#include "session/ClipOptions.h"
 #include "session/Stabilization.h"
 
-namespace host {
+namespace kiv::session {
 
 struct Playback {
   bool reverse = false;
@@ -24,7 +24,7 @@ struct Playback {
 
   bool IsShifted() const { return speed.numerator != speed.denominator; }
 };
-Playback PlaybackOf(const ChainOptions& options, IKivProperties* settings,
+Playback PlaybackOf(const ClipOptions& options, IKivProperties* settings,
                     const KivStreamInfo& info);
 
 // How many frames the chain gives for a clip, and at what rate. The one place that knows.
@@ -44,7 +44,7 @@ struct FurtherNodes {
   bool stabilizer = false;
 };
 // The nodes named in the options, else those that are needed, from the source on.
-std::vector<int32_t> NodesFor(const ChainOptions& options, const Playback& playback,
+std::vector<int32_t> NodesFor(const ClipOptions& options, const Playback& playback,
                               FurtherNodes further);
 
 // Writes a playback other than the plain one into the clip's settings.
@@ -61,4 +61,4 @@ InitialBags MakeInitialBags(const Playback& playback, const KivStreamInfo& info,
 // The rate of the clip's own frames.
 KivRational SourceRate(const KivStreamInfo& info);
 
-}  // namespace host
+}  // namespace kiv::session

@@ -1,20 +1,18 @@
 #include "session/Proxy.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 
-#include "cli/Messages.h"
 #include "kiv/platform/KivCommon.h"
+#include "session/Notes.h"
 #include "session/Playback.h"
 
-namespace host {
+namespace kiv::session {
 namespace {
 
 constexpr double kTicksPerSecond = 1e7;
 
 // As the decoder opens it; without frames when it fails there.
-KivStreamInfo InfoOf(const std::wstring& path) {
+KivStreamInfo ProxyInfo(const std::wstring& path) {
   KivStreamInfo info;
   const auto factory = KivCommon::GetFactory(nullptr);
   KivComPtr<IKivMediaSource> source;
@@ -30,20 +28,19 @@ KivStreamInfo InfoOf(const std::wstring& path) {
 
 }  // namespace
 
-void TellOfProxy(const std::wstring& path, const KivStreamInfo& clip) {
-  const KivStreamInfo proxy = InfoOf(path);
+void TellOfProxy(const std::wstring& path, const KivStreamInfo& clip, const NoteFunction& onNote) {
+  const KivStreamInfo proxy = ProxyInfo(path);
   const std::string name = KivCommon::WChar2Char(path.c_str());
   if (proxy.frameCount < 1) {
-    PrintNote(
-        fmt::format("the proxy '{}' cannot be used: the pictures come from the clip itself", name));
+    Tell(onNote, "the proxy '{}' cannot be used: the pictures come from the clip itself", name);
     return;
   }
   const double missing = static_cast<double>(clip.duration - proxy.duration) / kTicksPerSecond;
   // Its last picture may begin that much before the clip's and still be the right one.
   const double longest = 1.0 / std::min(SourceRate(clip).ToDouble(), SourceRate(proxy).ToDouble());
   if (missing <= longest) return;
-  PrintNote(fmt::format("the proxy '{}' ends {:.2f} s before the clip: its last picture stays",
-                        name, missing));
+  Tell(onNote, "the proxy '{}' ends {:.2f} s before the clip: its last picture stays", name,
+       missing);
 }
 
-}  // namespace host
+}  // namespace kiv::session

@@ -4,11 +4,12 @@
 #include <string>
 
 #include "kiv/platform/Media.h"
+#include "session/ClipOptions.h"
 
-namespace host {
+namespace kiv::session {
 
-// Says on standard error when the file gives no pictures, or ends before the clip does. Both are what
+// Tells the host when the file gives no pictures, or ends before the clip does. Both are what
 // the decoder lives with: it reads the clip itself, or shows the last picture on.
-void TellOfProxy(const std::wstring& path, const KivStreamInfo& clip);
+void TellOfProxy(const std::wstring& path, const KivStreamInfo& clip, const NoteFunction& onNote);
 
-}  // namespace host
+}  // namespace kiv::session

@@ -9,8 +9,9 @@
 #include "engine/write/WriterFile.h"
 #include "kiv/platform/KivCommon.h"
 #include "session/Fail.h"
+#include "session/SettingsFile.h"
 
-namespace host {
+namespace kiv::session {
 namespace {
 
 constexpr size_t kLargestSettings = size_t{256} << 20;
@@ -53,6 +54,13 @@ void WriteSettings(IKivProperties* bag, const std::string& path) {
   WriteTextFile(path, text);
 }
 
+void StoreTexts(const SettingsTexts& texts, IKivProperties* settings) {
+  for (const auto& [key, text] : texts) {
+    settings->SetString(KivCommon::Char2WChar(key.c_str()).c_str(),
+                        KivCommon::Char2WChar(text.c_str()).c_str());
+  }
+}
+
 void WriteTextFile(const std::string& path, const std::string& text) {
   kiv::WriterFile file;
   auto error = file.Open(path);
@@ -61,4 +69,4 @@ void WriteTextFile(const std::string& path, const std::string& text) {
   if (error) FailRun("{}", *error);
 }
 
-}  // namespace host
+}  // namespace kiv::session

@@ -2,15 +2,14 @@
 
 #include <fmt/format.h>
 
-#include "cli/Messages.h"
+#include "session/Notes.h"
 
-namespace host {
+namespace kiv::session {
 namespace {
 
 // Sound is copied, never changed: it fits pictures that take as long as the source's, in its order.
 // Over footage it is the footage's, however the shape plays.
-std::string WhyItDoesNotFit(const Clip& clip, KivRange range) {
-  const Clip& shown = clip.Footage() != nullptr ? *clip.Footage() : clip;
+std::string WhyItDoesNotFit(const ChainClip& shown, KivRange range) {
   const Playback& playback = shown.HowItPlays();
   if (playback.reverse) return "the clip plays backwards";
   if (playback.IsShifted()) {
@@ -25,13 +24,12 @@ std::string WhyItDoesNotFit(const Clip& clip, KivRange range) {
 
 }  // namespace
 
-Sound SoundFor(const Options& options, const Clip& clip, KivRange range) {
+Sound SoundFor(const kiv::OutputPlan& plan, const Composite& clip, KivRange range) {
   Sound sound;
-  const bool isOver = clip.Footage() != nullptr;
-  sound.source = isOver ? options.chain.alpha.over : options.input;
-  if ((isOver ? *clip.Footage() : clip).Info().audioStreams < 1) return sound;
-  sound.fit = kiv::SoundThatFits(options.plan, sound.source);
-  sound.leftOut = WhyItDoesNotFit(clip, range);
+  sound.source = clip.Shown().Path();
+  if (clip.Shown().Info().audioStreams < 1) return sound;
+  sound.fit = kiv::SoundThatFits(plan, sound.source);
+  sound.leftOut = WhyItDoesNotFit(clip.Shown(), range);
   if (!sound.leftOut.empty()) {
     sound.fit.fitting = 0;
   } else if (sound.fit.fitting < sound.fit.streams) {
@@ -41,15 +39,13 @@ Sound SoundFor(const Options& options, const Clip& clip, KivRange range) {
   return sound;
 }
 
-void TellOfSound(const Options& options, const Sound& sound) {
-  if (sound.leftOut.empty() || options.plan.kind != kiv::OutputKind::kEncoded) return;
+void TellOfSound(const kiv::OutputPlan& plan, const Sound& sound, const NoteFunction& onNote) {
+  if (sound.leftOut.empty() || plan.kind != kiv::OutputKind::kEncoded) return;
   if (sound.fit.fitting == 0) {
-    return PrintNote(
-        fmt::format("note: the sound of '{}' is left out: {}", sound.source, sound.leftOut));
+    return Tell(onNote, "note: the sound of '{}' is left out: {}", sound.source, sound.leftOut);
   }
-  PrintNote(fmt::format("note: {} of the {} sound streams of '{}' left out: {}",
-                        sound.fit.streams - sound.fit.fitting, sound.fit.streams, sound.source,
-                        sound.leftOut));
+  Tell(onNote, "note: {} of the {} sound streams of '{}' left out: {}",
+       sound.fit.streams - sound.fit.fitting, sound.fit.streams, sound.source, sound.leftOut);
 }
 
-}  // namespace host
+}  // namespace kiv::session

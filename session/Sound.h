@@ -3,9 +3,11 @@
 
 #include <string>
 
-#include "session/ChainClip.h"
+#include "engine/write/Writer.h"
+#include "session/ClipOptions.h"
+#include "session/Composite.h"
 
-namespace host {
+namespace kiv::session {
 
 struct Sound {
   kiv::SoundFit fit;
@@ -15,9 +17,9 @@ struct Sound {
 };
 
 // `range` is what is rendered of the result.
-Sound SoundFor(const Options& options, const Clip& clip, KivRange range);
+Sound SoundFor(const kiv::OutputPlan& plan, const Composite& clip, KivRange range);
 
 // The one line about it, where there is something to say: pictures alone hold no sound anyway.
-void TellOfSound(const Options& options, const Sound& sound);
+void TellOfSound(const kiv::OutputPlan& plan, const Sound& sound, const NoteFunction& onNote);
 
-}  // namespace host
+}  // namespace kiv::session

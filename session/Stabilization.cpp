@@ -6,15 +6,13 @@
 #include <mutex>
 #include <system_error>
 
-#include "cli/Interrupt.h"
-#include "cli/Progress.h"
 #include "kiv/platform/KeyNames.h"
 #include "kiv/platform/KivCommon.h"
 #include "kiv/platform/Stabilizer.h"
 #include "kiv/values/Saturate.h"
 #include "session/Fail.h"
 
-namespace host {
+namespace kiv::session {
 namespace {
 
 // The component keeps paths of this length.
@@ -73,7 +71,7 @@ bool IsUnderWay(enumTaskState state) {
 
 }  // namespace
 
-Stabilization StabilizationOf(const ChainOptions& options, IKivProperties* settings) {
+Stabilization StabilizationOf(const ClipOptions& options, IKivProperties* settings) {
   int32_t enabled = 0;
   Stabilization found{false, kStabLevelDefault};
   settings->GetInt(KivKey::Stabilization::kEnabled, &enabled);
@@ -105,17 +103,13 @@ void DescribeSource(const std::string& input, const KivStreamInfo& info, IKivPro
 }
 
 bool Analyse(IKivStabExtendControl& control, const std::string& input, int32_t frameCount,
-             ProgressForm form) {
+             const ProgressFunction& progress) {
   if (control.GetTaskState() == enumTaskState::kFinished) return false;
   Listener listener(control);
-  Progress progress(form, frameCount, "analysis");
   if (control.Start() != S_OK) FailRun("cannot analyse '{}': it could not be started", input);
   for (int64_t shown = 0; IsUnderWay(control.GetTaskState());) {
-    const int64_t percent = listener.Await(shown);
-    ThrowIfInterrupted();
-    if (percent == shown) continue;
-    progress.Update(kiv::ClampToInt32(frameCount * percent / 100));
-    shown = percent;
+    shown = listener.Await(shown);
+    Report(progress, {Stage::kAnalysis, frameCount * shown / 100, frameCount});
   }
   if (control.GetTaskState() != enumTaskState::kFinished) {
     FailRun("cannot analyse '{}': its pictures could not be read", input);
@@ -123,4 +117,4 @@ bool Analyse(IKivStabExtendControl& control, const std::string& input, int32_t f
   return true;
 }
 
-}  // namespace host
+}  // namespace kiv::session

@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <limits>
 
-#include "cli/Messages.h"
 #include "engine/registry/AlgorithmModules.h"
 #include "kiv/values/SpeedNumbers.h"
+#include "session/Notes.h"
 
-namespace host {
+namespace kiv::session {
 namespace {
 
 __extension__ using Wide = __int128;
@@ -53,15 +53,15 @@ InBetweenPlace PlaceInBetween(int32_t number, const KivRational& speed) {
   return {newer - 1, index / (count + 1.0)};
 }
 
-InBetween SetUpInterpolation(Interpolation wanted, const KivRational& speed) {
-  if (wanted == Interpolation::kOff) {
+InBetween SetUpInterpolation(const ClipOptions& options, const KivRational& speed) {
+  if (options.interpolation == Interpolation::kOff) {
     kiv::AlgorithmModules::Shared().Withdraw(kTweenModuleName);
   }
   if (!NeedsInBetweens(speed)) return InBetween::kNotNeeded;
-  if (wanted == Interpolation::kOff) return InBetween::kOff;
+  if (options.interpolation == Interpolation::kOff) return InBetween::kOff;
   std::string why;
   if (kiv::AlgorithmModules::Shared().Find(kTweenModuleName, &why)) return InBetween::kGenerated;
-  PrintNote("source frames repeat, there is no interpolation: " + why);
+  Tell(options.onNote, "source frames repeat, there is no interpolation: {}", why);
   return InBetween::kNoModule;
 }
 
@@ -79,4 +79,4 @@ const char* NameOf(InBetween state) {
   return "";
 }
 
-}  // namespace host
+}  // namespace kiv::session

@@ -6,7 +6,7 @@
 
 #include "session/Playback.h"
 
-namespace host {
+namespace kiv::session {
 
 // What a seek shows is not always what playing from the start shows there: generated pictures come
 // with steps only, and steps go by time. Seeking `from` and moving on by `steps` ends on the very
@@ -27,8 +27,8 @@ InBetweenPlace PlaceInBetween(int32_t number, const KivRational& speed);
 
 enum class InBetween { kNotNeeded, kGenerated, kOff, kNoModule };
 
-// Says so on standard error when the frames that slow motion needs cannot be generated.
-InBetween SetUpInterpolation(Interpolation wanted, const KivRational& speed);
+// Tells the host when the frames that slow motion needs cannot be generated.
+InBetween SetUpInterpolation(const ClipOptions& options, const KivRational& speed);
 const char* NameOf(InBetween state);
 
-}  // namespace host
+}  // namespace kiv::session

@@ -1,23 +1,18 @@
-// verify: whether every frame of the chain is the same picture however one comes to it.
+#include "session/Verify.h"
 
 #include <algorithm>
+#include <memory>
 #include <numeric>
-#include <optional>
 #include <random>
 #include <string_view>
-#include <vector>
 
-#include "cli/Commands.h"
-#include "cli/InputChecks.h"
-#include "cli/Interrupt.h"
-#include "cli/Messages.h"
-#include "cli/Progress.h"
 #include "kiv/platform/KivCommon.h"
-#include "session/ChainClip.h"
+#include "session/Composite.h"
 #include "session/Fail.h"
+#include "session/FrameSpans.h"
 #include "session/Frames.h"
 
-namespace host {
+namespace kiv::session {
 namespace {
 
 constexpr uint32_t kOrderSeed = 1;  // each run takes the same way
@@ -31,35 +26,24 @@ size_t PrintOf(const KivComPtr<IKivFrame>& frame) {
   return std::hash<std::string_view>()({pixels, bytes}) + static_cast<size_t>(size.width);
 }
 
-// 3, 7-9 and so on.
-std::string ListOf(const std::vector<int32_t>& frames) {
-  std::string text;
-  for (size_t i = 0; i < frames.size();) {
-    size_t end = i + 1;
-    while (end < frames.size() && frames[end] == frames[end - 1] + 1) ++end;
-    text += fmt::format("{}{}", text.empty() ? "" : ", ", frames[i]);
-    if (end - i > 1) text += fmt::format("-{}", frames[end - 1]);
-    i = end;
-  }
-  return text;
-}
-
 class Verification {
  public:
-  explicit Verification(const Options& options)
-      : clip_(options.input, options.chain),
-        range_(ResolveFrames(options.frames, "--frames", clip_.Result().frameCount)) {
+  Verification(const std::string& path, const ClipOptions& options, const FrameSpan& span,
+               const ProgressFunction& progress)
+      : progress_(progress),
+        clip_(BuildClip(path, options)),
+        range_(ResolveFrames(span, "--frames", clip_->Result().frameCount)) {
     if (Count() > kMostFrames) {
       FailUsage("verify compares {} frames at most, not {}: name a stretch with --frames",
                 kMostFrames, Count());
     }
-    clip_.Stabilize(options.progress);
-    progress_.emplace(options.progress, kPasses * Count(), clip_.Stage());
+    clip_->Main().Stabilize(progress);
+    Tick();
   }
 
-  void Run();
+  VerifyResult Run();
   void SaveSettings(const std::string& path) {
-    if (!path.empty()) clip_.SaveSettings(path);
+    if (!path.empty()) clip_->Main().SaveSettings(path);
   }
 
  private:
@@ -67,25 +51,25 @@ class Verification {
   static constexpr int32_t kMostFrames = 10'000'000;  // 12 bytes each are remembered
 
   int32_t Count() const { return range_.end - range_.start + 1; }
+  void Tick() const { Report(progress_, {Stage::kVerify, pulled_, int64_t{kPasses} * Count()}); }
   size_t Pull();
   void Compare(int32_t frame, std::vector<int32_t>* differing);
   void PlayForward();
   void StepBack();
   void Jump();
-  void Tell() const;
 
-  Clip clip_;
+  const ProgressFunction& progress_;
+  std::unique_ptr<Composite> clip_;
   KivRange range_;
-  std::optional<Progress> progress_;
-  int32_t pulled_ = 0;
+  int64_t pulled_ = 0;
   std::vector<size_t> prints_;
   std::vector<int32_t> backward_, random_;
 };
 
 size_t Verification::Pull() {
-  ThrowIfInterrupted();
-  const size_t print = PrintOf(clip_.Pull());
-  progress_->Update(++pulled_);
+  const size_t print = PrintOf(clip_->Pull());
+  ++pulled_;
+  Tick();
   return print;
 }
 
@@ -95,16 +79,16 @@ void Verification::Compare(int32_t frame, std::vector<int32_t>* differing) {
 
 void Verification::PlayForward() {
   for (int32_t frame = range_.start; frame <= range_.end; ++frame) {
-    frame == range_.start ? clip_.Seek(frame) : clip_.Advance();
+    frame == range_.start ? clip_->Seek(frame) : clip_->Advance();
     prints_.push_back(Pull());
   }
 }
 
 // The speed node steps forwards only: what lies behind it is sought.
 void Verification::StepBack() {
-  const bool seeks = clip_.HowItPlays().IsShifted();
+  const bool seeks = clip_->Main().HowItPlays().IsShifted();
   for (int32_t frame = range_.end; frame >= range_.start; --frame) {
-    frame == range_.end || seeks ? clip_.Seek(frame) : clip_.Retreat();
+    frame == range_.end || seeks ? clip_->Seek(frame) : clip_->Retreat();
     Compare(frame, &backward_);
   }
 }
@@ -114,46 +98,28 @@ void Verification::Jump() {
   std::iota(order.begin(), order.end(), range_.start);
   std::shuffle(order.begin(), order.end(), std::mt19937(kOrderSeed));
   for (const int32_t frame : order) {
-    clip_.Seek(frame);
+    clip_->Seek(frame);
     Compare(frame, &random_);
   }
 }
 
-void Verification::Run() {
+VerifyResult Verification::Run() {
   PlayForward();
   StepBack();
   Jump();
   std::sort(backward_.begin(), backward_.end());
   std::sort(random_.begin(), random_.end());
-  Tell();
-}
-
-void Verification::Tell() const {
-  std::string text;
-  if (!backward_.empty()) text += "backward: " + ListOf(backward_) + "\n";
-  if (!random_.empty()) text += "random: " + ListOf(random_) + "\n";
-  if (text.empty()) text = fmt::format("{} frames: forward, backward and random agree\n", Count());
-  PrintOutput(text);
-  const size_t differing = std::max(backward_.size(), random_.size());
-  if (differing == 0) return;
-  // A decoder conceals damage with what it decoded before, so the way there matters.
-  if (const int64_t unread = clip_.LostPictures(); unread > 0) {
-    return PrintNote(
-        fmt::format("note: {} or more frames differ, the clip is damaged: {} of its "
-                    "pictures could not be decoded",
-                    differing, unread));
-  }
-  FailRun("{} or more of {} frames are other pictures than those shown when playing forward",
-          differing, Count());
+  return {Count(), backward_, random_, clip_->Main().LostPictures()};
 }
 
 }  // namespace
 
-void RunVerify(const Options& options) {
-  CheckFiles(options);
-  Verification verification(options);
-  verification.Run();
-  verification.SaveSettings(options.chain.saveSettings);
+VerifyResult Verify(const std::string& path, const ClipOptions& options, const FrameSpan& frames,
+                    const ProgressFunction& progress, const std::string& saveSettings) {
+  Verification verification(path, options, frames, progress);
+  VerifyResult result = verification.Run();
+  verification.SaveSettings(saveSettings);
+  return result;
 }
 
-}  // namespace host
+}  // namespace kiv::session

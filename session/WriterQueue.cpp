@@ -8,11 +8,10 @@
 #include <new>
 #include <utility>
 
-#include "cli/Interrupt.h"
 #include "kiv/platform/KivCommon.h"
 #include "session/Fail.h"
 
-namespace host {
+namespace kiv::session {
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -22,8 +21,12 @@ constexpr std::chrono::milliseconds kPatience{50};
 
 }  // namespace
 
-WriterQueue::WriterQueue(std::unique_ptr<kiv::Writer> writer, std::atomic<bool>* cancelled)
-    : writer_(std::move(writer)), cancelled_(cancelled), thread_([this] { Run(); }) {}
+WriterQueue::WriterQueue(std::unique_ptr<kiv::Writer> writer, std::atomic<bool>* cancelled,
+                         std::function<void()> onWait)
+    : writer_(std::move(writer)),
+      cancelled_(cancelled),
+      onWait_(std::move(onWait)),
+      thread_([this] { Run(); }) {}
 
 // The thread may be stuck in a write to a full pipe. A signal makes that write return; as it may
 // come between the writer's look at the flag and the write, it is repeated.
@@ -58,13 +61,13 @@ kiv::WriteError Guarded(const Step& step) {
 
 template <typename Condition>
 void WriterQueue::WaitFor(std::unique_lock<std::mutex>& lock, Condition condition) {
-  while (!changed_.wait_for(lock, kPatience, condition)) ThrowIfInterrupted();
+  while (!changed_.wait_for(lock, kPatience, condition)) onWait_();
 }
 
 void WriterQueue::Push(KivComPtr<IKivFrame> frame) {
   std::unique_lock lock(lock_);
   WaitFor(lock, [this] { return frames_.size() < kCapacity || error_; });
-  if (error_) throw HostError(ExitStatus::kFailed, *error_);
+  if (error_) throw SessionError(ErrorCode::kWriteFailed, *error_);
   frames_.push_back(std::move(frame));
   changed_.notify_all();
 }
@@ -74,7 +77,7 @@ void WriterQueue::Finish() {
   complete_ = true;
   changed_.notify_all();
   WaitFor(lock, [this] { return ended_; });
-  if (error_) throw HostError(ExitStatus::kFailed, *error_);
+  if (error_) throw SessionError(ErrorCode::kWriteFailed, *error_);
 }
 
 void WriterQueue::Run() {
@@ -124,4 +127,4 @@ void WriterQueue::Report(kiv::WriteError error) {
   changed_.notify_all();
 }
 
-}  // namespace host
+}  // namespace kiv::session

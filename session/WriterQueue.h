@@ -3,13 +3,14 @@
 // Owns:     the writer and the frames waiting, a handful at most.
 // Threads:  one producer.
 // Locks:    one, a leaf; not held while writing.
-// Errors:   HostError with the writer's line, thrown at the producer's next call. A queue that goes
+// Errors:   SessionError with the writer's line, thrown at the producer's next call. A queue that goes
 //           away unfinished gives up what it is writing, also in a pipe that nobody reads.
 #pragma once
 
 #include <atomic>
 #include <condition_variable>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -17,17 +18,19 @@
 #include "engine/write/Writer.h"
 #include "kiv/platform/Frame.h"
 
-namespace host {
+namespace kiv::session {
 
 class WriterQueue {
  public:
-  // `cancelled` is the one the writer was opened with.
-  WriterQueue(std::unique_ptr<kiv::Writer> writer, std::atomic<bool>* cancelled);
+  // `cancelled` is the one the writer was opened with. `onWait` is called now and then while the
+  // producer waits; what it throws ends the wait.
+  WriterQueue(std::unique_ptr<kiv::Writer> writer, std::atomic<bool>* cancelled,
+              std::function<void()> onWait);
   ~WriterQueue();
   WriterQueue(const WriterQueue&) = delete;
   WriterQueue& operator=(const WriterQueue&) = delete;
 
-  // Waits while the queue is full. Throws when an interrupt came.
+  // Waits while the queue is full.
   void Push(KivComPtr<IKivFrame> frame);
   // Waits until everything is written and the output has its final name.
   void Finish();
@@ -46,6 +49,7 @@ class WriterQueue {
 
   std::unique_ptr<kiv::Writer> writer_;
   std::atomic<bool>* cancelled_;
+  const std::function<void()> onWait_;
   std::atomic<int64_t> nanoseconds_{0};
 
   std::mutex lock_;
@@ -60,4 +64,4 @@ class WriterQueue {
   std::thread thread_;  // last: it uses all of the above
 };
 
-}  // namespace host
+}  // namespace kiv::session

@@ -48,8 +48,8 @@ class Speed : public testing::Test {
     ASSERT_EQ(size, sheet.size);
     std::vector<uint8_t> drawn(static_cast<size_t>(size.width * size.height * 4));
     for (int i = 0; i < 4; ++i) {
-      host::DrawLabel(labels[static_cast<size_t>(i)], {4 + i % 2 * 484, 368 + i / 2 * 386}, 2,
-                      drawn.data(), size);
+      kiv::draw::DrawLabel(labels[static_cast<size_t>(i)], {4 + i % 2 * 484, 368 + i / 2 * 386}, 2,
+                           drawn.data(), {size.width, size.height});
     }
     for (int i = 0; i < 4; ++i) {
       bool same = true;

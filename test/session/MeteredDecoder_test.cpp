@@ -8,7 +8,7 @@ namespace {
 
 TEST(MeteredDecoder, CountsThePicturesThatCouldNotBeRead) {
   const auto inner = test::FakeDecoder::Make();
-  const auto metered = host::MeteredDecoder::Make(
+  const auto metered = kiv::session::MeteredDecoder::Make(
       KivComPtr<IKivMediaDecoder>(static_cast<IKivMediaDecoder*>(inner.Get())));
   KivComPtr<IKivFrame> frame;
   EXPECT_EQ(S_OK, metered->ReadCurrentFrame(&frame));

@@ -8,16 +8,16 @@
 
 #include "cli/Options.h"
 
-namespace host {
+namespace cli {
 
-class Progress {
+class ProgressLine {
  public:
   // `stage` (may be null) tells the lines from those of another run of the same command.
-  Progress(ProgressForm form, int32_t frames, const char* stage);
+  ProgressLine(ProgressForm form, int32_t frames, const char* stage);
   // Takes the bar away, so that a message starts on an empty line.
-  ~Progress();
-  Progress(const Progress&) = delete;
-  Progress& operator=(const Progress&) = delete;
+  ~ProgressLine();
+  ProgressLine(const ProgressLine&) = delete;
+  ProgressLine& operator=(const ProgressLine&) = delete;
 
   // `frame` frames are done. Shown a few times a second, and the last one always.
   void Update(int32_t frame);
@@ -42,4 +42,4 @@ struct Pace {
 };
 Pace PaceOf(int32_t done, int32_t frames, double seconds);
 
-}  // namespace host
+}  // namespace cli

@@ -1,17 +1,17 @@
-#include "cli/OptionValues.h"
+#include "session/OptionValues.h"
 
 #include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <numeric>
 
-#include "cli/OptionTable.h"
-#include "kiv/chain/NodeTypes.h"
 #include "kiv/platform/Stabilizer.h"
+#include "session/Convert.h"
 #include "session/Fail.h"
 #include "session/KeyframeFile.h"
+#include "session/NodeNames.h"
 
-namespace host {
+namespace kiv::session {
 namespace {
 
 constexpr int32_t kLargestSide = 1 << 15;
@@ -63,17 +63,17 @@ bool IsTerm(const std::optional<int64_t>& value) {
   return value && *value > 0 && *value <= kLargestTerm;
 }
 
-std::optional<KivRational> ReadFraction(std::string_view text) {
+std::optional<Rational> ReadFraction(std::string_view text) {
   const auto halves = SplitAt(text, '/');
   if (!halves) return std::nullopt;
   const auto numerator = ReadDigits<int64_t>(halves->left);
   const auto denominator = ReadDigits<int64_t>(halves->right);
   if (!IsTerm(numerator) || !IsTerm(denominator)) return std::nullopt;
-  return KivRational{*numerator, *denominator};
+  return Rational{*numerator, *denominator};
 }
 
 // Exactly: 0.4 is 2/5.
-std::optional<KivRational> ReadExactDecimal(std::string_view text) {
+std::optional<Rational> ReadExactDecimal(std::string_view text) {
   const auto halves = SplitAt(text, '.');
   const std::string_view places = halves ? halves->right : std::string_view();
   const bool startsWithPoint = halves && halves->left.empty();
@@ -86,39 +86,12 @@ std::optional<KivRational> ReadExactDecimal(std::string_view text) {
   const int64_t numerator = *whole * denominator + *part;
   const int64_t divisor = std::gcd(numerator, denominator);
   if (!IsTerm(numerator / divisor)) return std::nullopt;
-  return KivRational{numerator / divisor, denominator / divisor};
-}
-
-struct ChainName {
-  std::string_view name;
-  NodeType type;
-};
-constexpr ChainName kChainNames[] = {
-    {"source", NodeType::kSource},         {"alpha", NodeType::kAlphaVideo},
-    {"stabilizer", NodeType::kStabilizer}, {"cache", NodeType::kFrameCache},
-    {"rate", NodeType::kFrameRate},        {"reverse", NodeType::kReverse},
-    {"speed", NodeType::kSpeed},           {"crop", NodeType::kCrop}};
-
-NodeType ReadNode(std::string_view option, std::string_view name) {
-  const auto* found = std::find_if(std::begin(kChainNames), std::end(kChainNames),
-                                   [&](const ChainName& row) { return row.name == name; });
-  if (found != std::end(kChainNames)) return found->type;
-  std::string names;
-  for (const ChainName& row : kChainNames) {
-    names.append(names.empty() ? "" : ", ").append(row.name);
-  }
-  FailUsage("{} names no node '{}': use {}", option, name, names);
+  return Rational{numerator / divisor, denominator / divisor};
 }
 
 }  // namespace
 
-std::string_view NameOf(NodeType type) {
-  const auto* found = std::find_if(std::begin(kChainNames), std::end(kChainNames),
-                                   [&](const ChainName& row) { return row.type == type; });
-  return found == std::end(kChainNames) ? std::string_view() : found->name;
-}
-
-KivSize ReadSize(std::string_view option, std::string_view text) {
+Size ReadSize(std::string_view option, std::string_view text) {
   if (const auto halves = SplitAt(text, 'x')) {
     const auto width = ReadDigits<int32_t>(halves->left);
     const auto height = ReadDigits<int32_t>(halves->right);
@@ -131,11 +104,9 @@ KivSize ReadSize(std::string_view option, std::string_view text) {
             kLargestSide);
 }
 
-bool IsSpeed(const KivRational& speed) {
-  return IsTerm(speed.numerator) && IsTerm(speed.denominator);
-}
+bool IsSpeed(const Rational& speed) { return IsTerm(speed.numerator) && IsTerm(speed.denominator); }
 
-KivRational ReadSpeed(std::string_view option, std::string_view text) {
+Rational ReadSpeed(std::string_view option, std::string_view text) {
   if (const auto speed =
           text.find('/') == text.npos ? ReadExactDecimal(text) : ReadFraction(text)) {
     return *speed;
@@ -146,7 +117,7 @@ KivRational ReadSpeed(std::string_view option, std::string_view text) {
       option, text, kLargestTerm, kMostPlaces);
 }
 
-KivRational ReadRate(std::string_view option, std::string_view text) {
+Rational ReadRate(std::string_view option, std::string_view text) {
   if (const auto rate = ReadFraction(text.find('/') == text.npos ? std::string(text) + "/1"
                                                                  : std::string(text))) {
     return *rate;
@@ -161,7 +132,7 @@ Interpolation ReadInterpolation(std::string_view option, std::string_view text) 
   FailUsage("{} {}: expected flow or off", option, text);
 }
 
-KivRational ReadScale(std::string_view option, std::string_view text) {
+Rational ReadScale(std::string_view option, std::string_view text) {
   if (const auto scale = ReadFraction(text)) return *scale;
   FailUsage("{} {}: expected a fraction such as 1/2, terms from 1 to {}", option, text,
             kLargestTerm);
@@ -178,8 +149,8 @@ FrameSpan ReadSpan(std::string_view option, std::string_view text) {
             text);
 }
 
-KivRectF ReadRegion(std::string_view option, std::string_view text) {
-  KivRectF region;
+Region ReadRegion(std::string_view option, std::string_view text) {
+  Region region;
   std::string_view rest = text;
   for (double* const side : {&region.left, &region.top, &region.width, &region.height}) {
     const auto halves = SplitAt(rest, ',');
@@ -191,7 +162,7 @@ KivRectF ReadRegion(std::string_view option, std::string_view text) {
     *side = *value;
     if (halves) rest = halves->right;
   }
-  if (IsRegion(region)) return region;
+  if (IsRegion(ToKiv(region))) return region;
   FailUsage("{} {}: the part does not lie inside the picture, whose edges are 0 and 1", option,
             text);
 }
@@ -238,25 +209,16 @@ int32_t ReadIndex(std::string_view option, std::string_view text) {
   FailUsage("{} {}: expected a whole number, 0 or above", option, text);
 }
 
-std::vector<int32_t> ReadChain(std::string_view option, std::string_view text) {
-  std::vector<int32_t> nodes;
+std::vector<std::string> ReadChain(std::string_view option, std::string_view text) {
+  std::vector<std::string> names;
   for (std::string_view rest = text;;) {
     const auto halves = SplitAt(rest, ',');
-    const NodeType node = ReadNode(option, halves ? halves->left : rest);
-    if ((node == NodeType::kSource) != nodes.empty()) {
-      FailUsage("{} {}: a chain begins with source, and has only one", option, text);
-    }
-    nodes.push_back(static_cast<int32_t>(node));
-    if (!halves) return nodes;
+    names.emplace_back(halves ? halves->left : rest);
+    if (!halves) break;
     rest = halves->right;
   }
-}
-
-LogLevel ReadLogLevel(std::string_view option, std::string_view text) {
-  if (text == "failure") return LogLevel::kFailure;
-  if (text == "filter") return LogLevel::kFilter;
-  if (text == "creation") return LogLevel::kCreation;
-  FailUsage("{} {}: expected failure, filter or creation", option, text);
+  CheckNodeNames(option, text, names);
+  return names;
 }
 
 StabilizeOption ReadStabilize(std::string_view option, std::string_view text) {
@@ -266,11 +228,4 @@ StabilizeOption ReadStabilize(std::string_view option, std::string_view text) {
   FailUsage("{} {}: expected a level from 0 to {}", option, text, kStabLevelMax);
 }
 
-ProgressForm ReadProgress(std::string_view option, std::string_view text) {
-  if (text == "json") return ProgressForm::kJson;
-  if (text == "bar") return ProgressForm::kBar;
-  if (text == "none") return ProgressForm::kNone;
-  FailUsage("{} {}: expected json, bar or none", option, text);
-}
-
-}  // namespace host
+}  // namespace kiv::session

@@ -1,4 +1,4 @@
-#include "cli/Progress.h"
+#include "cli/ProgressLine.h"
 
 #include <fmt/format.h>
 #include <unistd.h>
@@ -8,7 +8,7 @@
 #include "cli/Messages.h"
 #include "kiv/values/Saturate.h"
 
-namespace host {
+namespace cli {
 namespace {
 
 constexpr std::chrono::milliseconds kInterval{100};
@@ -33,14 +33,14 @@ Pace PaceOf(int32_t done, int32_t frames, double seconds) {
   return {rate, (frames - done) / rate};
 }
 
-Progress::Progress(ProgressForm form, int32_t frames, const char* stage)
+ProgressLine::ProgressLine(ProgressForm form, int32_t frames, const char* stage)
     : form_(Resolve(form)), frames_(frames), stage_(stage) {}
 
-Progress::~Progress() {
+ProgressLine::~ProgressLine() {
   if (barVisible_) Print("\r\033[K");
 }
 
-void Progress::Update(int32_t frame) {
+void ProgressLine::Update(int32_t frame) {
   if (form_ == ProgressForm::kNone) return;
   const auto now = Clock::now();
   if (frame < frames_ && now - shown_ < kInterval) return;
@@ -52,7 +52,7 @@ void Progress::Update(int32_t frame) {
                     frames_, pace.rate, pace.left, stage));
 }
 
-void Progress::ShowBar(int32_t frame, double rate, double left) {
+void ProgressLine::ShowBar(int32_t frame, double rate, double left) {
   const double part = static_cast<double>(frame) / frames_;
   const int filled = kiv::SaturateToInt32(part * kBarWidth);
   const auto seconds = kiv::SaturateToInt64(left + 0.5);
@@ -62,4 +62,4 @@ void Progress::ShowBar(int32_t frame, double rate, double left) {
                     seconds % 60));
 }
 
-}  // namespace host
+}  // namespace cli

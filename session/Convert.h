@@ -1,0 +1,22 @@
+// Between the session library's own values and the component's. Not installed.
+#pragma once
+
+#include "kiv/values/ValueTypes.h"
+#include "session/Values.h"
+
+namespace kiv::session {
+
+inline KivSize ToKiv(Size size) { return {size.width, size.height}; }
+inline Size FromKiv(KivSize size) { return {size.width, size.height}; }
+
+inline KivRational ToKiv(const Rational& value) { return {value.numerator, value.denominator}; }
+inline Rational FromKiv(const KivRational& value) { return {value.numerator, value.denominator}; }
+
+inline KivRectF ToKiv(const Region& region) {
+  return {region.left, region.top, region.width, region.height};
+}
+inline Region FromKiv(const KivRectF& region) {
+  return {region.left, region.top, region.width, region.height};
+}
+
+}  // namespace kiv::session

@@ -1,0 +1,56 @@
+#include "session/Frame.h"
+
+#include <utility>
+
+#include "engine/picture/PictureScale.h"
+#include "kiv/platform/KivCommon.h"
+#include "session/Convert.h"
+#include "session/Fail.h"
+#include "session/FrameMaker.h"
+#include "session/Frames.h"
+
+namespace kiv::session {
+namespace {
+
+std::shared_ptr<uint8_t> NewPixels(Size size) {
+  const auto bytes = static_cast<size_t>(size.width) * static_cast<size_t>(size.height) * 4;
+  return {new uint8_t[bytes], std::default_delete<uint8_t[]>()};
+}
+
+}  // namespace
+
+Frame FrameMaker::Make(KivComPtr<IKivFrame> frame, const FramePlace& place) {
+  Frame made;
+  const KivSize size = SizeOf(*frame);
+  made.size_ = FromKiv(size);
+  made.stride_ = ptrdiff_t{4} * size.width;
+  const auto* pixels = static_cast<const uint8_t*>(KivCommon::ReadPixels(frame.Get()));
+  made.pixels_ = std::shared_ptr<const uint8_t>(pixels, [frame](const uint8_t*) {});
+  made.index_ = place.index;
+  made.sourceFrame_ = place.sourceFrame;
+  made.time_ = place.time;
+  made.sourceTime_ = place.sourceTime;
+  return made;
+}
+
+Frame Frame::Scaled(session::Size size) const {
+  if (!pixels_ || size.width < 1 || size.height < 1) {
+    FailUsage("a picture of {}x{} cannot be scaled to {}x{}", size_.width, size_.height, size.width,
+              size.height);
+  }
+  Frame scaled = *this;
+  const auto pixels = NewPixels(size);
+  scaled.size_ = size;
+  scaled.stride_ = ptrdiff_t{4} * size.width;
+  scaled.pixels_ = pixels;
+  const kiv::SourcePicture source{pixels_.get(), size_.width, size_.height,
+                                  static_cast<size_t>(stride_)};
+  const kiv::TargetPicture target{pixels.get(), size.width, size.height,
+                                  static_cast<size_t>(scaled.stride_)};
+  if (Failed(kiv::ScalePicture(source, target, kiv::ScaleFilter::kArea))) {
+    FailRun("the picture cannot be scaled to {}x{}", size.width, size.height);
+  }
+  return scaled;
+}
+
+}  // namespace kiv::session

@@ -1,0 +1,21 @@
+// Makes the frames that hosts get of those that a chain gives. Not installed.
+#pragma once
+
+#include "kiv/platform/Frame.h"
+#include "session/Frame.h"
+
+namespace kiv::session {
+
+struct FramePlace {
+  int32_t index = 0;
+  int32_t sourceFrame = -1;
+  int64_t time = 0, sourceTime = 0;
+};
+
+class FrameMaker {
+ public:
+  // `frame` has straight rows and is written by nobody any more.
+  static Frame Make(KivComPtr<IKivFrame> frame, const FramePlace& place);
+};
+
+}  // namespace kiv::session

@@ -1,0 +1,21 @@
+#include "session/FrameSpans.h"
+
+#include "session/Fail.h"
+
+namespace kiv::session {
+
+KivRange ResolveRange(const FrameSpan& span, const char* option, const char* whole,
+                      int32_t frameCount) {
+  const int32_t last = span.last.value_or(frameCount - 1);
+  if (span.first >= frameCount || last >= frameCount) {
+    Fail(ErrorCode::kOutOfRange, "{} goes beyond the {}, which has the frames 0 to {}", option,
+         whole, frameCount - 1);
+  }
+  return {span.first, last};
+}
+
+KivRange ResolveFrames(const FrameSpan& span, const char* option, int32_t frameCount) {
+  return ResolveRange(span, option, "result", frameCount);
+}
+
+}  // namespace kiv::session
