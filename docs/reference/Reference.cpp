@@ -66,6 +66,23 @@ units; colours are 0xRRGGBB.
 | 1088 | double | the preset's length, seconds |
 | 1096 | double | where it waits, seconds; 0 repeats it as a whole |
 
+## StabSettings
+The record of `GetStabilizerSettings` and `SetStabilizerSettings` (`kiv/VideoStab/StabSettings.h`): which frames of which
+stream are analysed. It holds a `std::wstring`, so it has no fixed bytes: host and component are built with the same C++
+library, and a host in another language sets the same by the keys of [settings-keys.md](settings-keys.md). Two records are
+equal when range, path, stream and rate are; `Enable` and `oSize` take no part.
+
+| type | field | meaning | at first |
+|---|---|---|---|
+| 32-bit | `Enable` | whether frames are corrected | 0 |
+| `KivRange` | `rngSource` | first and last frame of the source that are analysed | the whole clip, which has to be set |
+| `std::wstring` | `wstrPath` | the file's full path | empty |
+| 32-bit | `nStreamIdx` | 0 is the first video stream | -1, none |
+| `KivSize` | `oSize` | pixels of the source, before any decode scale | 0 x 0 |
+| `KivRational` | `ratFramerate` | frames per second of the source | 0/1 |
+
+An analysis needs a stream, a size, a rate and both ends of the range; until then the record is kept and nothing starts.
+
 ## Nodes
 The ids of `BuildChain` (`kiv/chain/NodeTypes.h`).
 
