@@ -142,9 +142,14 @@ class SilentOutput {
 
 // The entry points report no registry failure, so the result is looked up.
 void ComponentLoader::Register() const {
+  HRESULT hr = S_OK;
   {
     const SilentOutput silence;
-    Entry<decltype(&DllRegisterServer)>("DllRegisterServer")();
+    hr = Entry<decltype(&DllRegisterServer)>("DllRegisterServer")();
+  }
+  if (hr == E_INVALIDARG) {
+    FailRun("cannot register '{}': its path is longer than {} characters", path_,
+            kMaxRegisteredPath);
   }
   std::error_code ignored;
   const std::string registered = RegisteredPath();
