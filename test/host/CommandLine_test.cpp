@@ -142,6 +142,8 @@ constexpr std::pair<const char*, const char*> kUsage[] = {
     {"stabilize @clip.mkv --settings @s.png --plot @s.png", "written twice"},
     {"frame @clip.mkv --at 1 -o @x.jpg", "ends in .png"},
     {"render @clip.mkv -o @x.mp4 --decode-scale 10000/1", "too large a picture"},
+    {"render @clip.mkv -o @x.mp4 --decode-scale 400/1", "too large a picture: 25600x19200"},
+    {"render @clip.mkv -o @x.mp4 --size 32768x32768", "268435456 pixels at most"},
     {"render @clip.mkv -o @x.mp4 --reverse-range 1:2 --settings @good.json", "needs --reverse"},
     {"render @clip.mkv -o @x.mp4 --speed 2 --speed 3", "--speed is given more than once"},
     {"render @clip.mkv -o @x.mp4 --speed", "--speed"},
