@@ -218,12 +218,7 @@ void Clip::SetUpSource(const ChainOptions& options) {
   process_->SetRenderFrameRate(&result_.frameRate);
   if (options.decodeScale) process_->SetDecodeScale(&*options.decodeScale);
   process_->SetDecoder(decoder);
-  if (!options.size) return;
-  process_->SetOutputSize(&*options.size);
-  // The source tells a decoder its size when it is attached, so it is attached once more, without
-  // the facade's step that takes the clip's own size.
-  render_->ProcessCommand(static_cast<uint32_t>(CommandId::SetDecoder),
-                          reinterpret_cast<uintptr_t>(decoder), 0);
+  if (options.size) process_->SetOutputSize(&*options.size);
 }
 
 void Clip::SetUpRender() {
