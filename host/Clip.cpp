@@ -121,7 +121,7 @@ Clip::Clip(const std::string& input, const ChainOptions& options)
       decoder_(MeteredDecoder::Make(input_.decoder)),
       kept_(options.kept),
       settings_(SettingsOf(options)),
-      isPreset_(StoreAlpha(options, input_.info, settings_.Get())),
+      isPreset_(StoreAlpha(options, settings_.Get())),
       shown_(input_.info),
       stabilization_(StabilizationOf(options, settings_.Get())) {
   OpenFootage(options);
@@ -193,6 +193,7 @@ void Clip::BuildChain(const std::vector<int32_t>& nodes) {
 void Clip::LoadSettings(const ChainOptions& options) {
   StorePlayback(playback_, settings_.Get());
   if (options.stabilize) StoreStabilization(stabilization_, settings_.Get());
+  durationIsSupplied_ = SupplyDuration(input_.info, settings_.Get());
   if (!options.settings.empty() || isPreset_) process_->LoadSettings(settings_.Get());
   SetUpProxy(options);
 }
@@ -217,12 +218,7 @@ void Clip::SetUpSource(const ChainOptions& options) {
   process_->SetRenderFrameRate(&result_.frameRate);
   if (options.decodeScale) process_->SetDecodeScale(&*options.decodeScale);
   process_->SetDecoder(decoder);
-  if (!options.size) return;
-  process_->SetOutputSize(&*options.size);
-  // The source tells a decoder its size when it is attached, so it is attached once more, without
-  // the facade's step that takes the clip's own size.
-  render_->ProcessCommand(static_cast<uint32_t>(CommandId::SetDecoder),
-                          reinterpret_cast<uintptr_t>(decoder), 0);
+  if (options.size) process_->SetOutputSize(&*options.size);
 }
 
 void Clip::SetUpRender() {
@@ -374,6 +370,7 @@ KivRational Clip::SampleAspect(KivSize size) const {
 
 void Clip::SaveSettings(const std::string& path) {
   process_->SaveSettings(settings_.Get());
+  if (durationIsSupplied_) RemoveDuration(settings_.Get());
   StoreKeptOptions(kept_, settings_.Get());
   WriteSettings(settings_.Get(), path);
 }

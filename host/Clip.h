@@ -110,6 +110,7 @@ class Clip {
   const KeptOptions kept_;
   KivPropDecorator settings_;
   bool isPreset_;
+  bool durationIsSupplied_ = false;
   KivStreamInfo shown_;  // the input's, as long as it is shown
   KivRange renderRange_;
   Playback playback_;

@@ -34,7 +34,7 @@ class Crop {
 
  private:
   void Animate(const ChainOptions& options) const;
-  void CheckStored(const ChainOptions& options, IKivProperties* settings) const;
+  void LoadStored(const ChainOptions& options, IKivProperties* settings) const;
   bool IsFixed() const;
   KivSize FirstSize(IKivRenderEx& render) const;
 

@@ -39,12 +39,18 @@ Json::Value SizeJson(KivSize size) {
   return json;
 }
 
+// Of a stream none of whose pictures could be decoded.
+bool HasUnknownColours(const KivStreamInfo& info) { return info.pixelFormat[0] == '\0'; }
+
 Json::Value ColourJson(const KivStreamInfo& info) {
   Json::Value json;
-  json["matrix"] = info.colourMatrix;
-  json["range"] = info.colourRange;
-  json["bits"] = info.bitDepth;
-  json["pixel_format"] = info.pixelFormat;
+  const auto known = [&info](const Json::Value& value) {
+    return HasUnknownColours(info) ? Json::Value() : value;
+  };
+  json["matrix"] = known(info.colourMatrix);
+  json["range"] = known(info.colourRange);
+  json["bits"] = known(info.bitDepth);
+  json["pixel_format"] = known(info.pixelFormat);
   json["alpha"] = info.hasAlpha != 0;
   return json;
 }
@@ -83,6 +89,12 @@ std::string KeyFrameText(const std::vector<int32_t>& frames) {
   return frames.empty() ? text : text + ")";
 }
 
+std::string ColourText(const KivStreamInfo& info) {
+  if (HasUnknownColours(info)) return "unknown";
+  return fmt::format("{} {}, {} bits, {}{}", info.colourMatrix, info.colourRange, info.bitDepth,
+                     info.pixelFormat, info.hasAlpha != 0 ? ", with alpha" : "");
+}
+
 std::string InfoText(const std::string& path, const OpenedInput& input) {
   const KivStreamInfo& info = input.info;
   std::string text = fmt::format("{:14}{}\n", "file", path);
@@ -100,9 +112,7 @@ std::string InfoText(const std::string& path, const OpenedInput& input) {
                    info.constantRate != 0 ? "constant" : "variable"));
   line("frames", fmt::format("{}", info.frameCount));
   line("duration", fmt::format("{:.3f} s", Seconds(info.duration)));
-  line("colour",
-       fmt::format("{} {}, {} bits, {}{}", info.colourMatrix, info.colourRange, info.bitDepth,
-                   info.pixelFormat, info.hasAlpha != 0 ? ", with alpha" : ""));
+  line("colour", ColourText(info));
   line("streams", fmt::format("1 video, {} audio", info.audioStreams));
   line("key frames", KeyFrameText(KeyFramesOf(input)));
   return text;

@@ -14,15 +14,13 @@
 #include <string>
 #include <vector>
 
+#include "engine/common/Frame.h"
 #include "engine/media/AvPointers.h"
 #include "kiv/values/Export.h"
 #include "kiv/values/ResultCodes.h"
 #include "kiv/values/ValueTypes.h"
 
 namespace kiv {
-
-// A picture larger than this is not decoded.
-constexpr int64_t kMaxPicturePixels = int64_t{256} << 20;
 
 class KIV_ENGINE_API MediaInput {
  public:

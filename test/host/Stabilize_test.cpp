@@ -197,6 +197,20 @@ TEST_F(Stabilize, LevelZeroAndSettingsTurnItOff) {
   EXPECT_NE(plain, Rendered("--settings @s.json --stabilize=5"));
 }
 
+TEST_F(Stabilize, TurnedOffItKeepsItsLevelAndAStoredZeroMeansTheUsualOne) {
+  const Pictures plain = Rendered(""), strong = Rendered("--stabilize=40");
+  Run("stabilize @clip.mkv --settings @s.json --level 40");
+  EXPECT_EQ(plain, Rendered("--settings @s.json --stabilize=0 --save-settings @off.json"));
+  EXPECT_EQ(plain, Rendered("--settings @off.json"));
+  EXPECT_EQ(strong, Rendered("--settings @off.json --stabilize"));
+  ReplaceInSettings("off.json", "\"40\"", "\"0\"");
+  const Pictures usual = Rendered("--stabilize");
+  EXPECT_NE(plain, usual);
+  EXPECT_EQ(usual, Rendered("--settings @off.json --stabilize"));
+  Run("stabilize @clip.mkv --settings @off.json");
+  EXPECT_EQ(usual, Rendered("--settings @off.json"));
+}
+
 TEST_F(Stabilize, AnInterruptEndsTheAnalysisAndLeavesNothing) {
   const std::string clip = kivtest::MakeClip({.frames = 3000});
   for (const char* const line : {"stabilize ", "render --stabilize -o @x.mkv "}) {
