@@ -80,6 +80,15 @@ void CheckOrder(const std::vector<int32_t>& nodes) {
   }
 }
 
+// A preset holds and repeats frames, and the stabilizer above it would take them for later ones.
+void CheckHeldFrames(const std::vector<int32_t>& nodes) {
+  const auto stabilizer =
+      std::find(nodes.begin(), nodes.end(), static_cast<int32_t>(NodeType::kStabilizer));
+  if (std::count(nodes.begin(), stabilizer, static_cast<int32_t>(NodeType::kAlphaVideo)) > 0) {
+    FailUsage("--chain must name stabilizer before alpha when a preset is shown");
+  }
+}
+
 // The rate node's frames that show those used, and no other. It steps by times, whatever the mean rate.
 KivRange RatedFrames(const Playback& playback, const KivStreamInfo& info, const FrameTimes& times) {
   const KivRange& used = playback.used;
@@ -165,8 +174,8 @@ std::vector<int32_t> NodesFor(const ChainOptions& options, const Playback& playb
   std::vector<int32_t> nodes = options.nodes;
   if (nodes.empty()) {
     nodes.push_back(static_cast<int32_t>(NodeType::kSource));
-    if (further.alpha) nodes.push_back(static_cast<int32_t>(NodeType::kAlphaVideo));
     if (further.stabilizer) nodes.push_back(static_cast<int32_t>(NodeType::kStabilizer));
+    if (further.alpha) nodes.push_back(static_cast<int32_t>(NodeType::kAlphaVideo));
     if (playback.reverse) nodes.push_back(static_cast<int32_t>(NodeType::kFrameCache));
     if (playback.rated) nodes.push_back(static_cast<int32_t>(NodeType::kFrameRate));
     if (playback.reverse) nodes.push_back(static_cast<int32_t>(NodeType::kReverse));
@@ -180,6 +189,7 @@ std::vector<int32_t> NodesFor(const ChainOptions& options, const Playback& playb
   if (playback.IsShifted()) RequireNode(nodes, NodeType::kSpeed, "--speed", "speed");
   if (playback.rated) RequireNode(nodes, NodeType::kFrameRate, "--fps", "rate");
   CheckOrder(nodes);
+  if (further.alpha && further.stabilizer) CheckHeldFrames(nodes);
   return nodes;
 }
 
