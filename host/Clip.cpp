@@ -19,9 +19,11 @@
 #include "host/Messages.h"
 #include "host/Proxy.h"
 #include "host/Settings.h"
+#include "kiv/chain/CommandIds.h"
 #include "kiv/chain/NodeTypes.h"
 #include "kiv/platform/KeyNames.h"
 #include "kiv/values/Saturate.h"
+#include "kiv/values/SpeedNumbers.h"
 
 namespace host {
 namespace {
@@ -115,17 +117,19 @@ KivRational OutputSampleAspect(const KivStreamInfo& info, KivSize size) {
   return Reduced(aspect.numerator * shape.numerator, aspect.denominator * shape.denominator);
 }
 
-Clip::Clip(const std::string& input, const ChainOptions& options)
+Clip::Clip(const std::string& input, const ChainOptions& options, KivPropDecorator measured)
     : path_(input),
       input_(OpenInput(input)),
       decoder_(MeteredDecoder::Make(input_.decoder)),
       kept_(options.kept),
-      settings_(SettingsOf(options)),
+      isMeasured_(static_cast<bool>(measured)),
+      settings_(measured ? std::move(measured) : SettingsOf(options)),
       isPreset_(StoreAlpha(options, settings_.Get())),
       shown_(input_.info),
       stabilization_(StabilizationOf(options, settings_.Get())) {
   OpenFootage(options);
   PlanPlayback(options);
+  lastBeforeHeld_ = LastBeforeHeld(result_.rated.end - result_.rated.start + 1, playback_);
   inBetween_ = SetUpInterpolation(options.interpolation, playback_.speed);
   if (!options.proxy.empty()) CheckFile(options.proxy, "the proxy");
   if (options.memory) SetPictureMemory(*options.memory);
@@ -169,12 +173,26 @@ void Clip::PlanPlayback(const ChainOptions& options) {
     shown_.frameCount = length.clipFrames;
     renderRange_ = length.renderRange;
     playback_ = PlaybackOf(wanted, settings_.Get(), shown_);
-    result_ = ResultOf(playback_, shown_);
+    result_ = ResultOf(playback_, shown_, TimesOfFrames());
     if (frames > 0) result_.frameCount = std::min(result_.frameCount, frames);
     return;
   }
   playback_ = PlaybackOf(wanted, settings_.Get(), shown_);
-  result_ = ResultOf(playback_, shown_);
+  result_ = ResultOf(playback_, shown_, TimesOfFrames());
+}
+
+// An alpha preset counts frames of the clip's rate, whatever the times of its own.
+FrameTimes Clip::TimesOfFrames() const {
+  if (isPreset_) {
+    return [rate = SourceRate(input_.info).ToDouble()](int32_t frame) {
+      return kiv::SaturateToInt64(frame * kTicksPerSecond / rate);
+    };
+  }
+  return [this](int32_t frame) {
+    int64_t time = 0;
+    decoder_->TimeOf(std::clamp(frame, 0, shown_.frameCount - 1), &time, nullptr);
+    return time;
+  };
 }
 
 bool Clip::HasAlpha() const {
@@ -194,7 +212,8 @@ void Clip::LoadSettings(const ChainOptions& options) {
   StorePlayback(playback_, settings_.Get());
   if (options.stabilize) StoreStabilization(stabilization_, settings_.Get());
   durationIsSupplied_ = SupplyDuration(input_.info, settings_.Get());
-  if (!options.settings.empty() || isPreset_) process_->LoadSettings(settings_.Get());
+  const bool isStored = !options.settings.empty() || isPreset_ || isMeasured_;
+  if (isStored) process_->LoadSettings(settings_.Get());
   SetUpProxy(options);
 }
 
@@ -244,7 +263,7 @@ void Clip::SetUpNodes() {
   render_->GetLastFrame(&none);
   KivComPtr<IKivSourceBase> tail;
   process_->GetTailNode(&tail);
-  const InitialBags bags = MakeInitialBags(playback_, shown_, settings_.Get());
+  const InitialBags bags = MakeInitialBags(playback_, result_, shown_, settings_.Get());
   if (isPreset_) bags.facts->SetRange(KivKey::Render::kRender_RangeFrameNumber, &renderRange_);
   bags.facts->SetInt(KivKey::Speed::kReverse_FrameCacheCount, CacheSpanFor(wholeSize_));
   if (stabilization_.isOn) {
@@ -269,6 +288,12 @@ void Clip::Stabilize(ProgressForm progress) {
   tail->Flush();
 }
 
+KivPropDecorator Clip::MotionData() {
+  if (!stabilization_.isOn) return {};
+  CollectSettings();
+  return settings_;
+}
+
 // Nodes rewrite a frame's time, not its number, which is where the source stood: before the first or
 // beyond the last frame, where it shows these. Generated frames have no number.
 int64_t Clip::SourceTimeOf(IKivFrame& frame, int32_t number) const {
@@ -287,9 +312,9 @@ int64_t Clip::SourceTimeOf(IKivFrame& frame, int32_t number) const {
 }
 
 int64_t Clip::TimeInBetween(int32_t number) const {
-  const InBetweenPlace place = PlaceInBetween(number, playback_.speed);
+  const InBetweenPlace place = PlaceInBetween(std::min(number, lastBeforeHeld_), playback_.speed);
   const auto timeOf = [this](int32_t given) {
-    return TimeOfRated(playback_.reverse ? LastRatedFrame(playback_, shown_) - given : given);
+    return TimeOfRated(playback_.reverse ? result_.rated.end - given : given);
   };
   const int64_t older = timeOf(place.older);
   const int64_t newer = timeOf(kiv::ClampToInt32(int64_t{place.older} + 1));
@@ -297,19 +322,14 @@ int64_t Clip::TimeInBetween(int32_t number) const {
 }
 
 int64_t Clip::TimeOfRated(int32_t number) const {
-  const auto timeOf = [this](int64_t frame) {
-    int64_t time = 0;
-    decoder_->TimeOf(kiv::ClampToInt32(std::clamp<int64_t>(frame, 0, shown_.frameCount - 1)), &time,
-                     nullptr);
-    return time;
-  };
+  const FrameTimes timeOf = TimesOfFrames();
   if (!playback_.rated) return timeOf(number);
   // The rate node shows the first frame that starts no earlier than half a frame of its own before.
-  const double earliest = (number - 0.5) * kTicksPerSecond / playback_.frameRate.ToDouble();
+  const int64_t earliest = kiv::EarliestStartFor(number, playback_.frameRate.ToDouble());
   int32_t first = 0;
   for (int32_t end = shown_.frameCount - 1; first < end;) {
     const int32_t middle = first + (end - first) / 2;
-    if (static_cast<double>(timeOf(middle)) < earliest) {
+    if (timeOf(middle) < earliest) {
       first = middle + 1;
     } else {
       end = middle;
@@ -338,9 +358,12 @@ std::vector<int64_t> Clip::TimesOf(KivRange range) const {
 }
 
 void Clip::Seek(int32_t frame) {
-  const RollIn way = RollInTo(frame, playback_, shown_);
+  position_ = frame;
+  const RollIn way = RollInTo(std::min(frame, lastBeforeHeld_), playback_, shown_);
   HRESULT hr = render_->Seek(way.from, nullptr, static_cast<int32_t>(KivSeekMode::kReadOnward));
-  if (Succeeded(hr) && way.steps != 0) hr = render_->Skip(way.steps, nullptr);
+  for (const int32_t steps : {way.there, way.back}) {
+    if (Succeeded(hr) && steps != 0) hr = render_->Skip(steps, nullptr);
+  }
   if (Failed(hr)) {
     FailRun("cannot go to frame {}: result {:08x}", frame, static_cast<uint32_t>(hr));
   }
@@ -348,14 +371,17 @@ void Clip::Seek(int32_t frame) {
 }
 
 void Clip::Step(int32_t count) {
-  const HRESULT hr = render_->Skip(count, nullptr);
+  const int32_t before = std::min(position_, lastBeforeHeld_);
+  position_ += count;
+  const int32_t steps = std::min(position_, lastBeforeHeld_) - before;
+  const HRESULT hr = steps == 0 ? S_OK : render_->Skip(steps, nullptr);
   if (Failed(hr)) FailRun("cannot go on by {}: result {:08x}", count, static_cast<uint32_t>(hr));
   overlay_.Step(count);
 }
 
 KivComPtr<IKivFrame> Clip::Pull() {
   KivComPtr<IKivFrame> frame;
-  const HRESULT hr = render_->GetFrame(&frame);
+  const HRESULT hr = IsHeld() ? PullHeld(&frame) : render_->GetFrame(&frame);
   if (Failed(hr) || !frame) {
     FailRun("frame {} could not be made: result {:08x}", render_->GetPosition(),
             static_cast<uint32_t>(hr));
@@ -363,14 +389,41 @@ KivComPtr<IKivFrame> Clip::Pull() {
   return overlay_.Compose(crop_.Cut(frame));
 }
 
+// What the speed node generates there lies between the frame that is held and the one before it. Where
+// it has given way to the next already, that node stands on the one held, and shows it at normal speed.
+HRESULT Clip::PullHeld(KivComPtr<IKivFrame>* frame) {
+  const bool isShown = inBetween_ != InBetween::kGenerated || lastBeforeHeld_ == 0;
+  if (isShown) return render_->GetFrame(frame);
+  HRESULT hr = SetSpeed({1, 1});
+  if (Succeeded(hr)) hr = render_->GetFrame(frame);
+  const HRESULT restored = SetSpeed(playback_.speed);
+  return Failed(hr) ? hr : restored;
+}
+
+HRESULT Clip::SetSpeed(const KivRational& speed) {
+  SpeedSettings settings;
+  process_->GetSpeedSettings(&settings);
+  settings.scaleNumerator = speed.numerator;
+  settings.scaleDenominator = speed.denominator;
+  settings.reverse = playback_.reverse ? 1 : 0;
+  settings.reverseStart = 0;
+  settings.reverseEnd = result_.rated.end;
+  return process_->SetSpeedSettings(&settings);
+}
+
 KivRational Clip::SampleAspect(KivSize size) const {
   if (Footage()) return Footage()->SampleAspect(size);
   return OutputSampleAspect(Info(), crop_.IsOn() ? wholeSize_ : size);
 }
 
-void Clip::SaveSettings(const std::string& path) {
+// A duration that nobody gave is not kept.
+void Clip::CollectSettings() {
   process_->SaveSettings(settings_.Get());
   if (durationIsSupplied_) RemoveDuration(settings_.Get());
+}
+
+void Clip::SaveSettings(const std::string& path) {
+  CollectSettings();
   StoreKeptOptions(kept_, settings_.Get());
   WriteSettings(settings_.Get(), path);
 }

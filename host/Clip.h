@@ -39,7 +39,8 @@ KivRational OutputSampleAspect(const KivStreamInfo& info, KivSize size);
 
 class Clip {
  public:
-  Clip(const std::string& input, const ChainOptions& options);
+  // `measured` are the motion data of a clip opened before with the same options, none without.
+  Clip(const std::string& input, const ChainOptions& options, KivPropDecorator measured = {});
 
   const KivStreamInfo& Info() const { return input_.info; }
   const ResultShape& Result() const { return result_; }
@@ -67,6 +68,8 @@ class Clip {
 
   // Measures the clip's motion unless its settings brought it, or it is not steadied.
   void Stabilize(ProgressForm progress);
+  // What it measured, with all settings; none when the clip is not steadied.
+  KivPropDecorator MotionData();
   // What the progress of the frames is called, behind that of an analysis; null without one.
   const char* Stage() const { return analysed_ ? "render" : nullptr; }
   int32_t StabilizationLevel() const { return stabilization_.level; }
@@ -74,7 +77,6 @@ class Clip {
   // Shows what playing from the first frame shows there.
   void Seek(int32_t frame);
   void Advance() { Step(1); }
-  // Back by one; the speed node cannot.
   void Retreat() { Step(-1); }
   // The frame at the position, straight rows, cut to its region, laid over the footage.
   KivComPtr<IKivFrame> Pull();
@@ -92,7 +94,12 @@ class Clip {
   IKivProperties* Settings() const { return settings_.Get(); }
 
  private:
+  void CollectSettings();
   void Step(int32_t count);
+  bool IsHeld() const { return position_ > lastBeforeHeld_; }
+  HRESULT PullHeld(KivComPtr<IKivFrame>* frame);
+  HRESULT SetSpeed(const KivRational& speed);
+  FrameTimes TimesOfFrames() const;
   int64_t TimeInBetween(int32_t number) const;
   int64_t TimeOfRated(int32_t number) const;
   void PlanPlayback(const ChainOptions& options);
@@ -108,6 +115,7 @@ class Clip {
   OpenedInput input_;
   KivComPtr<MeteredDecoder> decoder_;
   const KeptOptions kept_;
+  const bool isMeasured_;  // its motion, by another clip
   KivPropDecorator settings_;
   bool isPreset_;
   bool durationIsSupplied_ = false;
@@ -116,6 +124,8 @@ class Clip {
   Playback playback_;
   Stabilization stabilization_;
   ResultShape result_;
+  int32_t position_ = 0;  // of the result; the chain stops at the last frame before those held
+  int32_t lastBeforeHeld_ = 0;
   std::vector<int32_t> nodes_;
   InBetween inBetween_ = InBetween::kNotNeeded;
   KivComPtr<IKivVideoStreamProcessInternal> process_;

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <utility>
 
 #include "host/HostError.h"
 
@@ -42,6 +43,10 @@ void PrintLine(std::string_view text, fmt::terminal_color colour) {
 void SetQuiet() { isQuiet = true; }
 
 bool IsQuiet() { return isQuiet; }
+
+Silence::Silence() : wasQuiet_(std::exchange(isQuiet, true)) {}
+
+Silence::~Silence() { isQuiet = wasQuiet_; }
 
 void PrintMessage(std::string_view text) { PrintLine(text, fmt::terminal_color::red); }
 

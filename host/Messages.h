@@ -11,6 +11,18 @@ namespace host {
 void SetQuiet();
 bool IsQuiet();
 
+// While it lives, notes are left out: for what was said before.
+class Silence {
+ public:
+  Silence();
+  ~Silence();
+  Silence(const Silence&) = delete;
+  Silence& operator=(const Silence&) = delete;
+
+ private:
+  const bool wasQuiet_;
+};
+
 // Why a command did not do what it should. Line ends and control characters in `text` (file names
 // may hold them) become blanks.
 void PrintMessage(std::string_view text);
