@@ -28,12 +28,18 @@ Json::Value SizeJson(Size size) {
   return json;
 }
 
+// Of a stream none of whose pictures could be decoded.
+bool HasUnknownColours(const MediaInfo& info) { return info.pixelFormat.empty(); }
+
 Json::Value ColourJson(const MediaInfo& info) {
   Json::Value json;
-  json["matrix"] = info.colourMatrix;
-  json["range"] = info.colourRange;
-  json["bits"] = info.bitDepth;
-  json["pixel_format"] = info.pixelFormat;
+  const auto known = [&info](const Json::Value& value) {
+    return HasUnknownColours(info) ? Json::Value() : value;
+  };
+  json["matrix"] = known(info.colourMatrix);
+  json["range"] = known(info.colourRange);
+  json["bits"] = known(info.bitDepth);
+  json["pixel_format"] = known(info.pixelFormat);
   json["alpha"] = info.hasAlpha;
   return json;
 }
@@ -71,6 +77,12 @@ std::string KeyFrameText(const std::vector<int32_t>& frames) {
   return frames.empty() ? text : text + ")";
 }
 
+std::string ColourText(const MediaInfo& info) {
+  if (HasUnknownColours(info)) return "unknown";
+  return fmt::format("{} {}, {} bits, {}{}", info.colourMatrix, info.colourRange, info.bitDepth,
+                     info.pixelFormat, info.hasAlpha ? ", with alpha" : "");
+}
+
 std::string InfoText(const std::string& path, const MediaInfo& info) {
   std::string text = fmt::format("{:14}{}\n", "file", path);
   const auto line = [&text](const char* name, const std::string& value) {
@@ -87,8 +99,7 @@ std::string InfoText(const std::string& path, const MediaInfo& info) {
                    info.hasConstantRate ? "constant" : "variable"));
   line("frames", fmt::format("{}", info.frameCount));
   line("duration", fmt::format("{:.3f} s", Seconds(info.duration)));
-  line("colour", fmt::format("{} {}, {} bits, {}{}", info.colourMatrix, info.colourRange,
-                             info.bitDepth, info.pixelFormat, info.hasAlpha ? ", with alpha" : ""));
+  line("colour", ColourText(info));
   line("streams", fmt::format("1 video, {} audio", info.audioStreams));
   line("key frames", KeyFrameText(info.keyFrames));
   return text;

@@ -91,7 +91,7 @@ constexpr OptionRow kOptions[] = {
     Text("--plot", kKeyframesBit, "FILE.png", &OptionTexts::plot, "draw the curves"),
     Text("--at", kKeyframesBit, "N", &OptionTexts::at, "print the value at frame N"),
     Kept(Text("--chain", kChainBits, "LIST", &OptionTexts::chain,
-              "nodes from the source on: source,alpha,stabilizer,cache,rate,reverse,speed,crop")),
+              "nodes from the source on: source,stabilizer,alpha,cache,rate,reverse,speed,crop")),
     Text("--memory", kChainBits, "MIB", &OptionTexts::memory,
          "what kept decoded pictures may take, 512 if not given"),
     Text("--settings", kChainBits, "FILE.json", &OptionTexts::settings,

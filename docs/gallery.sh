@@ -31,29 +31,29 @@ show() {
 }
 
 printf '%s\n' "# Gallery" "" \
-  "Made by \`docs/gallery.sh\` from [the sample clip](../samples/README.md) with the commands shown. A sheet has every frame of" \
-  "a result with its number there and the time it has in the clip." "" >"$page"
+  "Made by \`docs/gallery.sh\` from [the sample clip](../samples/README.md) with the commands shown. A sheet shows every frame of" \
+  "a result with its number in the result and its time in the clip." "" >"$page"
 
-show forwards "As it is" "The first frames." sheet "$clip" --frames 0:5
+show forwards "Unchanged" "The first frames." sheet "$clip" --frames 0:5
 show reverse "Backwards" "The clip's last frame comes first." sheet "$clip" --reverse --frames 0:5
-show range "A stretch backwards" "Frames 20 to 25, 25 first." \
+show range "A range backwards" "Frames 20 to 25, 25 first." \
   sheet "$clip" --reverse --reverse-range 20:25
 show fast "Faster" "Ten times the speed: every tenth frame." sheet "$clip" --speed 10 --frames 0:5
 show slow-repeated "Slower" "Half the speed. Source frames repeat." \
   sheet "$clip" --speed 1/2 --interpolation off --frames 0:5
-show slow-made "... with in-between pictures" "Made from the motion between the clip's frames." \
+show slow-made "Slower, with in-between pictures" "They are generated from the motion between the clip's frames." \
   sheet "$clip" --speed 1/2 --frames 0:5
-show slow-frame "One of them" "Half-way between the clip's frames 10 and 11." \
+show slow-frame "One in-between picture" "Half-way between the clip's frames 10 and 11." \
   frame "$clip" --speed 1/2 --at 21 --decode-scale 2/3
 show rate "Another frame rate" "10 frames per second instead of 25; the speed stays." \
   sheet "$clip" --fps 10 --frames 0:5
 show crop "Crop" "The middle half of each side." frame "$clip" --at 50 --crop 0.25,0.25,0.5,0.5
-show zoom-start "A moving crop" "The keyframes of [zoom.json](../samples/zoom.json): at the start," \
+show zoom-start "A moving crop" "The keyframes of [zoom.json](../samples/zoom.json): the first frame." \
   frame "$clip" --at 0 --crop-keyframes samples/zoom.json --decode-scale 2/3
-show zoom-end "... and at the end" "closer, scaled to the first frame's size." \
+show zoom-end "The end of the moving crop" "Zoomed in, scaled to the first frame's size." \
   frame "$clip" --at 99 --crop-keyframes samples/zoom.json --decode-scale 2/3
-show alpha "A shape over it" \
-  "The preset [star.webm](../samples/README.md) in a gradient, paused while the clip is longer; see [alpha presets](alpha.md)." \
+show alpha "A shape over footage" \
+  "The preset [star.webm](../samples/README.md) in a gradient, paused because the clip is longer; see [alpha presets](alpha.md)." \
   frame samples/star.webm --alpha-preset --alpha-gradient FF2060,20A0FF,45 --alpha-pause 1.08 --alpha-loop 18 \
   --over "$clip" --at 50
 # The sample's camera is steady: a crop that trembles stands for a hand.
@@ -71,7 +71,7 @@ awk 'BEGIN {
 "$kivclip" render "$clip" --crop-keyframes "$motion/hand.json" -o "$motion/shaky.mp4" --quiet
 "$kivclip" stabilize "$motion/shaky.mp4" --settings "$motion/clip.json" --plot "$to/gallery/path.png" --quiet
 shrink "$to/gallery/path.png" 960
-say "## A steadied camera" "The path of a trembling camera (the sample clip, shaken by keyframes), and what is left of it." "" '```' \
+say "## A steadied camera" "The path of a shaking camera (the sample clip, shaken by keyframes), before and after." "" '```' \
   "kivclip stabilize shaky.mp4 --settings clip.json --plot path.png" \
   "kivclip render shaky.mp4 --settings clip.json --stabilize -o steady.mp4" '```' "" "![Camera path](gallery/path.png)" ""
 "$kivclip" keyframes samples/zoom.json --plot "$to/gallery/curves.png" >/dev/null

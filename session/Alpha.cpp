@@ -61,10 +61,8 @@ void StoreFill(const AlphaOptions& alpha, IKivProperties* settings) {
                       StoredPath("--alpha-image", alpha.image).c_str());
 }
 
-void StoreTiming(const AlphaOptions& alpha, const KivStreamInfo& info, IKivProperties* settings) {
-  double duration = info.frameCount / SourceRate(info).ToDouble();
-  settings->GetDouble(Key::kAlphaVideo_VideoDuration, &duration);
-  settings->SetDouble(Key::kAlphaVideo_VideoDuration, alpha.duration.value_or(duration));
+void StoreTiming(const AlphaOptions& alpha, IKivProperties* settings) {
+  if (alpha.duration) settings->SetDouble(Key::kAlphaVideo_VideoDuration, *alpha.duration);
   if (alpha.pause) settings->SetDouble(Key::kAlphaVideo_VideoPauseTime, *alpha.pause);
   if (alpha.loop) settings->SetInt(Key::kAlphaVideo_LoopCount, *alpha.loop);
 }
@@ -106,7 +104,7 @@ bool FillsWithImage(IKivProperties* settings) {
          !PathIn(settings, Key::kAlphaVideo_ImageFilepath).empty();
 }
 
-bool StoreAlpha(const ClipOptions& options, const KivStreamInfo& info, IKivProperties* settings) {
+bool StoreAlpha(const ClipOptions& options, IKivProperties* settings) {
   const AlphaOptions& alpha = options.alpha;
   if (alpha.preset) settings->SetInt(Key::kAlphaVideo_PresetVideo, 1);
   if (IntIn(settings, Key::kAlphaVideo_PresetVideo) == 0) {
@@ -119,9 +117,22 @@ bool StoreAlpha(const ClipOptions& options, const KivStreamInfo& info, IKivPrope
     settings->SetString(Key::kAlphaVideo_FullHDDataFilepath,
                         StoredPath("--alpha-full-hd", alpha.fullHd).c_str());
   }
-  StoreTiming(alpha, info, settings);
+  StoreTiming(alpha, settings);
   CheckStored(settings);
   return true;
+}
+
+bool SupplyDuration(const KivStreamInfo& info, IKivProperties* settings) {
+  double given = 0;
+  if (Succeeded(settings->GetDouble(Key::kAlphaVideo_VideoDuration, &given))) return false;
+  settings->SetDouble(Key::kAlphaVideo_VideoDuration,
+                      info.frameCount / SourceRate(info).ToDouble());
+  return true;
+}
+
+void RemoveDuration(IKivProperties* settings) {
+  const auto entries = KivComPtr<IKivProperties>(settings).As<IKivPropertyList>();
+  entries->Remove(Key::kAlphaVideo_VideoDuration);
 }
 
 AlphaLength LengthFor(int32_t wanted, const Playback& playback, const KivStreamInfo& info) {

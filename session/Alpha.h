@@ -14,7 +14,12 @@
 namespace kiv::session {
 
 // Brings the options into the clip's settings. Whether the clip is a preset then.
-bool StoreAlpha(const ClipOptions& options, const KivStreamInfo& info, IKivProperties* settings);
+bool StoreAlpha(const ClipOptions& options, IKivProperties* settings);
+
+// Gives settings without a preset's duration the file's, for the nodes to load. False when they have one.
+bool SupplyDuration(const KivStreamInfo& info, IKivProperties* settings);
+// What was supplied is not saved: it would be rounded, and hold for another file as well.
+void RemoveDuration(IKivProperties* settings);
 
 // What is shown instead of the clip's own frames.
 struct AlphaLength {

@@ -7,9 +7,11 @@
 #include <utility>
 
 #include "engine/picture/Frame.h"
+#include "kiv/chain/CommandIds.h"
 #include "kiv/chain/NodeTypes.h"
 #include "kiv/platform/KeyNames.h"
 #include "kiv/values/Saturate.h"
+#include "kiv/values/SpeedNumbers.h"
 #include "session/Alpha.h"
 #include "session/ComponentLoader.h"
 #include "session/Convert.h"
@@ -45,9 +47,12 @@ bool LeavesFramesAlone(const std::vector<int32_t>& nodes) {
 
 }  // namespace
 
-PreparedClip Prepare(const std::string& path, const ClipOptions& options) {
-  PreparedClip clip{path, OpenInput(path, "the input", options.onNote), SettingsOf(options), false};
-  clip.isPreset = StoreAlpha(options, clip.input.info, clip.settings.Get());
+PreparedClip Prepare(const std::string& path, const ClipOptions& options,
+                     KivPropDecorator measured) {
+  PreparedClip clip{path, OpenInput(path, "the input", options.onNote)};
+  clip.isMeasured = static_cast<bool>(measured);
+  clip.settings = measured ? std::move(measured) : SettingsOf(options);
+  clip.isPreset = StoreAlpha(options, clip.settings.Get());
   return clip;
 }
 
@@ -56,11 +61,13 @@ ChainClip::ChainClip(PreparedClip prepared, const ClipOptions& options, const Re
       input_(std::move(prepared.input)),
       decoder_(MeteredDecoder::Make(input_.decoder)),
       kept_(options.kept),
+      isMeasured_(prepared.isMeasured),
       settings_(std::move(prepared.settings)),
       isPreset_(prepared.isPreset),
       shown_(input_.info),
       stabilization_(StabilizationOf(options, settings_.Get())) {
   PlanPlayback(options, canvas);
+  lastBeforeHeld_ = LastBeforeHeld(result_.rated.end - result_.rated.start + 1, playback_);
   inBetween_ = SetUpInterpolation(options, playback_.speed);
   if (!options.proxy.empty()) CheckFile(options.proxy, "the proxy");
   if (options.memory) SetPictureMemory(*options.memory);
@@ -96,12 +103,26 @@ void ChainClip::PlanPlayback(const ClipOptions& options, const ResultShape* canv
     shown_.frameCount = length.clipFrames;
     renderRange_ = length.renderRange;
     playback_ = PlaybackOf(wanted, settings_.Get(), shown_);
-    result_ = ResultOf(playback_, shown_);
+    result_ = ResultOf(playback_, shown_, TimesOfFrames());
     if (frames > 0) result_.frameCount = std::min(result_.frameCount, frames);
     return;
   }
   playback_ = PlaybackOf(wanted, settings_.Get(), shown_);
-  result_ = ResultOf(playback_, shown_);
+  result_ = ResultOf(playback_, shown_, TimesOfFrames());
+}
+
+// An alpha preset counts frames of the clip's rate, whatever the times of its own.
+FrameTimes ChainClip::TimesOfFrames() const {
+  if (isPreset_) {
+    return [rate = SourceRate(input_.info).ToDouble()](int32_t frame) {
+      return kiv::SaturateToInt64(frame * kTicksPerSecond / rate);
+    };
+  }
+  return [this](int32_t frame) {
+    int64_t time = 0;
+    decoder_->TimeOf(std::clamp(frame, 0, shown_.frameCount - 1), &time, nullptr);
+    return time;
+  };
 }
 
 bool ChainClip::HasAlpha() const { return isPreset_ || Info().hasAlpha != 0; }
@@ -117,7 +138,9 @@ void ChainClip::BuildChain(const std::vector<int32_t>& nodes) {
 void ChainClip::LoadSettings(const ClipOptions& options) {
   StorePlayback(playback_, settings_.Get());
   if (options.stabilize) StoreStabilization(stabilization_, settings_.Get());
-  if (!options.settings.empty() || isPreset_) process_->LoadSettings(settings_.Get());
+  durationIsSupplied_ = SupplyDuration(input_.info, settings_.Get());
+  const bool isStored = !options.settings.empty() || isPreset_ || isMeasured_;
+  if (isStored) process_->LoadSettings(settings_.Get());
   SetUpProxy(options);
 }
 
@@ -144,13 +167,10 @@ void ChainClip::SetUpSource(const ClipOptions& options) {
     process_->SetDecodeScale(&scale);
   }
   process_->SetDecoder(decoder);
-  if (!options.size) return;
-  const KivSize size = ToKiv(*options.size);
-  process_->SetOutputSize(&size);
-  // The source tells a decoder its size when it is attached, so it is attached once more, without
-  // the facade's step that takes the clip's own size.
-  render_->ProcessCommand(static_cast<uint32_t>(CommandId::SetDecoder),
-                          reinterpret_cast<uintptr_t>(decoder), 0);
+  if (options.size) {
+    const KivSize size = ToKiv(*options.size);
+    process_->SetOutputSize(&size);
+  }
 }
 
 void ChainClip::SetUpRender() {
@@ -176,7 +196,7 @@ void ChainClip::SetUpNodes() {
   render_->GetLastFrame(&none);
   KivComPtr<IKivSourceBase> tail;
   process_->GetTailNode(&tail);
-  const InitialBags bags = MakeInitialBags(playback_, shown_, settings_.Get());
+  const InitialBags bags = MakeInitialBags(playback_, result_, shown_, settings_.Get());
   if (isPreset_) bags.facts->SetRange(KivKey::Render::kRender_RangeFrameNumber, &renderRange_);
   bags.facts->SetInt(KivKey::Speed::kReverse_FrameCacheCount, CacheSpanFor(wholeSize_));
   if (stabilization_.isOn) {
@@ -199,6 +219,12 @@ void ChainClip::Stabilize(const ProgressFunction& progress) {
   KivComPtr<IKivSourceBase> tail;
   process_->GetTailNode(&tail);
   tail->Flush();
+}
+
+KivPropDecorator ChainClip::MotionData() {
+  if (!stabilization_.isOn) return {};
+  CollectSettings();
+  return settings_;
 }
 
 // Nodes rewrite a frame's time, not its number, which is where the source stood: before the first or
@@ -227,9 +253,9 @@ int32_t ChainClip::SourceFrameOf(IKivFrame& frame) const {
 }
 
 int64_t ChainClip::TimeInBetween(int32_t number) const {
-  const InBetweenPlace place = PlaceInBetween(number, playback_.speed);
+  const InBetweenPlace place = PlaceInBetween(std::min(number, lastBeforeHeld_), playback_.speed);
   const auto timeOf = [this](int32_t given) {
-    return TimeOfRated(playback_.reverse ? LastRatedFrame(playback_, shown_) - given : given);
+    return TimeOfRated(playback_.reverse ? result_.rated.end - given : given);
   };
   const int64_t older = timeOf(place.older);
   const int64_t newer = timeOf(kiv::ClampToInt32(int64_t{place.older} + 1));
@@ -237,19 +263,14 @@ int64_t ChainClip::TimeInBetween(int32_t number) const {
 }
 
 int64_t ChainClip::TimeOfRated(int32_t number) const {
-  const auto timeOf = [this](int64_t frame) {
-    int64_t time = 0;
-    decoder_->TimeOf(kiv::ClampToInt32(std::clamp<int64_t>(frame, 0, shown_.frameCount - 1)), &time,
-                     nullptr);
-    return time;
-  };
+  const FrameTimes timeOf = TimesOfFrames();
   if (!playback_.rated) return timeOf(number);
   // The rate node shows the first frame that starts no earlier than half a frame of its own before.
-  const double earliest = (number - 0.5) * kTicksPerSecond / playback_.frameRate.ToDouble();
+  const int64_t earliest = kiv::EarliestStartFor(number, playback_.frameRate.ToDouble());
   int32_t first = 0;
   for (int32_t end = shown_.frameCount - 1; first < end;) {
     const int32_t middle = first + (end - first) / 2;
-    if (static_cast<double>(timeOf(middle)) < earliest) {
+    if (timeOf(middle) < earliest) {
       first = middle + 1;
     } else {
       end = middle;
@@ -277,22 +298,28 @@ std::vector<int64_t> ChainClip::TimesOf(KivRange range) const {
 }
 
 void ChainClip::Seek(int32_t frame) {
-  const RollIn way = RollInTo(frame, playback_, shown_);
+  position_ = frame;
+  const RollIn way = RollInTo(std::min(frame, lastBeforeHeld_), playback_, shown_);
   HRESULT hr = render_->Seek(way.from, nullptr, static_cast<int32_t>(KivSeekMode::kReadOnward));
-  if (Succeeded(hr) && way.steps != 0) hr = render_->Skip(way.steps, nullptr);
+  for (const int32_t steps : {way.there, way.back}) {
+    if (Succeeded(hr) && steps != 0) hr = render_->Skip(steps, nullptr);
+  }
   if (Failed(hr)) {
     FailRun("cannot go to frame {}: result {:08x}", frame, static_cast<uint32_t>(hr));
   }
 }
 
 void ChainClip::Step(int32_t count) {
-  const HRESULT hr = render_->Skip(count, nullptr);
+  const int32_t before = std::min(position_, lastBeforeHeld_);
+  position_ += count;
+  const int32_t steps = std::min(position_, lastBeforeHeld_) - before;
+  const HRESULT hr = steps == 0 ? S_OK : render_->Skip(steps, nullptr);
   if (Failed(hr)) FailRun("cannot go on by {}: result {:08x}", count, static_cast<uint32_t>(hr));
 }
 
 KivComPtr<IKivFrame> ChainClip::Pull() {
   KivComPtr<IKivFrame> frame;
-  const HRESULT hr = render_->GetFrame(&frame);
+  const HRESULT hr = IsHeld() ? PullHeld(&frame) : render_->GetFrame(&frame);
   if (Failed(hr) || !frame) {
     FailRun("frame {} could not be made: result {:08x}", render_->GetPosition(),
             static_cast<uint32_t>(hr));
@@ -300,12 +327,36 @@ KivComPtr<IKivFrame> ChainClip::Pull() {
   return crop_.Cut(frame);
 }
 
+// What the speed node generates there lies between the frame that is held and the one before it. Where
+// it has given way to the next already, that node stands on the one held, and shows it at normal speed.
+HRESULT ChainClip::PullHeld(KivComPtr<IKivFrame>* frame) {
+  const bool isShown = inBetween_ != InBetween::kGenerated || lastBeforeHeld_ == 0;
+  if (isShown) return render_->GetFrame(frame);
+  HRESULT hr = SetSpeed({1, 1});
+  if (Succeeded(hr)) hr = render_->GetFrame(frame);
+  const HRESULT restored = SetSpeed(playback_.speed);
+  return Failed(hr) ? hr : restored;
+}
+
+HRESULT ChainClip::SetSpeed(const KivRational& speed) {
+  SpeedSettings settings;
+  process_->GetSpeedSettings(&settings);
+  settings.scaleNumerator = speed.numerator;
+  settings.scaleDenominator = speed.denominator;
+  settings.reverse = playback_.reverse ? 1 : 0;
+  settings.reverseStart = 0;
+  settings.reverseEnd = result_.rated.end;
+  return process_->SetSpeedSettings(&settings);
+}
+
 KivRational ChainClip::SampleAspect(KivSize size) const {
   return OutputSampleAspect(Info(), crop_.IsOn() ? wholeSize_ : size);
 }
 
+// A duration that nobody gave is not kept.
 IKivProperties* ChainClip::CollectSettings() {
   process_->SaveSettings(settings_.Get());
+  if (durationIsSupplied_) RemoveDuration(settings_.Get());
   StoreTexts(kept_, settings_.Get());
   return settings_.Get();
 }

@@ -30,9 +30,12 @@ struct PreparedClip {
   std::string path;
   OpenedInput input;
   KivPropDecorator settings;
-  bool isPreset = false;  // an alpha preset
+  bool isPreset = false;    // an alpha preset
+  bool isMeasured = false;  // the settings hold motion data of a clip opened before
 };
-PreparedClip Prepare(const std::string& path, const ClipOptions& options);
+// `measured` are the settings of a clip opened before with the same options; none reads them.
+PreparedClip Prepare(const std::string& path, const ClipOptions& options,
+                     KivPropDecorator measured = {});
 
 class ChainClip {
  public:
@@ -67,14 +70,13 @@ class ChainClip {
 
   // Measures the clip's motion unless its settings brought it, or it is not steadied.
   void Stabilize(const ProgressFunction& progress);
-  // Whether Stabilize measured anything.
-  bool WasAnalysed() const { return analysed_; }
+  // What it measured, with all settings; none when the clip is not steadied.
+  KivPropDecorator MotionData();
   int32_t StabilizationLevel() const { return stabilization_.level; }
 
   // Shows what playing from the first frame shows there.
   void Seek(int32_t frame);
   void Advance() { Step(1); }
-  // Back by one; the speed node cannot.
   void Retreat() { Step(-1); }
   // The frame at the position, straight rows, cut to its region.
   KivComPtr<IKivFrame> Pull();
@@ -95,6 +97,10 @@ class ChainClip {
 
  private:
   void Step(int32_t count);
+  bool IsHeld() const { return position_ > lastBeforeHeld_; }
+  HRESULT PullHeld(KivComPtr<IKivFrame>* frame);
+  HRESULT SetSpeed(const KivRational& speed);
+  FrameTimes TimesOfFrames() const;
   int64_t TimeInBetween(int32_t number) const;
   int64_t TimeOfRated(int32_t number) const;
   void PlanPlayback(const ClipOptions& options, const ResultShape* canvas);
@@ -109,13 +115,17 @@ class ChainClip {
   OpenedInput input_;
   KivComPtr<MeteredDecoder> decoder_;
   const SettingsTexts kept_;
+  const bool isMeasured_;  // its motion, by another clip
   KivPropDecorator settings_;
   bool isPreset_;
+  bool durationIsSupplied_ = false;
   KivStreamInfo shown_;  // the input's, as long as it is shown
   KivRange renderRange_;
   Playback playback_;
   Stabilization stabilization_;
   ResultShape result_;
+  int32_t position_ = 0;  // of the result; the chain stops at the last frame before those held
+  int32_t lastBeforeHeld_ = 0;
   std::vector<int32_t> nodes_;
   InBetween inBetween_ = InBetween::kNotNeeded;
   KivComPtr<IKivVideoStreamProcessInternal> process_;

@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <array>
-#include <cerrno>
 #include <cstdio>
 #include <filesystem>
 
@@ -44,18 +43,6 @@ std::string RegisteredPath() {
 std::filesystem::path ProgramFolder() {
   std::error_code ignored;
   return std::filesystem::read_symlink("/proc/self/exe", ignored).parent_path();
-}
-
-// Of a registry file that was not written: the calls that write it tell no reason.
-std::string WhyNotWritten() {
-  const std::string file = kiv::RegistryPath();
-  if (file.empty()) return "there is no home folder for the registry file";
-  const auto folder = std::filesystem::absolute(file).parent_path();
-  std::error_code why;
-  std::filesystem::create_directories(folder, why);
-  if (!why && access(folder.c_str(), W_OK) != 0) why = {errno, std::generic_category()};
-  return fmt::format("the registry file '{}' cannot be written: {}", file,
-                     why ? why.message() : "it is damaged, of a newer version or unreadable");
 }
 
 }  // namespace
@@ -140,24 +127,41 @@ class SilentOutput {
 
 }  // namespace
 
-// The entry points report no registry failure, so the result is looked up.
+// The entry points report no registry failure, so it is asked for and the result is looked up.
 void ComponentLoader::Register() const {
+  kiv::TakeRegistryFailure();
+  HRESULT hr = S_OK;
   {
     const SilentOutput silence;
-    Entry<decltype(&DllRegisterServer)>("DllRegisterServer")();
+    hr = Entry<decltype(&DllRegisterServer)>("DllRegisterServer")();
+  }
+  if (hr == E_INVALIDARG) {
+    FailRun("cannot register '{}': its path is longer than {} characters", path_,
+            kMaxRegisteredPath);
   }
   std::error_code ignored;
   const std::string registered = RegisteredPath();
+  CheckRegistry("register");
   if (registered.empty() || !std::filesystem::equivalent(registered, path_, ignored)) {
-    FailRun("cannot register '{}': {}", path_, WhyNotWritten());
+    FailRun("cannot register '{}': the registry file '{}' holds something else by now", path_,
+            kiv::RegistryPath());
   }
 }
 
 void ComponentLoader::Unregister() const {
+  kiv::TakeRegistryFailure();
   Entry<decltype(&DllUnregisterServer)>("DllUnregisterServer")();
-  if (!RegisteredPath().empty()) {
-    FailRun("cannot unregister '{}': {}", path_, WhyNotWritten());
+  const std::string registered = RegisteredPath();
+  CheckRegistry("unregister");
+  if (!registered.empty()) {
+    FailRun("cannot unregister '{}': the registry file '{}' holds '{}' by now", path_,
+            kiv::RegistryPath(), registered);
   }
+}
+
+void ComponentLoader::CheckRegistry(const char* verb) const {
+  const std::string failure = kiv::TakeRegistryFailure();
+  if (!failure.empty()) FailRun("cannot {} '{}': {}", verb, path_, failure);
 }
 
 }  // namespace kiv::session

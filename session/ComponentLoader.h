@@ -28,6 +28,8 @@ class ComponentLoader {
  private:
   ComponentLoader(void* library, std::string path) : library_(library), path_(std::move(path)) {}
   static ComponentLoader TryPath(const std::string& path, std::string* reason);
+  // HostError with what the registry said of `verb`, if it said anything.
+  void CheckRegistry(const char* verb) const;
   template <typename Function>
   Function Entry(const char* name) const;
 

@@ -5,13 +5,12 @@
 
 #include "engine/filters/Compositing.h"
 #include "kiv/platform/KivCommon.h"
+#include "kiv/platform/PictureFacts.h"
 #include "session/Fail.h"
 #include "session/Frames.h"
 
 namespace kiv::session {
 namespace {
-
-constexpr size_t kBytesPerPixel = 4;
 
 // All are straight: rows without gaps.
 kiv::SourcePicture SourceOf(IKivFrame& frame) {
@@ -107,8 +106,9 @@ KivComPtr<IKivFrame> Composite::OverFootage(const KivComPtr<IKivFrame>& frame) c
   return below;
 }
 
-std::unique_ptr<Composite> BuildClip(const std::string& path, const ClipOptions& options) {
-  PreparedClip prepared = Prepare(path, options);
+std::unique_ptr<Composite> BuildClip(const std::string& path, const ClipOptions& options,
+                                     KivPropDecorator measured) {
+  PreparedClip prepared = Prepare(path, options, std::move(measured));
   std::unique_ptr<ChainClip> footage;
   if (prepared.isPreset && !options.alpha.over.empty()) {
     ClipOptions plain;

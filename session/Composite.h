@@ -47,7 +47,8 @@ class Composite {
   std::unique_ptr<ChainClip> footage_;
 };
 
-// Opens what a path and options name and builds its chains.
-std::unique_ptr<Composite> BuildClip(const std::string& path, const ClipOptions& options);
+// Opens what a path and options name and builds its chains. `measured` as for Prepare.
+std::unique_ptr<Composite> BuildClip(const std::string& path, const ClipOptions& options,
+                                     KivPropDecorator measured = {});
 
 }  // namespace kiv::session

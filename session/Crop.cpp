@@ -9,6 +9,7 @@
 #include "session/Convert.h"
 #include "session/Fail.h"
 #include "session/KeyframeFile.h"
+#include "session/Notes.h"
 
 namespace kiv::session {
 namespace {
@@ -20,6 +21,13 @@ KivComPtr<IKivKeyFrameParam> KeyframesOf(IKivVideoStreamProcessInternal& process
   process.GetCropKeyFrameParam(keyframes.Put());
   if (!keyframes) FailUsage("the chain has no crop node: name crop in --chain");
   return keyframes;
+}
+
+// `result` is what reading the entry gave.
+void CheckKind(HRESULT result, const ClipOptions& options, const wchar_t* key, const char* kind) {
+  if (result != E_TYPEMISMATCH) return;
+  FailRun("cannot crop by the settings '{}': their {} is not {}", options.settings,
+          KivCommon::WChar2Char(key), kind);
 }
 
 int32_t WholeSide(double side) { return std::max(kiv::SaturateToInt32(side + 0.5), 1); }
@@ -53,8 +61,10 @@ KivComPtr<IKivFrame> NewFrameLike(IKivFrame& source, KivSize size) {
 
 bool Crop::IsWanted(const ClipOptions& options, IKivProperties* settings) {
   int32_t enabled = 0;
-  settings->GetInt(KivKey::Crop::kEnabled, &enabled);
-  return enabled != 0 || options.crop || !options.cropKeyframes.empty();
+  const HRESULT hr = settings->GetInt(KivKey::Crop::kEnabled, &enabled);
+  if (options.crop || !options.cropKeyframes.empty()) return true;
+  CheckKind(hr, options, KivKey::Crop::kEnabled, "an integer");
+  return enabled != 0;
 }
 
 void Crop::SetUp(const ClipOptions& options, IKivProperties* settings,
@@ -64,26 +74,29 @@ void Crop::SetUp(const ClipOptions& options, IKivProperties* settings,
   int32_t enabled = 0;
   process_->GetCropEnabled(&enabled);
   if (enabled == 0) return;
-  if (!options.crop && options.cropKeyframes.empty()) CheckStored(options, settings);
+  if (!options.crop && options.cropKeyframes.empty()) LoadStored(options, settings);
   size_ = FirstSize(render);
   isFixed_ = IsFixed();
 }
 
 // With keyframes the region beside them has no effect.
-void Crop::CheckStored(const ClipOptions& options, IKivProperties* settings) const {
-  const auto keyframes = KeyframesOf(*process_);
-  KeyFrameRectF frame;
-  KivRectF region = kWholePicture;
-  settings->GetRect(KivKey::Crop::kRegion, &region);
-  if (keyframes->GetKeyFrameCount() > 0) region = kWholePicture;
-  for (int32_t i = 0; IsRegion(region) && keyframes->GetKeyFrameAt(i, &frame); ++i) {
-    region = frame.value;
+void Crop::LoadStored(const ClipOptions& options, IKivProperties* settings) const {
+  if (LoadStoredRegions(options.settings, KivKey::Crop::kRegion, settings,
+                        *KeyframesOf(*process_))) {
+    return;
   }
-  if (IsRegion(region)) return;
-  FailRun(
-      "the settings '{}' crop to {:g},{:g},{:g},{:g}: the region does not lie inside the picture, "
-      "whose edges are 0 and 1",
-      options.settings, region.left, region.top, region.width, region.height);
+  KivRectF region = kWholePicture;
+  const HRESULT hr = settings->GetRect(KivKey::Crop::kRegion, &region);
+  CheckKind(hr, options, KivKey::Crop::kRegion, "a rectangle");
+  if (!IsRegion(region)) {
+    FailRun(
+        "the settings '{}' crop to {:g},{:g},{:g},{:g}: the region does not lie inside the "
+        "picture, whose edges are 0 and 1",
+        options.settings, region.left, region.top, region.width, region.height);
+  }
+  if (region == kWholePicture) return;
+  Tell(options.onNote, "the settings '{}' hold a crop region without keyframes: nothing is cut",
+       options.settings);
 }
 
 bool Crop::IsFixed() const {

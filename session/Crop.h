@@ -34,7 +34,7 @@ class Crop {
 
  private:
   void Animate(const ClipOptions& options) const;
-  void CheckStored(const ClipOptions& options, IKivProperties* settings) const;
+  void LoadStored(const ClipOptions& options, IKivProperties* settings) const;
   bool IsFixed() const;
   KivSize FirstSize(IKivRenderEx& render) const;
 

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "kiv/platform/KivCommon.h"
+#include "kiv/values/CKivValue.h"
 #include "kiv/values/Saturate.h"
 #include "session/Fail.h"
 #include "session/Settings.h"
@@ -17,19 +18,24 @@ constexpr wchar_t kSizeKey[] = L"Keyframes.Serialize.Size";
 // Six decimals round: the sum of two edges may end this much beyond the picture.
 constexpr double kRoundingOfEdges = 2e-6;
 
-void LoadDocument(const std::string& path, IKivKeyFrameParam& keyframes) {
-  const std::wstring text = KivCommon::Char2WChar(ReadTextFile(path, "the keyframes").c_str());
+// A document and what its reader calls it.
+struct Source {
+  std::string name;
+  std::wstring text;
+};
+
+Source SourceAt(const std::string& path) {
+  return {fmt::format("the keyframes '{}'", path),
+          KivCommon::Char2WChar(ReadTextFile(path, "the keyframes").c_str())};
+}
+
+void LoadDocument(const Source& source, IKivKeyFrameParam& keyframes) {
   const KivPropDecorator bag = KivCommon::CreateProperties();
   if (!bag) FailRun("no memory for the keyframes");
-  bag->SetString(kTextKey, text.c_str());
-  bag->SetInt(kSizeKey, kiv::ClampToInt32(static_cast<int64_t>(text.size()) + 1));
-  if (!keyframes.Load(kName, bag.Reference())) {
-    FailRun("cannot read the keyframes '{}': it is no keyframe document (see docs/keyframes.md)",
-            path);
-  }
-  if (keyframes.GetKeyFrameCount() == 0) {
-    FailRun("cannot read the keyframes '{}': it has no keyframes", path);
-  }
+  bag->SetString(kTextKey, source.text.c_str());
+  bag->SetInt(kSizeKey, kiv::ClampToInt32(static_cast<int64_t>(source.text.size()) + 1));
+  if (keyframes.Load(kName, bag.Reference())) return;
+  FailRun("cannot read {}: it is no keyframe document (see docs/keyframes.md)", source.name);
 }
 
 // False when a keyframe holds another kind of value.
@@ -50,13 +56,34 @@ bool Arrange(IKivKeyFrameParam& keyframes) {
   return true;
 }
 
+KeyFrameKind ArrangeKeyframes(const Source& source, IKivKeyFrameParam& keyframes) {
+  if (keyframes.GetKeyFrameCount() == 0)
+    FailRun("cannot read {}: it has no keyframes", source.name);
+  if (Arrange<KeyFrameRectF>(keyframes)) return KeyFrameKind::kRectF;
+  if (Arrange<KeyFrameDouble>(keyframes)) return KeyFrameKind::kDouble;
+  FailRun("cannot read {}: their values are not all KivRectF or all double", source.name);
+}
+
+void ArrangeRegions(const Source& source, IKivKeyFrameParam& keyframes) {
+  if (ArrangeKeyframes(source, keyframes) != KeyFrameKind::kRectF) {
+    FailRun("cannot crop by {}: their values are numbers, not KivRectF", source.name);
+  }
+  KeyFrameRectF frame;
+  for (int32_t i = 0; keyframes.GetKeyFrameAt(i, &frame); ++i) {
+    if (IsRegion(frame.value)) continue;
+    FailRun(
+        "cannot crop by {}: the region at frame {} does not lie inside the picture, whose edges "
+        "are 0 and 1",
+        source.name, frame.index);
+  }
+}
+
 }  // namespace
 
 KeyFrameKind LoadKeyframes(const std::string& path, IKivKeyFrameParam& keyframes) {
-  LoadDocument(path, keyframes);
-  if (Arrange<KeyFrameRectF>(keyframes)) return KeyFrameKind::kRectF;
-  if (Arrange<KeyFrameDouble>(keyframes)) return KeyFrameKind::kDouble;
-  FailRun("cannot read the keyframes '{}': their values are not all KivRectF or all double", path);
+  const Source source = SourceAt(path);
+  LoadDocument(source, keyframes);
+  return ArrangeKeyframes(source, keyframes);
 }
 
 bool IsRegion(const KivRectF& region) {
@@ -66,17 +93,27 @@ bool IsRegion(const KivRectF& region) {
 }
 
 void LoadRegions(const std::string& path, IKivKeyFrameParam& keyframes) {
-  if (LoadKeyframes(path, keyframes) != KeyFrameKind::kRectF) {
-    FailRun("cannot crop by the keyframes '{}': their values are numbers, not KivRectF", path);
-  }
-  KeyFrameRectF frame;
-  for (int32_t i = 0; keyframes.GetKeyFrameAt(i, &frame); ++i) {
-    if (IsRegion(frame.value)) continue;
-    FailRun(
-        "cannot crop by the keyframes '{}': the region at frame {} does not lie inside the "
-        "picture, whose edges are 0 and 1",
-        path, frame.index);
-  }
+  const Source source = SourceAt(path);
+  LoadDocument(source, keyframes);
+  ArrangeRegions(source, keyframes);
+}
+
+bool LoadStoredRegions(const std::string& path, const wchar_t* key, IKivProperties* settings,
+                       IKivKeyFrameParam& keyframes) {
+  const KivComPtr<IKivProperties> bag(settings);
+  const auto entries = bag.As<IKivPropertyList>();
+  const std::wstring name(key);
+  Source source{fmt::format("the crop keyframes in the settings '{}'", path), {}};
+  CKivValue text, size;
+  const bool hasText = Succeeded(entries->GetValue((name + L".Serialize").c_str(), &text));
+  const bool hasSize = Succeeded(entries->GetValue((name + L".Serialize.Size").c_str(), &size));
+  if (!hasText && !hasSize) return false;
+  if (!hasText) FailRun("cannot read {}: their length is there, their text is not", source.name);
+  if (text.GetValue(&source.text) != 0) FailRun("cannot read {}: they are no text", source.name);
+  LoadDocument(source, keyframes);
+  if (keyframes.GetKeyFrameCount() == 0) return false;
+  ArrangeRegions(source, keyframes);
+  return true;
 }
 
 }  // namespace kiv::session

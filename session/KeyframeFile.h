@@ -6,6 +6,7 @@
 #include <string>
 
 #include "kiv/keyframes/IKivKeyFrameParam.h"
+#include "kiv/platform/Properties.h"
 
 namespace kiv::session {
 
@@ -15,6 +16,11 @@ KeyFrameKind LoadKeyframes(const std::string& path, IKivKeyFrameParam& keyframes
 
 // The same for crop regions: rectangles inside the picture, with a width and a height.
 void LoadRegions(const std::string& path, IKivKeyFrameParam& keyframes);
+
+// The same for the document that a clip's settings, read from `path`, hold under `key`: the text counts,
+// whatever the entry beside it says of its length. False when there are no keyframes.
+bool LoadStoredRegions(const std::string& path, const wchar_t* key, IKivProperties* settings,
+                       IKivKeyFrameParam& keyframes);
 
 bool IsRegion(const KivRectF& region);
 

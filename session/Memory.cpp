@@ -3,12 +3,12 @@
 #include <algorithm>
 
 #include "kiv/platform/KivCommon.h"
+#include "kiv/platform/PictureFacts.h"
 #include "session/Fail.h"
 
 namespace kiv::session {
 namespace {
 
-constexpr int64_t kBytesPerPixel = 4;
 constexpr int64_t kPartOfBudget = 8;
 // Fewer leave nothing to prepare, more than the cache's own choice gain nothing.
 constexpr int64_t kShortestSpan = 4;

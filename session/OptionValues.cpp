@@ -5,6 +5,7 @@
 #include <cmath>
 #include <numeric>
 
+#include "kiv/platform/PictureFacts.h"
 #include "kiv/platform/Stabilizer.h"
 #include "session/Convert.h"
 #include "session/Fail.h"
@@ -14,7 +15,6 @@
 namespace kiv::session {
 namespace {
 
-constexpr int32_t kLargestSide = 1 << 15;
 constexpr int64_t kLargestTerm = 1'000'000;
 constexpr int64_t kMostMemory = int64_t{1} << 20;  // MiB
 constexpr size_t kMostPlaces = 6;
@@ -95,13 +95,10 @@ Size ReadSize(std::string_view option, std::string_view text) {
   if (const auto halves = SplitAt(text, 'x')) {
     const auto width = ReadDigits<int32_t>(halves->left);
     const auto height = ReadDigits<int32_t>(halves->right);
-    if (width && height && *width > 0 && *height > 0 && *width <= kLargestSide &&
-        *height <= kLargestSide) {
-      return {*width, *height};
-    }
+    if (width && height && kiv::IsPictureSize(*width, *height)) return {*width, *height};
   }
-  FailUsage("{} {}: expected WIDTHxHEIGHT such as 1280x720, sides from 1 to {}", option, text,
-            kLargestSide);
+  FailUsage("{} {}: expected WIDTHxHEIGHT such as 1280x720, sides from 1 to {}, {} pixels at most",
+            option, text, kiv::kMaxPictureSide, kiv::kMaxPicturePixels);
 }
 
 bool IsSpeed(const Rational& speed) { return IsTerm(speed.numerator) && IsTerm(speed.denominator); }

@@ -8,6 +8,7 @@
 #include "kiv/platform/KeyNames.h"
 #include "kiv/platform/KivCommon.h"
 #include "kiv/values/Saturate.h"
+#include "kiv/values/SpeedNumbers.h"
 #include "session/Convert.h"
 #include "session/Fail.h"
 #include "session/FrameSpans.h"
@@ -81,26 +82,40 @@ void CheckOrder(const std::vector<int32_t>& nodes) {
   }
 }
 
-// The last frame of the rate node that shows the clip's frame `last` or one before it: the node shows
-// the first that starts no more than half a result frame before its own.
-int64_t LastRated(int64_t last, const KivRational& from, const KivRational& to) {
-  const Wide numerator = Wide{last} * to.numerator * from.denominator;
-  const Wide denominator = Wide{to.denominator} * from.numerator;
-  return static_cast<int64_t>((2 * numerator + denominator) / (2 * denominator));
+// A preset holds and repeats frames, and the stabilizer above it would take them for later ones.
+void CheckHeldFrames(const std::vector<int32_t>& nodes) {
+  const auto stabilizer =
+      std::find(nodes.begin(), nodes.end(), static_cast<int32_t>(NodeType::kStabilizer));
+  if (std::count(nodes.begin(), stabilizer, static_cast<int32_t>(NodeType::kAlphaVideo)) > 0) {
+    FailUsage("--chain must name stabilizer before alpha when a preset is shown");
+  }
 }
 
-// The frames that the rate node makes of those used, beyond 32 bits where they are too many.
-struct RatedRange {
-  int64_t start = 0, end = 0;
-};
-RatedRange RatedFrames(const Playback& playback, const KivStreamInfo& info) {
+// The rate node's frames that show those used, and no other. It steps by times, whatever the mean rate.
+KivRange RatedFrames(const Playback& playback, const KivStreamInfo& info, const FrameTimes& times) {
+  const KivRange& used = playback.used;
+  if (!playback.rated) return used;
+  constexpr int32_t kMost = KivCommon::Const::FRAMEINDEX_MAX;
+  const auto lastFor = [&](int32_t frame) {
+    return kiv::LastRatedFor(times(frame), playback.frameRate.ToDouble(), kMost);
+  };
+  const int64_t start = used.start == 0 ? 0 : lastFor(used.start - 1) + 1;
+  const int64_t end = used.end == info.frameCount - 1
+                          ? std::min<int64_t>(RatedTotal(playback, info), kMost + int64_t{1}) - 1
+                          : lastFor(used.end);
+  return {kiv::ClampToInt32(start), kiv::ClampToInt32(end)};
+}
+
+// A clip need not end with a whole frame of the rate node. What is left counts when it is slowed down.
+Wide FramesOf(const Playback& playback, const KivStreamInfo& info, const KivRange& rated) {
   const KivRational from = SourceRate(info);
   const KivRational& to = playback.frameRate;
-  const KivRange& used = playback.used;
-  if (SameValue(from, to)) return {used.start, used.end};
-  return {used.start == 0 ? 0 : LastRated(used.start - 1, from, to) + 1,
-          used.end == info.frameCount - 1 ? RatedTotal(playback, info) - 1
-                                          : LastRated(used.end, from, to)};
+  const bool isWhole = playback.used.end == info.frameCount - 1;
+  const Wide unit = isWhole ? Wide{to.denominator} * from.numerator : 1;
+  const Wide end =
+      isWhole ? Wide{info.frameCount} * to.numerator * from.denominator : Wide{rated.end} + 1;
+  return (end - rated.start * unit) * playback.speed.denominator /
+         (unit * playback.speed.numerator);
 }
 
 }  // namespace
@@ -142,10 +157,9 @@ KivRational SourceRate(const KivStreamInfo& info) {
   return hasRate ? info.frameRate : kRateOfStills;
 }
 
-ResultShape ResultOf(const Playback& playback, const KivStreamInfo& info) {
-  const RatedRange rated = RatedFrames(playback, info);
-  const Wide count = Wide{rated.end - rated.start + 1} * playback.speed.denominator;
-  const Wide frames = count / playback.speed.numerator;
+ResultShape ResultOf(const Playback& playback, const KivStreamInfo& info, const FrameTimes& times) {
+  const KivRange rated = RatedFrames(playback, info, times);
+  const Wide frames = FramesOf(playback, info, rated);
   if (frames < 1) {
     FailUsage("the result has no frame: {} of the clip are used",
               playback.used.end - playback.used.start + 1);
@@ -154,11 +168,7 @@ ResultShape ResultOf(const Playback& playback, const KivStreamInfo& info) {
   if (frames >= KivCommon::Const::FRAMEINDEX_MAX || rated.end >= KivCommon::Const::FRAMEINDEX_MAX) {
     FailUsage("the result has more frames than can be counted");
   }
-  return {static_cast<int32_t>(frames), playback.frameRate};
-}
-
-int32_t LastRatedFrame(const Playback& playback, const KivStreamInfo& info) {
-  return kiv::ClampToInt32(RatedFrames(playback, info).end);
+  return {static_cast<int32_t>(frames), playback.frameRate, rated};
 }
 
 std::vector<int32_t> NodesFor(const ClipOptions& options, const Playback& playback,
@@ -166,8 +176,8 @@ std::vector<int32_t> NodesFor(const ClipOptions& options, const Playback& playba
   std::vector<int32_t> nodes = NodeTypesOf(options.chain);
   if (nodes.empty()) {
     nodes.push_back(static_cast<int32_t>(NodeType::kSource));
-    if (further.alpha) nodes.push_back(static_cast<int32_t>(NodeType::kAlphaVideo));
     if (further.stabilizer) nodes.push_back(static_cast<int32_t>(NodeType::kStabilizer));
+    if (further.alpha) nodes.push_back(static_cast<int32_t>(NodeType::kAlphaVideo));
     if (playback.reverse) nodes.push_back(static_cast<int32_t>(NodeType::kFrameCache));
     if (playback.rated) nodes.push_back(static_cast<int32_t>(NodeType::kFrameRate));
     if (playback.reverse) nodes.push_back(static_cast<int32_t>(NodeType::kReverse));
@@ -181,6 +191,7 @@ std::vector<int32_t> NodesFor(const ClipOptions& options, const Playback& playba
   if (playback.IsShifted()) RequireNode(nodes, NodeType::kSpeed, "--speed", "speed");
   if (playback.rated) RequireNode(nodes, NodeType::kFrameRate, "--fps", "rate");
   CheckOrder(nodes);
+  if (further.alpha && further.stabilizer) CheckHeldFrames(nodes);
   return nodes;
 }
 
@@ -193,15 +204,15 @@ void StorePlayback(const Playback& playback, IKivProperties* settings) {
   settings->SetRange(KivKey::Speed::kReverse_Range, &playback.used);
 }
 
-InitialBags MakeInitialBags(const Playback& playback, const KivStreamInfo& info,
-                            IKivProperties* clipSettings) {
+InitialBags MakeInitialBags(const Playback& playback, const ResultShape& result,
+                            const KivStreamInfo& info, IKivProperties* clipSettings) {
   InitialBags bags{KivCommon::CreateProperties(), KivCommon::CreateProperties()};
   if (!bags.settings || !bags.facts) FailRun("no memory for the chain's settings");
   bags.settings->SetInt(KivKey::Speed::kEnabled, 1);
   bags.settings->SetInt(KivKey::Speed::kReverse, playback.reverse ? 1 : 0);
   // The reverse node exchanges the ends of its range. From 0 on, its first frame is the last one
   // used, so that the result counts from 0 and what lies between is simply never asked for.
-  const KivRange mirrored{0, LastRatedFrame(playback, info)};
+  const KivRange mirrored{0, result.rated.end};
   bags.settings->SetRange(KivKey::Speed::kReverse_Range, &mirrored);
   bags.settings->SetInt(KivKey::Render::kRender_CacheEnable,
                         IntOr(clipSettings, KivKey::Render::kRender_CacheEnable, 0));

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <vector>
 
 #include "kiv/platform/Media.h"
@@ -27,16 +28,20 @@ struct Playback {
 Playback PlaybackOf(const ClipOptions& options, IKivProperties* settings,
                     const KivStreamInfo& info);
 
+// When each of the clip's frames starts, in 100 ns, as the rate node is told.
+using FrameTimes = std::function<int64_t(int32_t frame)>;
+
 // How many frames the chain gives for a clip, and at what rate. The one place that knows.
 struct ResultShape {
   int32_t frameCount = 0;
   KivRational frameRate;
+  // The frames that the rate node makes of those used, without a rate node these; played backwards, the
+  // last one comes first.
+  KivRange rated;
 };
-ResultShape ResultOf(const Playback& playback, const KivStreamInfo& info);
+ResultShape ResultOf(const Playback& playback, const KivStreamInfo& info, const FrameTimes& times);
 // How many frames the rate node makes of the whole clip, beyond 32 bits where they are too many.
 int64_t RatedTotal(const Playback& playback, const KivStreamInfo& info);
-// The number of the last frame used behind the rate node: the one that the reverse node shows first.
-int32_t LastRatedFrame(const Playback& playback, const KivStreamInfo& info);
 
 // What a chain is made of beside the source and what its playback needs.
 struct FurtherNodes {
@@ -55,8 +60,8 @@ struct InitialBags {
   KivPropDecorator settings;
   KivPropDecorator facts;
 };
-InitialBags MakeInitialBags(const Playback& playback, const KivStreamInfo& info,
-                            IKivProperties* clipSettings);
+InitialBags MakeInitialBags(const Playback& playback, const ResultShape& result,
+                            const KivStreamInfo& info, IKivProperties* clipSettings);
 
 // The rate of the clip's own frames.
 KivRational SourceRate(const KivStreamInfo& info);

@@ -78,8 +78,11 @@ Stabilization StabilizationOf(const ClipOptions& options, IKivProperties* settin
   settings->GetInt(KivKey::Stabilization::kLevel, &found.level);
   found.isOn = enabled != 0;
   if (!options.stabilize) return found;
-  found.level = options.stabilize->level.value_or(found.level);
-  found.isOn = found.level > 0;
+  const int32_t wanted = options.stabilize->level.value_or(found.level);
+  found.isOn = wanted > 0 || !options.stabilize->level;
+  // Turned off it keeps its level for the next time; a stored 0 is none.
+  if (wanted > 0) found.level = wanted;
+  if (found.level <= 0) found.level = kStabLevelDefault;
   return found;
 }
 

@@ -25,13 +25,10 @@ bool NeedsInBetweens(const KivRational& speed) {
 }  // namespace
 
 RollIn RollInTo(int32_t frame, const Playback& playback, const KivStreamInfo& info) {
-  if (!playback.rated && !playback.IsShifted()) return {frame, 0};
-  // Mirrored, the first frame is the rate's last one, and comes by a step as all others do.
-  const bool isMirrored = playback.reverse && !playback.IsShifted();
-  if (frame == 0 && isMirrored && ResultOf(playback, info).frameCount > 1) return {1, -1};
-  // A seek goes by numbers and a step by times: where those have no fixed relation, only the start
-  // is common to both.
-  if (playback.rated && info.constantRate == 0) return {0, frame};
+  if (!playback.rated && !playback.IsShifted()) return {frame};
+  // A seek of the rate node goes by numbers and a step by times: where those have no fixed relation,
+  // only the start is common to both.
+  if (playback.rated && !playback.reverse && info.constantRate == 0) return {0, frame};
   const KivRational& speed = playback.speed;
   // The pair of source frames around the wanted one comes by steps, the one before it may be sought;
   // one more for what the node's arithmetic rounds off.
@@ -39,7 +36,12 @@ RollIn RollInTo(int32_t frame, const Playback& playback, const KivStreamInfo& in
   const Wide last = FloorOf(Wide{frame} * speed.numerator, speed.denominator);
   const Wide start = FloorOf((last - kSourceFrames) * speed.denominator, speed.numerator);
   const auto from = static_cast<int32_t>(std::clamp<Wide>(start, 0, std::max(frame - 1, 0)));
-  return {from, frame - from};
+  if (from > 0 || !playback.rated || !playback.reverse) return {from, frame - from};
+  // Mirrored, the first frame is none that numbers and times have in common either. Once the rate node
+  // has stepped, it stands right, whichever way it steps then.
+  const Wide steps = FloorOf(Wide{kSourceFrames} * speed.denominator, speed.numerator) + 1;
+  const int32_t there = std::max(frame, kiv::ClampToInt32(static_cast<int64_t>(steps)));
+  return {0, there, frame - there};
 }
 
 InBetweenPlace PlaceInBetween(int32_t number, const KivRational& speed) {
@@ -51,6 +53,12 @@ InBetweenPlace PlaceInBetween(int32_t number, const KivRational& speed) {
   const int32_t newer = std::max(kiv::FirstGivenFor(number, scale, kNoLimit), 1);
   const int32_t index = std::max(number - kiv::ShownFor(newer, scale) + count, 0);
   return {newer - 1, index / (count + 1.0)};
+}
+
+int32_t LastBeforeHeld(int32_t given, const Playback& playback) {
+  const double speed = playback.speed.ToDouble();
+  if (!playback.reverse || speed >= 1.0) return std::numeric_limits<int32_t>::max();
+  return kiv::ShownFor(given - 1, speed);
 }
 
 InBetween SetUpInterpolation(const ClipOptions& options, const KivRational& speed) {

@@ -9,10 +9,10 @@
 namespace kiv::session {
 
 // What a seek shows is not always what playing from the start shows there: generated pictures come
-// with steps only, and steps go by time. Seeking `from` and moving on by `steps` ends on the very
-// picture.
+// with steps only, and steps go by time. Seeking `from` and moving by `there` and then by `back` ends on
+// the very picture.
 struct RollIn {
-  int32_t from = 0, steps = 0;
+  int32_t from = 0, there = 0, back = 0;
 };
 RollIn RollInTo(int32_t frame, const Playback& playback, const KivStreamInfo& info);
 
@@ -24,6 +24,11 @@ struct InBetweenPlace {
 };
 // Of frame `number` of the result, for speeds that generate frames.
 InBetweenPlace PlaceInBetween(int32_t number, const KivRational& speed);
+
+// The last frame of the result that shows nothing beyond the last of the `given` frames of a stretch
+// played backwards. In slow motion more may follow: they lie between that one, which is held for
+// them, and the clip's frame before the stretch.
+int32_t LastBeforeHeld(int32_t given, const Playback& playback);
 
 enum class InBetween { kNotNeeded, kGenerated, kOff, kNoModule };
 

@@ -30,13 +30,16 @@ class Verification {
  public:
   Verification(const std::string& path, const ClipOptions& options, const FrameSpan& span,
                const ProgressFunction& progress)
-      : progress_(progress),
+      : path_(path),
+        options_(options),
+        progress_(progress),
         clip_(BuildClip(path, options)),
         range_(ResolveFrames(span, "--frames", clip_->Result().frameCount)) {
     if (Count() > kMostFrames) {
       FailUsage("verify compares {} frames at most, not {}: name a stretch with --frames",
                 kMostFrames, Count());
     }
+    options_.onNote = {};  // all is said of the clip by now
     clip_->Main().Stabilize(progress);
     Tick();
   }
@@ -52,19 +55,33 @@ class Verification {
 
   int32_t Count() const { return range_.end - range_.start + 1; }
   void Tick() const { Report(progress_, {Stage::kVerify, pulled_, int64_t{kPasses} * Count()}); }
+  void OpenAnew();
+  void CountLost() { lost_ += clip_->Main().LostPictures(); }
   size_t Pull();
   void Compare(int32_t frame, std::vector<int32_t>* differing);
   void PlayForward();
   void StepBack();
   void Jump();
 
+  const std::string path_;
+  ClipOptions options_;
   const ProgressFunction& progress_;
   std::unique_ptr<Composite> clip_;
   KivRange range_;
   int64_t pulled_ = 0;
   std::vector<size_t> prints_;
   std::vector<int32_t> backward_, random_;
+  int64_t lost_ = 0;
 };
+
+// A decoder may keep what it has learnt from earlier pictures, so each pass has one of its own.
+void Verification::OpenAnew() {
+  CountLost();
+  const KivPropDecorator measured = clip_->Main().MotionData();
+  clip_.reset();
+  clip_ = BuildClip(path_, options_, measured);
+  clip_->Main().Stabilize(progress_);
+}
 
 size_t Verification::Pull() {
   const size_t print = PrintOf(clip_->Pull());
@@ -77,18 +94,21 @@ void Verification::Compare(int32_t frame, std::vector<int32_t>* differing) {
   if (Pull() != prints_[static_cast<size_t>(frame - range_.start)]) differing->push_back(frame);
 }
 
+// The way of a player: from the clip's beginning, and to the first frame of a stretch by a step.
 void Verification::PlayForward() {
+  clip_->Seek(0);
+  if (range_.start > 0) clip_->Pull();
+  if (range_.start > 1) clip_->Seek(range_.start - 1);
   for (int32_t frame = range_.start; frame <= range_.end; ++frame) {
-    frame == range_.start ? clip_->Seek(frame) : clip_->Advance();
+    if (frame > 0) clip_->Advance();
     prints_.push_back(Pull());
   }
 }
 
-// The speed node steps forwards only: what lies behind it is sought.
+// Begins with a seek, before anything else was decoded.
 void Verification::StepBack() {
-  const bool seeks = clip_->Main().HowItPlays().IsShifted();
   for (int32_t frame = range_.end; frame >= range_.start; --frame) {
-    frame == range_.end || seeks ? clip_->Seek(frame) : clip_->Retreat();
+    frame == range_.end ? clip_->Seek(frame) : clip_->Retreat();
     Compare(frame, &backward_);
   }
 }
@@ -105,11 +125,14 @@ void Verification::Jump() {
 
 VerifyResult Verification::Run() {
   PlayForward();
+  OpenAnew();
   StepBack();
+  OpenAnew();
   Jump();
+  CountLost();
   std::sort(backward_.begin(), backward_.end());
   std::sort(random_.begin(), random_.end());
-  return {Count(), backward_, random_, clip_->Main().LostPictures()};
+  return {Count(), backward_, random_, lost_};
 }
 
 }  // namespace

@@ -22,7 +22,9 @@ class Descriptor {
  public:
   explicit Descriptor(int number) : number_(number) {}
   ~Descriptor() {
+    const int kept = errno;
     if (number_ >= 0) ::close(number_);
+    errno = kept;
   }
   Descriptor(const Descriptor&) = delete;
   Descriptor& operator=(const Descriptor&) = delete;
@@ -59,10 +61,11 @@ bool WriteAll(int file, const std::string& text) {
   return true;
 }
 
-void MakeFoldersAbove(const std::string& path) {
+std::error_code MakeFoldersAbove(const std::string& path) {
   const std::filesystem::path folder = std::filesystem::path(path).parent_path();
-  std::error_code ignored;
-  if (!folder.empty()) std::filesystem::create_directories(folder, ignored);
+  std::error_code error;
+  if (!folder.empty()) std::filesystem::create_directories(folder, error);
+  return error;
 }
 
 // A name of its own for each writer: two of them must not write into one file.
@@ -104,17 +107,21 @@ FileResult ReplaceTextFile(const std::string& path, const std::string& text) {
   if (WriteNewFile(temporary, text) && std::rename(temporary.c_str(), target.c_str()) == 0) {
     return FileResult::kDone;
   }
+  const int why = errno;
   ::unlink(temporary.c_str());
+  errno = why;
   return FileResult::kFailed;
 }
 
 FileLock::FileLock(const std::string& path) {
-  MakeFoldersAbove(path);
+  const std::error_code folders = MakeFoldersAbove(path);
   const std::string name = path + ".lock";
   descriptor_ = ::open(name.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NONBLOCK, 0644);
+  error_ = folders && descriptor_ < 0 ? folders.value() : errno;
   if (descriptor_ < 0) return;
   const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(kWaitSeconds);
   while (!(held_ = ::flock(descriptor_, LOCK_EX | LOCK_NB) == 0)) {
+    error_ = errno;
     if (errno != EWOULDBLOCK && errno != EINTR) return;
     if (std::chrono::steady_clock::now() > end) return;
     std::this_thread::sleep_for(std::chrono::milliseconds(2));

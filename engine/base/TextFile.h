@@ -16,7 +16,7 @@ enum class FileResult {
   kMissing,   // there is no such file
   kNotAFile,  // a folder, a pipe or a device
   kTooLarge,  // longer than the caller allows
-  kFailed,    // not readable, not writable, no room
+  kFailed,    // not readable, not writable, no room: errno says which
 };
 
 // `text` is untouched unless the result is kDone. Never waits for a pipe.
@@ -37,12 +37,15 @@ class KIV_ENGINE_API FileLock {
   FileLock& operator=(const FileLock&) = delete;
 
   bool held() const { return held_; }
+  // Why it is not held; EWOULDBLOCK when another writer keeps it.
+  int error() const { return error_; }
 
   static constexpr int kWaitSeconds = 10;
 
  private:
   int descriptor_ = -1;
   bool held_ = false;
+  int error_ = 0;
 };
 
 }  // namespace kiv

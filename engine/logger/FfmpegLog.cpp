@@ -1,12 +1,16 @@
 // FFmpeg's messages, as lines of the default logger.
 extern "C" {
+#include <libavcodec/avcodec.h>
 #include <libavutil/log.h>
 }
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <mutex>
+#include <set>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "engine/logger/LineLimiter.h"
@@ -50,6 +54,42 @@ void WriteLine(std::string line) {
   if (verdict.write) WriteLogLine(LogLevel::kFailure, "FFmpeg: " + line);
 }
 
+// What a decoder says when it starts in a group that refers to pictures before it. A reader that goes
+// there drops what cannot be decoded.
+constexpr std::string_view kSeekComplaints[] = {"mmco: unref short failure",
+                                                "co located POCs unavailable"};
+
+const std::string_view* SeekComplaintIn(std::string_view line) {
+  const auto* const found =
+      std::find_if(std::begin(kSeekComplaints), std::end(kSeekComplaints),
+                   [line](std::string_view text) { return line.find(text) != line.npos; });
+  return found == std::end(kSeekComplaints) ? nullptr : found;
+}
+
+// Tells streams apart: all threads of a decoder have its `opaque`. Never dereferenced.
+const void* StreamOf(const void* context) {
+  if (!context) return nullptr;
+  const auto* const* const type = static_cast<const AVClass* const*>(context);
+  const bool isCodec = *type && std::string_view((*type)->class_name) == "AVCodecContext";
+  return isCodec ? static_cast<const AVCodecContext*>(context)->opaque : nullptr;
+}
+
+bool IsFirstOfStream(const void* stream, const std::string_view* complaint) {
+  constexpr size_t kMostKnown = 1000;
+  static std::mutex lock;
+  static auto* const known = new std::set<std::pair<const void*, const std::string_view*>>;
+  const std::lock_guard hold(lock);
+  if (known->size() >= kMostKnown) known->clear();
+  return known->emplace(stream, complaint).second;
+}
+
+void WriteSeekComplaint(std::string line, const std::string_view* complaint, const void* stream) {
+  if (!KivGetDefaultLogger()->IsEnabled(LogLevel::kDetail)) return;
+  if (!IsFirstOfStream(stream, complaint)) return;
+  DropAddresses(line);
+  WriteLogLine(LogLevel::kDetail, "FFmpeg: " + line);
+}
+
 // A line may come in several calls; each thread's pieces are joined until it ends.
 void OnFfmpegMessage(void* context, int level, const char* format, va_list arguments) {
   thread_local int printPrefix = 1;
@@ -60,7 +100,11 @@ void OnFfmpegMessage(void* context, int level, const char* format, va_list argum
   try {
     pending += text;
     if (pending.find('\n') == std::string::npos && pending.size() < kMaxLineLength) return;
-    WriteLine(std::exchange(pending, {}));
+    std::string line = std::exchange(pending, {});
+    if (const std::string_view* const complaint = SeekComplaintIn(line)) {
+      return WriteSeekComplaint(std::move(line), complaint, StreamOf(context));
+    }
+    WriteLine(std::move(line));
   } catch (...) {  // no memory for a message
     pending.clear();
   }

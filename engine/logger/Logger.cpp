@@ -21,12 +21,14 @@ constexpr size_t kMaxMessageLength = 4096;
 
 spdlog::level::level_enum ToSpdlog(LogLevel level) {
   if (level >= LogLevel::kCreation) return spdlog::level::critical;
-  return level >= LogLevel::kFilter ? spdlog::level::err : spdlog::level::warn;
+  if (level >= LogLevel::kFilter) return spdlog::level::err;
+  return level >= LogLevel::kFailure ? spdlog::level::warn : spdlog::level::info;
 }
 
 LogLevel FromSpdlog(spdlog::level::level_enum level) {
   if (level >= spdlog::level::critical) return LogLevel::kCreation;
-  return level >= spdlog::level::err ? LogLevel::kFilter : LogLevel::kFailure;
+  if (level >= spdlog::level::err) return LogLevel::kFilter;
+  return level >= spdlog::level::warn ? LogLevel::kFailure : LogLevel::kDetail;
 }
 
 // File names and damaged media reach the log: what they contain must not steer a terminal or end a

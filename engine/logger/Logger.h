@@ -19,14 +19,16 @@ using LogCallback = std::function<void(LogLevel level, const char* text)>;
 // Above every level: nothing is written.
 constexpr LogLevel kLogNothing = LogLevel{1 << 16};
 
-// Messages below `threshold` are not written. At first all are.
+// Messages below `threshold` are not written. It is LogLevel::kFailure at first.
 KIV_ENGINE_API void SetLogLevel(LogLevel threshold);
 
 // Messages go to `callback` from now on, to standard error when it is empty. When this returns,
 // what was set before is not running on another thread and will not be called again.
 KIV_ENGINE_API void SetLogCallback(LogCallback callback);
 
-// Sends FFmpeg's own messages through the default logger. Called before FFmpeg is first used.
+// Sends FFmpeg's own messages through the default logger. Called before FFmpeg is first used. What a
+// decoder says after every seek is a detail, told once for each stream; a codec context's `opaque`
+// tells streams apart.
 KIV_ENGINE_API void RouteFfmpegLog();
 
 // Messages of FFmpeg above this of its own levels are left out; AV_LOG_WARNING at first.

@@ -15,7 +15,6 @@ extern "C" {
 namespace kiv {
 namespace {
 
-constexpr int kMaxSide = 1 << 15;
 constexpr size_t kDisplayMatrixBytes = 9 * sizeof(int32_t);
 
 bool HasAlphaLayer(const AVStream& stream) {
@@ -97,8 +96,7 @@ Orientation OrientationOf(const AVStream& stream) {
 KivSize ShownSizeOf(const AVCodecParameters& parameters, Orientation orientation) {
   const int32_t width = parameters.width;
   const int32_t height = parameters.height;
-  if (width < 1 || height < 1 || width > kMaxSide || height > kMaxSide) return {};
-  if (int64_t{width} * height > kMaxPicturePixels) return {};
+  if (!IsPictureSize(width, height)) return {};
   return orientation.rotation % 180 == 0 ? KivSize{width, height} : KivSize{height, width};
 }
 

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "kiv/platform/PictureFacts.h"
+
 namespace kiv {
 namespace {
 
@@ -10,7 +12,6 @@ namespace {
 constexpr int kMostColumns = 1100;
 constexpr int kSmallestSide = 28;
 constexpr int kMostLevels = 5;
-constexpr ptrdiff_t kBytesPerPixel = 4;
 
 }  // namespace
 

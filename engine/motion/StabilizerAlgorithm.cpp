@@ -9,6 +9,7 @@
 #include "engine/base/Boundary.h"
 #include "engine/motion/Warp.h"
 #include "kiv/platform/KivCommon.h"
+#include "kiv/platform/PictureFacts.h"
 #include "kiv/values/Saturate.h"
 
 namespace kiv {
@@ -17,7 +18,6 @@ namespace {
 // Frames that may be missing between two that are analysed.
 constexpr int64_t kMostSkipped = 10000;
 constexpr double kStoredSteps = 10000.0;
-constexpr size_t kBytesPerPixel = 4;
 
 struct Picture {
   const uint8_t* pixels = nullptr;

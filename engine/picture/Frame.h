@@ -12,15 +12,9 @@
 #include "engine/base/CountedObject.h"
 #include "engine/memory/SharedBuffer.h"
 #include "kiv/platform/Frame.h"
+#include "kiv/platform/PictureFacts.h"
 
 namespace kiv {
-
-constexpr int32_t kMaxPictureSide = 1 << 15;
-constexpr int32_t kBytesPerPixel = 4;
-
-constexpr bool IsPictureSize(int32_t width, int32_t height) {
-  return width >= 1 && height >= 1 && width <= kMaxPictureSide && height <= kMaxPictureSide;
-}
 
 // Straight rows of BGRA in one pooled buffer. A copy of this object shares the buffer.
 class PictureMemory {

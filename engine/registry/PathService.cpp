@@ -65,12 +65,12 @@ std::wstring TranslatePlain(const std::wstring& path) {
   return !underRoot.empty() && Exists(underRoot) ? underRoot : path;
 }
 
+// A path that is cut names another file, which may exist.
 HRESULT CopyText(const std::wstring& text, wchar_t* buffer, int32_t capacity) {
   if (!buffer) return E_POINTER;
   if (capacity < 1) return E_INVALIDARG;
-  const size_t length = std::min(text.size(), static_cast<size_t>(capacity) - 1);
-  std::copy_n(text.begin(), length, buffer);
-  buffer[length] = L'\0';
+  if (text.size() >= static_cast<size_t>(capacity)) return E_INSUFFICIENT_BUFFER;
+  std::copy_n(text.c_str(), text.size() + 1, buffer);
   return S_OK;
 }
 

@@ -1,8 +1,11 @@
 #include "kiv/platform/Registry.h"
 
+#include <cerrno>
 #include <map>
 #include <mutex>
 #include <optional>
+#include <string>
+#include <system_error>
 #include <utility>
 
 #include "engine/base/TextFile.h"
@@ -107,9 +110,16 @@ std::optional<Target> FindTarget(HKEY parent, const wchar_t* path) {
 template <typename Change>
 int32_t ChangeRegistry(Change&& change) {
   const std::string path = kiv::RegistryPath();
-  if (path.empty()) return ERROR_ACCESS_DENIED;
+  const auto refuse = [](const std::string& why) {
+    kiv::NoteRegistryFailure("written", why);
+    return ERROR_ACCESS_DENIED;
+  };
+  if (path.empty()) return refuse("there is no home folder for it");
   const kiv::FileLock lock(path);
-  if (!lock.held()) return ERROR_ACCESS_DENIED;
+  if (!lock.held()) {
+    return refuse(lock.error() == EWOULDBLOCK ? "another process keeps it locked"
+                                              : std::generic_category().message(lock.error()));
+  }
   RegistryNode root;
   if (const int32_t result = kiv::LoadRegistry(&root)) return result;
   bool changed = false;

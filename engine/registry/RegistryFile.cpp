@@ -1,7 +1,10 @@
 #include "engine/registry/RegistryFile.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
+#include <system_error>
+#include <utility>
 
 #include "engine/bags/JsonText.h"
 #include "engine/base/TextFile.h"
@@ -65,6 +68,24 @@ bool ReadDocument(const std::string& text, RegistryNode* root) {
   if (!format.isString() || format.asString() != kFormat) return false;
   if (!version.isInt() || version.asInt() != kVersion) return false;
   return ReadNode(document.get("root", Json::objectValue), 0, root);
+}
+
+std::string& Failure() {
+  thread_local std::string failure;
+  return failure;
+}
+
+std::string ReasonOf(FileResult result, int error) {
+  switch (result) {
+    case FileResult::kNotAFile:
+      return "it is not a regular file";
+    case FileResult::kTooLarge:
+      return "it is too large";
+    case FileResult::kFailed:
+      return std::generic_category().message(error);
+    default:
+      return "it is damaged or of a newer version";
+  }
 }
 
 }  // namespace
@@ -132,11 +153,19 @@ std::string RegistryPath() {
   return home && *home ? std::string(home) + "/.local/share/kiv/registry.json" : std::string();
 }
 
+std::string TakeRegistryFailure() { return std::exchange(Failure(), {}); }
+
+void NoteRegistryFailure(const char* what, const std::string& why) {
+  Failure() = "the registry file '" + RegistryPath() + "' cannot be " + what + ": " + why;
+}
+
 int32_t LoadRegistry(RegistryNode* root) {
   std::string text;
   const FileResult result = ReadTextFile(RegistryPath(), kLimits.bytes, &text);
   if (result == FileResult::kMissing) return ERROR_SUCCESS;
+  const std::string why = ReasonOf(result, errno);
   if (result == FileResult::kDone && ReadDocument(text, root)) return ERROR_SUCCESS;
+  NoteRegistryFailure("read", why);
   KIV_LOG(LogLevel::kFailure, L"Registry file %hs is damaged, of a newer version or unreadable",
           RegistryPath().c_str());
   return ERROR_ACCESS_DENIED;
@@ -149,9 +178,11 @@ int32_t SaveRegistry(const RegistryNode& root) {
   document["root"] = WriteNode(root);
   const std::string text = WriteJson(document);
   // What could not be read back must not be written.
-  if (text.size() > kLimits.bytes) return ERROR_ACCESS_DENIED;
-  return ReplaceTextFile(RegistryPath(), text) == FileResult::kDone ? ERROR_SUCCESS
-                                                                    : ERROR_ACCESS_DENIED;
+  const FileResult result =
+      text.size() > kLimits.bytes ? FileResult::kTooLarge : ReplaceTextFile(RegistryPath(), text);
+  if (result == FileResult::kDone) return ERROR_SUCCESS;
+  NoteRegistryFailure("written", ReasonOf(result, errno));
+  return ERROR_ACCESS_DENIED;
 }
 
 }  // namespace kiv

@@ -39,6 +39,11 @@ bool SameIgnoringCase(std::wstring_view a, std::wstring_view b);
 
 // Empty when the environment names no place.
 KIV_ENGINE_API std::string RegistryPath();
+// Why the last of this thread's operations on the file failed, as a sentence without an end; empty
+// when none did since it was last taken. The codes tell no reasons.
+KIV_ENGINE_API std::string TakeRegistryFailure();
+void NoteRegistryFailure(const char* what, const std::string& why);
+
 // A file that does not exist is an empty registry.
 int32_t LoadRegistry(RegistryNode* root);
 int32_t SaveRegistry(const RegistryNode& root);

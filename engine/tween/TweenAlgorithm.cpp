@@ -5,12 +5,10 @@
 
 #include "engine/base/Boundary.h"
 #include "kiv/platform/Logger.h"
+#include "kiv/platform/PictureFacts.h"
 
 namespace kiv::tween {
 namespace {
-
-constexpr int32_t kBytesPerPixel = 4;
-constexpr int32_t kLargestSide = 32768;
 
 size_t BytesOf(const KivSize& size) {
   return static_cast<size_t>(size.width) * static_cast<size_t>(size.height) * kBytesPerPixel;
@@ -22,10 +20,7 @@ TweenMode ModeOf(uint32_t value) {
   return TweenMode::kFlow;
 }
 
-bool IsPossible(const KivSize& size) {
-  return size.width > 0 && size.height > 0 && size.width <= kLargestSide &&
-         size.height <= kLargestSide;
-}
+bool IsPossible(const KivSize& size) { return IsPictureSize(size.width, size.height); }
 
 }  // namespace
 

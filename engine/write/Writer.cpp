@@ -6,11 +6,10 @@
 #include <utility>
 
 #include "engine/write/WriterKinds.h"
+#include "kiv/platform/PictureFacts.h"
 
 namespace kiv {
 namespace {
-
-constexpr int32_t kLargestSide = 1 << 15;
 
 class DiscardingWriter : public Writer {
  public:
@@ -25,7 +24,7 @@ WriteError OpenDiscardingWriter(const WriterSetup&, std::unique_ptr<Writer>* wri
 
 WriteError CheckSeries(const PictureSeries& series) {
   const auto& [width, height] = series.size;
-  if (width < 1 || height < 1 || width > kLargestSide || height > kLargestSide) {
+  if (!IsPictureSize(width, height)) {
     return fmt::format("cannot write pictures of {}x{}", width, height);
   }
   if (series.frameRate.numerator <= 0 || series.frameRate.denominator <= 0) {

@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "kiv/platform/PictureFacts.h"
+
 extern "C" {
 #include <libavutil/frame.h>
 }
@@ -14,7 +16,6 @@ extern "C" {
 namespace kiv {
 namespace {
 
-constexpr size_t kBytesPerPixel = 4;
 // Factors are in 1/2^15 of an 8-bit code; a 10-bit one is a quarter of that.
 constexpr int kShiftToTen = 13;
 constexpr int32_t kHalf = 1 << (kShiftToTen - 1);

@@ -4,6 +4,8 @@
 #include <cstring>
 #include <new>
 
+#include "kiv/platform/PictureFacts.h"
+
 extern "C" {
 #include <libavutil/frame.h>
 }
@@ -11,7 +13,6 @@ extern "C" {
 namespace kiv {
 namespace {
 
-constexpr size_t kBytesPerPixel = 4;
 constexpr int32_t kLinesOfHd = 720;
 constexpr int32_t kColumnsOfHd = 1280;
 

@@ -17,6 +17,7 @@
 #include "engine/write/WriterFile.h"
 #include "engine/write/WriterKinds.h"
 #include "engine/write/WriterTimes.h"
+#include "kiv/platform/PictureFacts.h"
 #include "kiv/values/Saturate.h"
 
 extern "C" {
@@ -30,7 +31,6 @@ namespace kiv {
 namespace {
 
 constexpr int kIoBufferBytes = 1 << 18;
-constexpr int kBytesPerPixel = 4;
 // The 0..100 scale, spread over the useful part of each encoder's own.
 constexpr double kH264WorstCrf = 40, kH264BestCrf = 10;
 constexpr double kVp9WorstCrf = 60, kVp9BestCrf = 10;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "kiv/platform/PictureFacts.h"
 #include "kiv/values/Saturate.h"
 
 // Compiles this file once for every instruction set; the best one is chosen at run time.
@@ -22,7 +23,6 @@ using Lanes16u = hn::CappedTag<uint16_t, kMostLanes>;
 using Lanes8Half = hn::Rebind<uint8_t, Lanes16>;
 using Vector16 = hn::Vec<Lanes16>;
 
-constexpr size_t kBytesPerPixel = 4;
 // Products are 1/128 of a code for one row, 1/64 for each of two that are added.
 constexpr int kSingleBits = 7;
 constexpr int kPairBits = 6;

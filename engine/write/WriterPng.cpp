@@ -14,6 +14,7 @@
 #include "engine/write/WriterEncoder.h"
 #include "engine/write/WriterFile.h"
 #include "engine/write/WriterKinds.h"
+#include "kiv/platform/PictureFacts.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -21,8 +22,6 @@ extern "C" {
 
 namespace kiv {
 namespace {
-
-constexpr int kBytesPerPixel = 4;
 
 // Encodes pictures with their alpha; several at a time when `threads` is not 1 (0: one a core).
 class PngEncoder {

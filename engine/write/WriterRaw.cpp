@@ -5,6 +5,7 @@
 #include "engine/write/WriterConvert.h"
 #include "engine/write/WriterFile.h"
 #include "engine/write/WriterKinds.h"
+#include "kiv/platform/PictureFacts.h"
 
 extern "C" {
 #include <libavutil/frame.h>
@@ -13,7 +14,6 @@ extern "C" {
 namespace kiv {
 namespace {
 
-constexpr size_t kBytesPerPixel = 4;
 constexpr char kFrameMark[] = "FRAME\n";
 
 class RawWriter : public Writer {

@@ -45,6 +45,7 @@ CVideoStreamer::CVideoStreamer(IUnknown* outer) : CStreamer(outer) {}
 HRESULT CVideoStreamer::SetDecoder(IKivMediaDecoder* decoder) {
   CSimpleMutexLock guard(lock_);
   CStreamer::SetDecoder(decoder);
+  sizeIsNew_ = false;
   if (!decoder_) return S_OK;
   if (!proxyPath_.empty()) decoder_->SetProxyPath(proxyPath_.c_str());
   decoder_->SetProxyOff(!proxyEnabled_);
@@ -84,6 +85,7 @@ void CVideoStreamer::TellDecoderDirectionLocked() {
 }
 
 void CVideoStreamer::TellDecoderSizeLocked() {
+  sizeIsNew_ = false;
   const KivSize size = ScaledSizeLocked();
   if (const auto decoderSize = decoder_.As<IKivDecoderSize>()) decoderSize->SetOutputSize(&size);
 }
@@ -104,6 +106,7 @@ HRESULT CVideoStreamer::Skip(int32_t count, int32_t* moved) {
 KivComPtr<IKivFrame> CVideoStreamer::GetCurrentFrame(int32_t* status) {
   CSimpleMutexLock guard(lock_);
   int32_t decoded = E_FAIL;
+  if (sizeIsNew_) TellDecoderSizeLocked();
   KivComPtr<IKivFrame> frame = CStreamer::GetCurrentFrame(&decoded);
   const int32_t index = GetPosition(nullptr);
   if (KivCommon::ReadPixels(frame.Get())) {
@@ -249,6 +252,7 @@ HRESULT CVideoStreamer::OnSetOutputSize(const CommandArgs& args) {
   if (!size) return E_POINTER;
   CSimpleMutexLock guard(lock_);
   outputSize_ = *size;
+  sizeIsNew_ = decoder_ != nullptr;
   return S_OK;
 }
 

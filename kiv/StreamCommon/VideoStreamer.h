@@ -53,6 +53,8 @@ class CVideoStreamer : public CStreamer {
   KivComPtr<IKivFrame> TransparentFrameLocked() KIV_REQUIRES(lock_);
 
   KivSize outputSize_ KIV_GUARDED_BY(lock_){1280, 720};
+  // Told with the next frame: a size on its way with another decoder is none of this one's.
+  bool sizeIsNew_ KIV_GUARDED_BY(lock_) = false;
   KivRational decodeScale_ KIV_GUARDED_BY(lock_){1, 1};
   bool proxyEnabled_ KIV_GUARDED_BY(lock_) = false;
   std::wstring proxyPath_ KIV_GUARDED_BY(lock_);

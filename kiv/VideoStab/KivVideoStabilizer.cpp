@@ -60,7 +60,7 @@ HRESULT CKivVideoStabilizer::NonDelegatingQueryInterface(const GUID& iid, void**
 
 KivComPtr<IKivFrame> CKivVideoStabilizer::GetCurrentFrame(int32_t* status) {
   KivComPtr<IKivFrame> frame = CSourceBase::GetCurrentFrame(status);
-  if (!task_.CanCorrect()) {
+  if (!task_.CanCorrect() || HasForeignData()) {
     output_.Reset();
     return frame;
   }
@@ -68,6 +68,12 @@ KivComPtr<IKivFrame> CKivVideoStabilizer::GetCurrentFrame(int32_t* status) {
   KivComPtr<IKivFrame> corrected =
       AtBoundaryOr(KivComPtr<IKivFrame>(), [&] { return Corrected(frame); });
   return corrected ? corrected : frame;
+}
+
+// Loaded data are taken as they come; as long as they are of another file than the node's they wait.
+bool CKivVideoStabilizer::HasForeignData() {
+  CSimpleMutexLock guard(lock_);
+  return settings_.IsUsable() && !task_.HasResultOfStream(settings_);
 }
 
 KivComPtr<IKivFrame> CKivVideoStabilizer::Corrected(const KivComPtr<IKivFrame>& frame) {

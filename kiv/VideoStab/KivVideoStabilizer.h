@@ -56,6 +56,7 @@ class CKivVideoStabilizer : public CSourceBase {
 
   // Brings the task in line with changed settings.
   void ReapplySettings();
+  bool HasForeignData();
   void RestartTask(const StabSettings& settings);
   KivComPtr<IKivFrame> Corrected(const KivComPtr<IKivFrame>& frame);
 

@@ -133,6 +133,11 @@ bool CKivVideoStabExtendControl::HasResultFor(const StabSettings& settings) cons
   return dataSettings_ && *dataSettings_ == settings;
 }
 
+bool CKivVideoStabExtendControl::HasResultOfStream(const StabSettings& settings) const {
+  CSimpleMutexLock guard(lock_);
+  return dataSettings_ && dataSettings_->IsOfTheStreamOf(settings);
+}
+
 void CKivVideoStabExtendControl::SupplySize(const KivSize& size) {
   KivComPtr<IKivStabilizerAlgorithm> sizeless;
   StabData data;

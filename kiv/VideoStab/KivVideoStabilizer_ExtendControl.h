@@ -70,6 +70,8 @@ class CKivVideoStabExtendControl final : public scombase::CUnknown,
   // Whether the result is for these settings; whether the run under way is.
   bool HasResultFor(const StabSettings& settings) const;
   bool IsAnalysing(const StabSettings& settings) const;
+  // Whether the result is for the same stream of the same file.
+  bool HasResultOfStream(const StabSettings& settings) const;
 
   // Enabled, finished and not busy.
   bool CanCorrect();

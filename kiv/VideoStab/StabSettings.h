@@ -22,6 +22,10 @@ struct StabSettings {
            SameValue(a.ratFramerate, b.ratFramerate);
   }
 
+  bool IsOfTheStreamOf(const StabSettings& other) const {
+    return nStreamIdx == other.nStreamIdx && wstrPath == other.wstrPath;
+  }
+
   // Whether an analysis could begin with them.
   bool IsUsable() const {
     constexpr int32_t kUnknownEnd = KivCommon::Const::FRAMEINDEX_MAX;

@@ -4,9 +4,9 @@
 #include <iterator>
 #include <utility>
 
-namespace {
+#include "kiv/platform/PictureFacts.h"
 
-constexpr int64_t kBytesPerPixel = 4;
+namespace {
 
 int64_t BytesOf(const KivSize& size) {
   return kBytesPerPixel * std::max(size.width, 0) * std::max(size.height, 0);

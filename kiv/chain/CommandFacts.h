@@ -88,7 +88,10 @@ inline constexpr CommandFact kCommands[] = {
     {CommandId::GetCroppedSize, "KivSizeF*", "pixels, not rounded", "GetCroppedSize", "crop", "",
      "The size of the present frame's region in the source's pixels."},
     {CommandId::SetOutputSize, "const KivSize*", "pixels", "SetOutputSize, SetDecoder", "source",
-     "", "The size of the source's frames before the decode scale."},
+     "",
+     "The size of the source's frames before the decode scale, from the next frame on. SetDecoder "
+     "sets "
+     "the clip's own, so it comes after that."},
     {CommandId::SetDecodeScale, "const KivRational*", "ratio", "SetDecodeScale", "source", "",
      "What the output size is multiplied by, such as 1/2 for a preview."},
 };

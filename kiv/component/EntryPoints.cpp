@@ -17,18 +17,21 @@
 
 namespace {
 
-constexpr size_t kPathCapacity = 1024;
-
-// The library's own absolute path; empty when it cannot be told.
-std::wstring ModulePath() {
-  Dl_info info{};
-  if (!dladdr(reinterpret_cast<void*>(&ModulePath), &info) || !info.dli_fname) return {};
-  std::error_code error;
-  const std::filesystem::path path = std::filesystem::absolute(info.dli_fname, error);
-  if (error) return {};
-  std::wstring text = KivCommon::Char2WChar(path.lexically_normal().c_str());
-  return text.size() < kPathCapacity ? text : std::wstring();
+// The library's own absolute path; empty when it cannot be told. No exception leaves it: it runs
+// before there is anybody to catch one.
+std::string LibraryPath() noexcept {
+  return AtBoundaryOr(std::string(), [] {
+    Dl_info info{};
+    if (!dladdr(reinterpret_cast<void*>(&LibraryPath), &info) || !info.dli_fname)
+      return std::string();
+    std::error_code error;
+    const std::filesystem::path path = std::filesystem::absolute(info.dli_fname, error);
+    return error ? std::string() : path.lexically_normal().string();
+  });
 }
+
+// Taken when the library is loaded: a relative name holds for the folder of that moment only.
+const std::string kLibraryPath = LibraryPath();
 
 }  // namespace
 
@@ -52,10 +55,9 @@ HRESULT DllRegisterServer() {
   std::fputs("222222222222222", stdout);
   std::fflush(stdout);
   return AtBoundary([] {
-    const std::wstring path = ModulePath();
+    const std::wstring path = KivCommon::Char2WChar(kLibraryPath.c_str());
     if (path.empty()) return E_FAIL;
-    RegisterComponent(path);
-    return S_OK;
+    return RegisterComponent(path);
   });
 }
 

@@ -3,12 +3,13 @@
 #include <cwchar>
 
 #include "kiv/component/ClassTable.h"
+#include "kiv/component/EntryPoints.h"
 #include "kiv/platform/OsServices.h"
 #include "kiv/platform/Registry.h"
 
 namespace {
 
-constexpr int32_t kTextCapacity = 260;
+constexpr int32_t kTextCapacity = static_cast<int32_t>(kMaxRegisteredPath) + 1;
 constexpr wchar_t kComponentName[] = L"KivCommon Component";
 constexpr wchar_t kServerKey[] = L"InprocServer32";
 constexpr wchar_t kThreadingModel[] = L"ThreadingModel";
@@ -89,8 +90,11 @@ void DeleteKeyTree(HKEY parent, const wchar_t* name) {
 
 }  // namespace
 
-void RegisterComponent(const std::wstring& modulePath) {
+HRESULT RegisterComponent(const std::wstring& modulePath) {
+  // A path that is cut names another file.
+  if (modulePath.size() > kMaxRegisteredPath) return E_INVALIDARG;
   for (const ClassEntry& entry : ComponentClasses()) RegisterClass(entry, modulePath.c_str());
+  return S_OK;
 }
 
 void UnregisterComponent() {

@@ -5,7 +5,10 @@
 
 #include <string>
 
+#include "kiv/values/ResultCodes.h"
+
 // Enters every class with `modulePath`. A failing registry call skips the rest of its class.
-void RegisterComponent(const std::wstring& modulePath);
+// E_INVALIDARG, and nothing is entered, when the path is longer than kMaxRegisteredPath.
+HRESULT RegisterComponent(const std::wstring& modulePath);
 // Deletes the first class's key with all its subkeys, where it exists.
 void UnregisterComponent();

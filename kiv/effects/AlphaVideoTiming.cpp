@@ -20,6 +20,14 @@ int32_t WholeFrames(double frames) {
   return kiv::SaturateToInt32(isWhole ? nearest : frames);
 }
 
+// Settings keep times with six decimals, so what is that near to a frame count is the count: a preset
+// of 31/30 s does not loop for ending 0.3 microseconds before its clip.
+double OnWholeFrames(double time, double rate) {
+  constexpr double kRoundingOfSettings = 1e-6;
+  const double whole = std::nearbyint(time * rate) / rate;
+  return std::abs(time - whole) < kRoundingOfSettings ? whole : time;
+}
+
 int64_t FrameCountOf(const KivRange& range) {
   return range.end < range.start ? 0 : int64_t{range.end} - range.start + 1;
 }
@@ -28,10 +36,10 @@ int64_t FrameCountOf(const KivRange& range) {
 int64_t Remainder(int64_t dividend, int64_t divisor) { return dividend % divisor; }
 
 // Where the preset is while it pauses at `frame`.
-int32_t PausedFrame(const AlphaVideoTiming& timing, int32_t frame, double presetFrames) {
-  if (timing.loopCount == 0) return frame;
-  const int32_t into = WholeFrames(presetFrames - timing.pauseTime);
-  return ClampToInt32(frame + Remainder(into, timing.loopCount));
+int32_t PausedFrame(int32_t frame, int32_t loopCount, double presetFrames, double pause) {
+  if (loopCount == 0) return frame;
+  const int32_t into = WholeFrames(presetFrames - pause);
+  return ClampToInt32(frame + Remainder(into, loopCount));
 }
 
 int32_t LoopedFrame(double presetFrames, double durationFrames) {
@@ -45,8 +53,8 @@ int32_t LoopedFrame(double presetFrames, double durationFrames) {
 
 int32_t MapToMaskFrame(const AlphaVideoTiming& timing, int32_t frame) {
   const double rate = timing.sourceRate.ToDouble();
-  const double duration = timing.duration;
-  const double pause = timing.pauseTime;
+  const double duration = OnWholeFrames(timing.duration, rate);
+  const double pause = OnWholeFrames(timing.pauseTime, rate);
   const double time = frame / rate;
   const int32_t pauseFrame = ClampToInt32(int64_t{WholeFrames(rate * pause)} - 1);
   const double clip =
@@ -56,7 +64,9 @@ int32_t MapToMaskFrame(const AlphaVideoTiming& timing, int32_t frame) {
   if (pauseFrame > 0) {
     const double extra = clip - duration;
     if (time < pause) return frame;
-    if (time <= pause + extra) return PausedFrame(timing, pauseFrame, rate * time);
+    if (time <= pause + extra) {
+      return PausedFrame(pauseFrame, timing.loopCount, rate * time, pause);
+    }
     return WholeFrames(rate * (time - extra) - 1.0);
   }
   return duration > 0 ? LoopedFrame(rate * time, rate * duration) : frame;

@@ -1,7 +1,8 @@
 // Which frame of a preset a clip's frame shows: a preset fills a longer clip by pausing at one point,
 // held or looping a few frames there, or else by looping as a whole.
 //
-// Units:    frames count at the preset's own rate; durations in seconds; time in 100 ns.
+// Units:    frames count at the preset's own rate; durations in seconds, where a microsecond beside a
+//           whole frame count is none; time in 100 ns.
 // Threads:  any; nothing is kept.
 // Errors:   none. Rates of 0, lengths that are no number and sums beyond 32 bits give some frame.
 #pragma once

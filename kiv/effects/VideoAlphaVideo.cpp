@@ -18,7 +18,7 @@ constexpr int32_t kReadOnward = static_cast<int32_t>(KivSeekMode::kReadOnward);
 constexpr int32_t kGreenChannel = 1;
 constexpr int32_t kAlphaChannel = 3;
 
-// As it stands when there is nobody to translate it.
+// As it stands when it cannot be translated.
 std::wstring Translated(const std::wstring& location) {
   const auto service = ObtainPathService();
   wchar_t path[AlphaVideoSettings::kPathCapacity] = {};

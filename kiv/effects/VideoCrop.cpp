@@ -101,8 +101,10 @@ HRESULT CVideoCrop::OnGetCroppedSize(const CommandArgs& args) {
 }
 
 void CVideoCrop::AskSourceSize() {
+  const KivSize before = sourceSize_;
   CSourceBase::ProcessCommand(static_cast<uint32_t>(CommandId::GetScaledSize),
                               reinterpret_cast<uintptr_t>(&sourceSize_), 0);
+  if (sourceSize_ != before) evaluatedFrame_ = kNotEvaluated;
 }
 
 bool CVideoCrop::UpdateRegion() {
@@ -128,12 +130,12 @@ HRESULT CVideoCrop::SaveSettings(IKivProperties* bag) {
     bag->SetRect(KivKey::Crop::kRegion, &region_);
     if (!keyFrames_ || keyFrames_->GetKeyFrameCount() < 1) return S_OK;
     std::wstring text;
-    if (keyFrames_->ToJson(&text)) {
-      kiv::StoreKeyFrameText(bag, KivKey::Crop::kRegion, text);
-    } else {
+    if (!keyFrames_->ToJson(&text)) {
       KIV_LOG(LogLevel::kFailure, L"crop keyframes cannot be saved: %d of them",
               keyFrames_->GetKeyFrameCount());
+      return E_FAIL;
     }
+    kiv::StoreKeyFrameText(bag, KivKey::Crop::kRegion, text);
     return S_OK;
   });
 }

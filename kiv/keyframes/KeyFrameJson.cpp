@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <sstream>
 #include <string_view>
 #include <utility>
 
@@ -45,12 +46,75 @@ Json::Value FrameToJson(const KeyFrame& frame) {
 
 std::wstring Widen(const std::string& ascii) { return {ascii.begin(), ascii.end()}; }
 
-bool IsWithinLimits(const std::string& text) {
-  const auto parts = std::count_if(text.begin(), text.end(), [](char c) {
-    return kPartMarks.find(c) != std::string_view::npos;
-  });
-  return parts <= kMaxParts;
+ptrdiff_t PartsOf(const std::string& text) {
+  return std::count_if(text.begin(), text.end(),
+                       [](char c) { return kPartMarks.find(c) != std::string_view::npos; });
 }
+
+bool IsWithinLimits(const std::string& text) {
+  return text.size() <= kMaxKeyFrameDocument && PartsOf(text) <= kMaxParts;
+}
+
+// `params` is left null.
+Json::Value HeaderToJson(const KeyFrameHeader& header) {
+  Json::Value root(Json::objectValue);
+  root["splineType"] = static_cast<int32_t>(header.spline.type);
+  root["splineDegree"] = static_cast<int32_t>(header.spline.degree);
+  root["FrameRateNum"] = static_cast<Json::Int64>(header.frameRate.numerator);
+  root["FrameRateDen"] = static_cast<Json::Int64>(header.frameRate.denominator);
+  root["dataType"] = header.dataType;
+  root["params"] = Json::nullValue;
+  return root;
+}
+
+// Makes compact texts, one after the other.
+class Writer {
+ public:
+  std::string Write(const Json::Value& json) {
+    stream_.str({});
+    writer_->write(json, &stream_);
+    return stream_.str();
+  }
+
+ private:
+  static std::unique_ptr<Json::StreamWriter> New() {
+    Json::StreamWriterBuilder builder;
+    builder["indentation"] = "";
+    return std::unique_ptr<Json::StreamWriter>(builder.newStreamWriter());
+  }
+
+  const std::unique_ptr<Json::StreamWriter> writer_ = New();
+  std::ostringstream stream_;
+};
+
+// Sums up how long a document gets, to the character.
+class DocumentRoom {
+ public:
+  explicit DocumentRoom(const KeyFrameHeader& header) {
+    Json::Value root = HeaderToJson(header);
+    root["params"] = Json::arrayValue;
+    Take(writer_.Write(root) + "\n");
+  }
+
+  // False once it is too long.
+  bool Take(const std::vector<KeyFrame>& frames) {
+    return std::all_of(frames.begin(), frames.end(), [this](const KeyFrame& frame) {
+      Take((count_++ == 0 ? "" : ",") + writer_.Write(FrameToJson(frame)));
+      return characters_ <= kMaxKeyFrameDocument && parts_ <= kMaxParts;
+    });
+  }
+
+ private:
+  void Take(const std::string& text) {
+    characters_ += text.size();
+    parts_ += PartsOf(text);
+  }
+
+  Writer writer_;
+  size_t count_ = 0;
+  size_t characters_ = 0;
+  ptrdiff_t parts_ = 0;
+};
 
 // Takes the document from an object that was parsed; false for a member of the wrong form.
 class DocumentReader {
@@ -80,8 +144,7 @@ class DocumentReader {
   static bool Integer(const Json::Value& object, std::string_view name, int32_t* value) {
     const Json::Value* const json = Member(object, name);
     if (!json) return true;
-    const bool isNumber = json->type() == Json::intValue || json->type() == Json::uintValue;
-    if (!isNumber || !json->isInt()) return false;
+    if (!json->isInt()) return false;  // 25.0 is one
     *value = json->asInt();
     return true;
   }
@@ -145,19 +208,17 @@ std::wstring SizeKeyOf(const wchar_t* name) { return TextKeyOf(name) + kSizeKey;
 
 std::wstring WriteKeyFrameDocument(const KeyFrameHeader& header,
                                    const std::vector<KeyFrame>& frames) {
-  Json::Value root(Json::objectValue);
-  root["splineType"] = static_cast<int32_t>(header.spline.type);
-  root["splineDegree"] = static_cast<int32_t>(header.spline.degree);
-  root["FrameRateNum"] = static_cast<Json::Int64>(header.frameRate.numerator);
-  root["FrameRateDen"] = static_cast<Json::Int64>(header.frameRate.denominator);
-  root["dataType"] = header.dataType;
+  Json::Value root = HeaderToJson(header);
   Json::Value& params = root["params"];
   for (const KeyFrame& frame : frames) params.append(FrameToJson(frame));
-  Json::StreamWriterBuilder builder;
-  builder["indentation"] = "";
-  const std::string text = Json::writeString(builder, root) + "\n";
-  const bool isReadable = text.size() <= kMaxKeyFrameDocument && IsWithinLimits(text);
-  return isReadable ? Widen(text) : std::wstring();
+  const std::string text = Writer().Write(root) + "\n";
+  return IsWithinLimits(text) ? Widen(text) : std::wstring();
+}
+
+bool IsWritable(const KeyFrameHeader& header, const std::vector<KeyFrame>& frames,
+                const std::vector<KeyFrame>& more) {
+  DocumentRoom room(header);
+  return room.Take(frames) && room.Take(more);
 }
 
 std::optional<KeyFrameDocument> ReadKeyFrameDocument(const std::wstring& text) {

@@ -40,6 +40,9 @@ struct KeyFrameDocument {
 // a document may be.
 std::wstring WriteKeyFrameDocument(const KeyFrameHeader& header,
                                    const std::vector<KeyFrame>& frames);
+// Whether both lists fit into one document, `more` after `frames`.
+bool IsWritable(const KeyFrameHeader& header, const std::vector<KeyFrame>& frames,
+                const std::vector<KeyFrame>& more);
 // Integers that are missing are 0, texts empty. A value of an unknown type is an empty value.
 std::optional<KeyFrameDocument> ReadKeyFrameDocument(const std::wstring& text);
 

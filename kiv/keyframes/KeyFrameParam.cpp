@@ -164,7 +164,8 @@ int32_t CKivKeyFrameParam::FromJson(const std::wstring& text) {
   CSimpleMutexLock guard(lock_);
   return AtBoundaryOr(0, [&]() KIV_REQUIRES(lock_) {
     auto document = kiv::ReadKeyFrameDocument(text);
-    if (!document) {
+    // What was read is written again one day.
+    if (!document || !kiv::IsWritable(document->header, frames_.Frames(), document->frames)) {
       KIV_LOG(LogLevel::kFailure, L"keyframe document of %zu characters refused", text.size());
       return 0;
     }

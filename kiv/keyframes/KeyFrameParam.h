@@ -46,7 +46,8 @@ class CKivKeyFrameParam final : public scombase::CUnknown, public IKivKeyFramePa
   // `text` is then untouched.
   bool ToJson(std::wstring* text);
   // Appends a document's keyframes to those there are, as they come, and takes over the rest of it.
-  // 1; 0 when the document is refused: then nothing is changed. The changed flag stays as it is.
+  // 1; 0 when the document is refused, or when ToJson could not write all of them: then nothing is
+  // changed. The changed flag stays as it is.
   int32_t FromJson(const std::wstring& text);
 
   // Set by every edit; whoever evaluates clears it before.

@@ -8,6 +8,7 @@
 #include "kiv/values/Export.h"
 
 enum class LogLevel : int32_t {
+  kDetail = 16,    // no fault; of use to whoever looks for one
   kFailure = 32,   // ordinary failures
   kFilter = 64,    // a filter that cannot be created
   kCreation = 80,  // a frame or object that cannot be created

@@ -4,13 +4,13 @@
 
 #include "kiv/platform/KivCommon.h"
 #include "kiv/platform/Logger.h"
+#include "kiv/platform/PictureFacts.h"
 #include "kiv/values/Saturate.h"
 
 namespace {
 
 __extension__ using Wide = __int128;
 
-constexpr int32_t kBytesPerPixel = 4;
 constexpr uint32_t kTransparent = 0;
 
 int64_t Narrow(Wide value) {

@@ -7,27 +7,12 @@
 #include "kiv/base/AtBoundary.h"
 #include "kiv/platform/KeyNames.h"
 #include "kiv/values/Saturate.h"
+#include "kiv/values/SpeedNumbers.h"
 
 namespace {
 
-constexpr int64_t kTicksPerSecond = 10'000'000;
-constexpr double kHalfSecond = 5'000'000.0;
 constexpr KivRational kDefaultRate{25, 1};
 constexpr int32_t kReadOnward = 1;
-
-int64_t Difference(int64_t a, int64_t b) {
-  int64_t result = 0;
-  if (!__builtin_sub_overflow(a, b, &result)) return result;
-  return a < 0 ? INT64_MIN : INT64_MAX;
-}
-
-// The earliest start of an upstream frame that may stand for the render frame `index`: half a render
-// frame before that one's own.
-int64_t EarliestStart(int32_t index, double renderRate) {
-  const int64_t half = kiv::SaturateToInt64(kHalfSecond / renderRate);
-  const auto scaled = static_cast<double>(index * kTicksPerSecond);
-  return Difference(kiv::SaturateToInt64(scaled / renderRate), half);
-}
 
 }  // namespace
 
@@ -52,7 +37,7 @@ HRESULT CVideoSlider::Skip(int32_t count, int32_t* moved) {
   const int32_t wanted = kiv::ClampToInt32(int64_t{position_} + count);
   HRESULT hr = S_OK;
   if (upstream_) {
-    const int64_t earliest = EarliestStart(wanted, renderRate_.ToDouble());
+    const int64_t earliest = kiv::EarliestStartFor(wanted, renderRate_.ToDouble());
     if (count < 0 && !UpstreamTellsTime()) {
       int32_t local = 0;
       hr = upstream_->Skip(-1, &local);

@@ -1,8 +1,9 @@
-// Which frames stand for which when a clip is shown faster or slower: what the speed node steps by and
-// what a host has to know of its steps. In doubles, so that both round alike.
+// Which frames stand for which when a clip is shown faster or slower, or at another frame rate: what the
+// speed node and the rate node step by, and what a host has to know of their steps. In doubles, so that
+// both round alike.
 //
 // Units:    `given` counts the frames that the speed node is given, `shown` those that it shows; speed
-//           is given frames per shown one, above 0.
+//           is given frames per shown one, above 0. Times in 100 ns.
 #pragma once
 
 #include <cstdint>
@@ -35,6 +36,31 @@ constexpr int32_t FirstGivenFor(int32_t shown, double speed, int32_t limit) {
     ++given;
   }
   return given;
+}
+
+// The earliest start of a given frame that may stand for the frame `rated` of another rate: half a frame
+// of that rate before its own.
+constexpr int64_t EarliestStartFor(int64_t rated, double rate) {
+  constexpr int64_t kTicksPerSecond = 10'000'000;
+  constexpr double kHalfSecond = 5'000'000.0;
+  const int64_t half = SaturateToInt64(kHalfSecond / rate);
+  const auto scaled = static_cast<double>(rated * kTicksPerSecond);
+  int64_t earliest = 0;
+  const bool isBeyond = __builtin_sub_overflow(SaturateToInt64(scaled / rate), half, &earliest);
+  if (!isBeyond) return earliest;
+  return half > 0 ? INT64_MIN : INT64_MAX;
+}
+
+// The last frame of another rate that a given frame which starts at `start`, or one before it, stands
+// for. Not above `limit`.
+constexpr int64_t LastRatedFor(int64_t start, double rate, int32_t limit) {
+  constexpr double kTicksPerSecond = 1e7;
+  const int64_t guess = SaturateToInt64(static_cast<double>(start) * rate / kTicksPerSecond + 0.5);
+  int64_t rated = guess < limit ? guess : limit;
+  // The product was rounded, and so are the times compared.
+  while (rated > 0 && EarliestStartFor(rated, rate) > start) --rated;
+  while (rated < limit && EarliestStartFor(rated + 1, rate) <= start) ++rated;
+  return rated;
 }
 
 }  // namespace kiv

@@ -1,5 +1,6 @@
 #include "kiv/values/TextForms.h"
 
+#include <cmath>
 #include <concepts>
 #include <type_traits>
 
@@ -100,8 +101,10 @@ template <typename T>
 void WriteEnd(const T&, std::wstring*) {}
 
 void WriteEnd(const KivRational& value, std::wstring* text) {
+  // 0/0 has no sign; the one that its NaN carries is the processor's.
+  const double quotient = value.ToDouble();
   *text += L"]: ";
-  kiv::AppendFixed(text, value.ToDouble(), 7);
+  kiv::AppendFixed(text, std::isnan(quotient) ? std::fabs(quotient) : quotient, 7);
   *text += L' ';
 }
 

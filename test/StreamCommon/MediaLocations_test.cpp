@@ -40,4 +40,15 @@ TEST_F(MediaLocation, IsAvailableWhenItExistsOrIsAColour) {
   EXPECT_FALSE(IsMediaLocationAvailable(nullptr));
 }
 
+// "/.", which changes nothing, makes the path of a file that exists as long as it has to be.
+TEST_F(MediaLocation, IsNotAvailableForTheFirstPartOfItsPath) {
+  std::wstring longest = folder.Write("x/there.mov", "x");
+  const size_t slash = longest.rfind(L'/');
+  if (longest.size() % 2 == 0) longest.insert(slash, L"/");
+  while (longest.size() < 2047) longest.insert(slash, L"/.");
+  ASSERT_EQ(2047U, longest.size());
+  EXPECT_TRUE(Available(longest));
+  EXPECT_FALSE(Available(longest + L".none"));
+}
+
 }  // namespace

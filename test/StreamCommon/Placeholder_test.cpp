@@ -87,16 +87,18 @@ TEST_F(Placeholder, CannotBeMadeWithoutASizeOrWithAHugeOne) {
   UseSize({1280, -1});
   EXPECT_FALSE(Pull());
   EXPECT_TRUE(log.lines.empty());
-  UseSize({INT32_MAX, INT32_MAX});
-  EXPECT_FALSE(Pull());
+  for (const KivSize size : {KivSize{INT32_MAX, INT32_MAX}, KivSize{32768, 32768}}) {
+    UseSize(size);
+    EXPECT_FALSE(Pull()) << size.width;
+  }
   // The log names the unscaled size.
   UseSize({1, 2});
   UseScale({1, 100});
   EXPECT_FALSE(Pull());
-  ASSERT_EQ(2u, log.lines.size());
-  EXPECT_EQ(LogLevel::kCreation, log.lines[1].first);
+  ASSERT_EQ(3u, log.lines.size());
+  EXPECT_EQ(LogLevel::kCreation, log.lines[2].first);
   EXPECT_NE(std::string::npos,
-            log.lines[1].second.find(
+            log.lines[2].second.find(
                 "Failed to create transparent frame,  size(1, 2)  [VideoStreamer.cpp, "));
 }
 

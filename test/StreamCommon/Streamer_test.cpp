@@ -147,7 +147,7 @@ TEST_F(Streamer, TellsANewDecoderPathSwitchAndSizeInThisOrder) {
   EXPECT_EQ((Calls{"SetProxyPath /p.mov", "SetProxyOff 0"}), decoder->log.Take());
 }
 
-TEST_F(Streamer, ANewScaleReachesTheDecoderAndANewSizeOrAnEqualScaleDoesNot) {
+TEST_F(Streamer, ANewScaleReachesTheDecoderAtOnceAndANewSizeOrAnEqualScaleDoesNot) {
   Attach();
   decoder->log.Take();
   UseScale({1, 2});
@@ -157,6 +157,29 @@ TEST_F(Streamer, ANewScaleReachesTheDecoderAndANewSizeOrAnEqualScaleDoesNot) {
   UseSize({300, 30});
   EXPECT_EQ((KivSize{100, 10}), ScaledSize());
   EXPECT_EQ(Calls{}, decoder->log.Take());
+}
+
+TEST_F(Streamer, ANewSizeReachesTheDecoderWithTheNextFrame) {
+  Attach();
+  UseSize({300, 30});
+  decoder->log.Take();
+  Pull();
+  Pull();
+  EXPECT_EQ((Calls{"SetOutputSize 300x30", "ReadCurrentFrame", "ReadCurrentFrame"}),
+            decoder->log.Take());
+  UseSize({600, 60});
+  UseScale({1, 2});
+  Pull();
+  EXPECT_EQ((Calls{"SetOutputSize 300x30", "ReadCurrentFrame"}), decoder->log.Take());
+  // It is the next decoder's size that comes before it: the one it replaces never hears of it.
+  const auto former = decoder;
+  UseSize({64, 36});
+  decoder = test::FakeDecoder::Make();
+  Attach();
+  Pull();
+  EXPECT_EQ(Calls{}, former->log.Take());
+  EXPECT_EQ((Calls{"SetProxyOff 1", "SetOutputSize 32x18", "ReadCurrentFrame"}),
+            decoder->log.Take());
 }
 
 TEST_F(Streamer, SizesAreRoundedAndSaturated) {

@@ -261,6 +261,32 @@ TEST_F(StabilizerNode, CorrectsOnceFinishedAndPassesOnOtherwise) {
   EXPECT_EQ(1u, (corrected->AddRef(), corrected->Release())) << "the node gave its frame up";
 }
 
+TEST_F(StabilizerNode, DataOfAnotherFileOrStreamCorrectNothing) {
+  chain.source->frame = test::MakeFrame(12);
+  const auto shown = [this] { return NumberIn(chain.node->GetCurrentFrame(nullptr)); };
+  StabSettings file = Settings(), stream = Settings();
+  file.wstrPath += L"x";
+  stream.nStreamIdx = 1;
+  Finish();
+  for (const StabSettings& other : {file, stream}) {
+    EXPECT_EQ(S_OK, chain.node->LoadSettings(StoredBag(other, 5, 5).Get()));
+    EXPECT_EQ(12, shown());
+    // They are kept for the source that they are of, if it comes.
+    Set(other);
+    EXPECT_EQ(State::kFinished, control->GetTaskState());
+    EXPECT_EQ(1012, shown());
+    EXPECT_EQ(S_OK, chain.node->LoadSettings(StoredBag(Settings(), 5, 5).Get()));
+    EXPECT_EQ(12, shown());
+    Set(Settings());
+    EXPECT_EQ(1012, shown());
+  }
+  // The next change of any kind makes room for an analysis.
+  chain.node->LoadSettings(StoredBag(file, 5, 5).Get());
+  Send(*chain.node, CommandId::SetStabilizerLevel, 30);
+  EXPECT_EQ(State::kReady, control->GetTaskState());
+  EXPECT_TRUE(task->IsAnalysing(Settings()));
+}
+
 TEST_F(StabilizerNode, WhatCannotBeCorrectedComesAsItIs) {
   Finish();
   algorithm->correctResult = E_NOTFOUND;

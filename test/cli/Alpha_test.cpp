@@ -301,6 +301,24 @@ TEST_F(Alpha, SettingsRepeatTheRender) {
   }
 }
 
+// 31/30 s is no number of six decimals.
+TEST_F(Alpha, AStoredPresetKeepsItsLengthInFrames) {
+  const std::string preset = kivtest::MakeClip(
+      {.codec = "qtrle", .container = "mov", .pixelFormat = "argb", .rate = {30, 1}, .frames = 31});
+  const Numbers own = Plus({}, 0, 31);
+  EXPECT_EQ(own, NumbersOf(preset + " --alpha-preset --save-settings @s.json"));
+  EXPECT_EQ(std::string::npos, ReadBytes(folder.Path("s.json")).find("Duration"))
+      << "nobody gave one";
+  EXPECT_EQ(own, NumbersOf(preset + " --settings @s.json --save-settings @s.json"));
+  EXPECT_EQ(std::string::npos, ReadBytes(folder.Path("s.json")).find("Duration"));
+  Run("render " + preset + " -o null --chain source,alpha --save-settings @s.json");
+  EXPECT_EQ(own, NumbersOf(preset + " --settings @s.json --alpha-preset"));
+  const std::string given = " --alpha-preset --alpha-duration 1.0333333333 --save-settings @s.json";
+  EXPECT_EQ(own, NumbersOf(preset + given));
+  EXPECT_NE(std::string::npos, ReadBytes(folder.Path("s.json")).find("\"1.033333\""));
+  EXPECT_EQ(own, NumbersOf(preset + " --settings @s.json"));
+}
+
 // What settings hold that no option would let in.
 TEST_F(Alpha, ImpossibleTimesGiveAPicture) {
   const std::string preset = kivtest::MakeClip(

@@ -32,6 +32,13 @@ class Refused : public testing::Test {
 
   void TearDown() override { unsetenv("KIV_REGISTRY"); }
 
+  // As a damaged file, or one of a later version, is met.
+  void UseRegistry(const std::string& text) {
+    WriteBytes(folder_.Path("registry.json"), text);
+    setenv("KIV_REGISTRY", folder_.Path("registry.json").c_str(), 1);
+    WriteBytes(folder_.Path("registry.json.lock"), "");
+    names_ = folder_.Names();
+  }
   void Expect(int status, const std::string& line, const std::string& says) {
     SCOPED_TRACE(line);
     const ProgramResult result = RunKivclip(folder_, line);
@@ -142,6 +149,8 @@ constexpr std::pair<const char*, const char*> kUsage[] = {
     {"stabilize @clip.mkv --settings @s.png --plot @s.png", "written twice"},
     {"frame @clip.mkv --at 1 -o @x.jpg", "ends in .png"},
     {"render @clip.mkv -o @x.mp4 --decode-scale 10000/1", "too large a picture"},
+    {"render @clip.mkv -o @x.mp4 --decode-scale 400/1", "too large a picture: 25600x19200"},
+    {"render @clip.mkv -o @x.mp4 --size 32768x32768", "268435456 pixels at most"},
     {"render @clip.mkv -o @x.mp4 --reverse-range 1:2 --settings @good.json", "needs --reverse"},
     {"render @clip.mkv -o @x.mp4 --speed 2 --speed 3", "--speed is given more than once"},
     {"render @clip.mkv -o @x.mp4 --speed", "--speed"},
@@ -188,6 +197,14 @@ TEST_F(Refused, WithItsStatusAndOneLine) {
     Expect(2, "render @clip.mkv -o null --alpha-preset " + (option + std::string(260, 'x')),
            "more than 259 characters");
   }
+}
+
+TEST_F(Refused, WithADamagedRegistry) {
+  UseRegistry("{");
+  for (const char* const verb : {"register", "unregister"}) {
+    Expect(1, verb, "registry.json' cannot be read: it is damaged or of a newer version");
+  }
+  EXPECT_EQ("{", ReadBytes(folder_.Path("registry.json")));
 }
 
 TEST_F(Refused, WhenStandardOutputIsFull) {

@@ -208,39 +208,97 @@ TEST_F(Crop, WrongRequestsSayWhatWouldBeRight) {
   }
 }
 
-// A region without keyframes, or keyframes beside which it does not count.
-TEST_F(Crop, StoredRegionsOutsideThePictureAreRefused) {
+void Replace(std::string* text, const std::string& from, const std::string& to) {
+  const size_t at = text->find(from);
+  ASSERT_NE(std::string::npos, at) << from << " in " << *text;
+  text->replace(at, from.size(), to);
+}
+
+TEST_F(Crop, StoredSettingsThatCannotBeUsedAreRefused) {
   Draw("corner.mkv", {32, 18}, 1, Corner);
-  const auto stored = [this](const KivRectF& shown, const std::string& region) {
-    Run("render @corner.mkv -o null --crop 0,0,0.5,0.5 --save-settings @s.json");
-    std::string text = ReadBytes(Path("s.json"));
-    const auto replace = [&text](const std::string& from, const std::string& to) {
-      const size_t at = text.find(from);
-      ASSERT_NE(std::string::npos, at) << text;
-      text.replace(at, from.size(), to);
-    };
-    replace("\"left:0.000000, top:0.000000, width:0.500000, height:0.500000\"", '"' + region + '"');
-    if (shown.width == 0) {
-      replace("Crop.Region.Serialize\"", "Gone\"");
-    } else {
-      char values[100];
-      std::snprintf(values, sizeof values, "left:%f, top:%f, width:%f, height:%f", shown.left,
-                    shown.top, shown.width, shown.height);
-      replace("left:0.000000, top:0.000000, width:0.500000, height:0.500000", values);
-    }
-    Save("s.json", text);
-    return RunKivclip(folder_, "render @corner.mkv -o null --settings @s.json");
+  Run("render @corner.mkv -o null --crop 0,0,0.5,0.5 --save-settings @s.json");
+  const std::string good = ReadBytes(Path("s.json"));
+  const std::string stored = "left:0.000000, top:0.000000, width:0.500000, height:0.500000";
+  const std::string beside = '"' + stored + '"', outside = "left:5, top:5, width:9, height:9";
+  const std::string text = "Crop.Region.Serialize\"", length = "Crop.Region.Serialize.Size\"";
+  using Edits = std::vector<std::pair<std::string, std::string>>;
+  const struct {
+    Edits edits;
+    const char* message;
+  } kCases[] = {
+      {{{stored, "left:0.5, top:0.5, width:0.75, height:0.5"}}, "at frame 0 does not lie inside"},
+      {{{text, "Gone\""}}, "their text is not"},
+      {{{text, "Gone\""}, {length, "Too\""}, {beside, '"' + outside + '"'}}, "not lie inside"},
+      {{{R"(\"index\":0)", R"(\"index\":\"0\")"}}, "no keyframe document"},
+      {{{R"(\"splineType\":0})", R"(\"splineType\":0)"}}, "no keyframe document"},
+      {{{R"(\"valueType\":\"KivRectF\")", R"(\"valueType\":\"double\")"}, {stored, "1"}},
+       "numbers, not KivRectF"},
+      {{{"\"int\"", "\"double\""}}, "Crop.Enabled is not an integer"},
+      {{{text, "Gone\""}, {length, "Crop.Region\""}, {"Crop.Region\"", "Too\""}},
+       "Crop.Region is not a rectangle"},
   };
-  const std::string inside = "left:0.1, top:0.1, width:0.5, height:0.5";
-  const std::string outside = "left:5, top:5, width:9, height:9";
-  for (const auto& [shown, region] :
-       {std::pair{KivRectF{}, outside}, {KivRectF{0.5, 0.5, 0.75, 0.5}, inside}}) {
-    const ProgramResult result = stored(shown, region);
-    EXPECT_EQ(1, result.status) << region;
-    EXPECT_NE(std::string::npos, result.err.find("does not lie inside")) << result.err;
+  for (const auto& [edits, message] : kCases) {
+    std::string edited = good;
+    for (const auto& [from, to] : edits) {
+      // The region stands before its keyframes.
+      if (from == stored) Replace(&edited, beside, "\"@\"");
+      Replace(&edited, from, to);
+      if (from == stored) Replace(&edited, "\"@\"", beside);
+    }
+    Save("s.json", edited);
+    const ProgramResult result =
+        RunKivclip(folder_, "render @corner.mkv -o null --settings @s.json");
+    EXPECT_EQ(1, result.status) << message;
+    EXPECT_NE(std::string::npos, result.err.find(message)) << message << ": " << result.err;
+    EXPECT_NE(std::string::npos, result.err.find(Path("s.json"))) << result.err;
+    // An option stands in their place.
+    Run("render @corner.mkv -o null --settings @s.json --crop 0,0,1,1");
   }
-  EXPECT_EQ(0, stored({}, inside).status);
-  EXPECT_EQ(0, stored({0.5, 0.5, 0.5, 0.5}, outside).status);
+}
+
+// Their text counts, and goes through the reader of --crop-keyframes.
+TEST_F(Crop, EditedKeyframesCropAsTheOptionDoes) {
+  Draw("corner.mkv", kDrawn, 12, Corner);
+  const std::string first = KeyFrame(0, {0, 0, 1, 1}), last = KeyFrame(10, {0.25, 0.25, 0.5, 0.5});
+  const std::string middle = KeyFrame(5, {0.25, 0.25, 0.625, 0.625});
+  Save("two.json", Document(first + "," + last));
+  Save("three.json", Document(last + "," + first + "," + middle));
+  Run("render @corner.mkv -o null --crop-keyframes @two.json --save-settings @s.json");
+  const std::string good = ReadBytes(Path("s.json"));
+  const auto quoted = [](const std::string& text) {
+    std::string result;
+    for (const char c : text) result += c == '"' ? "\\\"" : std::string(1, c);
+    return result;
+  };
+  const ReadBack two = Render("corner.mkv --crop-keyframes @two.json");
+  const ReadBack three = Render("corner.mkv --crop-keyframes @three.json");
+  ASSERT_NE(two.pixels, three.pixels);
+  std::string longer = good, sizeless = good;
+  Replace(&longer, quoted(first + "," + last), quoted(last + "," + first + "," + middle));
+  Replace(&sizeless, "Crop.Region.Serialize.Size\"", "Gone\"");
+  Save("s.json", longer);
+  EXPECT_EQ(three.pixels, Render("corner.mkv --settings @s.json --save-settings @t.json").pixels);
+  EXPECT_EQ(three.pixels, Render("corner.mkv --settings @t.json").pixels);
+  Save("s.json", sizeless);
+  EXPECT_EQ(two.pixels, Render("corner.mkv --settings @s.json").pixels);
+}
+
+// Without keyframes a region has no effect, and beside keyframes neither.
+TEST_F(Crop, AStoredRegionAloneCutsNothingAndSaysSo) {
+  Draw("corner.mkv", {32, 18}, 1, Corner);
+  Run("render @corner.mkv -o null --crop 0,0,0.5,0.5 --save-settings @s.json");
+  std::string text = ReadBytes(Path("s.json"));
+  std::string ignored = text;
+  Replace(&ignored, "\"left:0.000000, top:0.000000, width:0.500000, height:0.500000\"",
+          "\"left:5, top:5, width:9, height:9\"");
+  Save("s.json", ignored);
+  EXPECT_EQ((KivSize{16, 9}), Render("corner.mkv --settings @s.json").size);
+  Replace(&text, "Crop.Region.Serialize\"", "Gone\"");
+  Replace(&text, "Crop.Region.Serialize.Size\"", "Too\"");
+  Save("s.json", text);
+  EXPECT_NE(std::string::npos, Run("render @corner.mkv -o null --settings @s.json")
+                                   .err.find("a crop region without keyframes"));
+  EXPECT_EQ((KivSize{32, 18}), Render("corner.mkv --settings @s.json").size);
 }
 
 TEST_F(Crop, TheKeyframesCommandListsAndEvaluates) {

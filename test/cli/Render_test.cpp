@@ -279,6 +279,24 @@ TEST_F(Render, CtrlCEndsAWriteThatIsStuckAndLeavesNoFileBehind) {
   }
 }
 
+TEST_F(Render, OfAClipThatCannotBeDecodedTheColoursAreUnknown) {
+  std::string bytes = ReadBytes(kivtest::MakeClip({.frames = 10}));
+  const size_t pictures = bytes.find("mdat");
+  ASSERT_NE(std::string::npos, pictures);
+  // They are behind the index, or stand before it.
+  const size_t index = bytes.find("moov");
+  const size_t end = index > pictures ? index - 4 : bytes.size();
+  std::fill(bytes.begin() + static_cast<ptrdiff_t>(pictures) + 4,
+            bytes.begin() + static_cast<ptrdiff_t>(end), '\0');
+  WriteBytes(Path("bad.mp4"), bytes);
+  const std::string text = Run("info @bad.mp4").out;
+  EXPECT_NE(std::string::npos, text.find("\ncolour        unknown\n")) << text;
+  const Json::Value colour = ParseJson(Run("info @bad.mp4 --json").out)["colour"];
+  for (const char* const name : {"matrix", "range", "bits", "pixel_format"}) {
+    EXPECT_TRUE(colour.isMember(name) && colour[name].isNull()) << name;
+  }
+}
+
 TEST_F(Render, AClipCutShortIsToldAndStillGivesEveryFrameItAnnounces) {
   WriteGreyClip(Path("bad.mp4"), {{320, 240}}, 50);
   const std::string bytes = ReadBytes(Path("bad.mp4"));

@@ -65,6 +65,41 @@ TEST_F(Reverse, ClipsOfEveryRateAndGroupComeOutFrameByFrame) {
   }
 }
 
+// Frames 0 to 6 are 20 ms apart, the others 60: 40 ms on average. What stands beside a frame rate is
+// when the result's frames are due, less half a frame: the first frame from then on is shown.
+TEST_F(Reverse, AVariableRateIsCountedByTheTimesOfTheFrames) {
+  Use({.frames = 12, .times = {0, 20, 40, 60, 80, 100, 120, 180}});
+  const struct {
+    const char* options;
+    Numbers numbers;
+  } cases[] = {// -20, 20, 60, 100 ... 420 ms
+               {"--fps 25", {0, 1, 3, 5, 7, 7, 8, 9, 9, 10, 11, 11}},
+               {"--fps 25 --reverse", {11, 11, 10, 9, 9, 8, 7, 7, 5, 3, 1, 0}},
+               {"--fps 25 --reverse --reverse-range 8:10", {10, 9, 9, 8}},
+               {"--fps 25 --reverse --reverse-range 1:5", {5, 3, 1}},
+               {"--fps 25 --reverse --reverse-range 1:5 --frames 0:0", {5}},
+               {"--fps 25 --reverse --reverse-range 8:10 --speed 2", {10, 9}},
+               {"--fps 25 --reverse --reverse-range 8:10 --speed 1/2", {10, 9, 9, 9, 9, 8, 8, 8}},
+               // -41.7, 41.7, 125, 208.3, 291.7 ms, and 480 ms of the clip are not six frames
+               {"--fps 12 --reverse", {9, 8, 7, 3, 0}},
+               {"--fps 12 --reverse --reverse-range 3:8", {8, 7, 3}},
+               {"--fps 12 --reverse --speed 2", {9, 7}}};
+  for (const auto& c : cases) {
+    const std::string options = std::string(c.options) + " --interpolation off";
+    EXPECT_EQ(c.numbers, NumbersWith(options)) << options;
+  }
+}
+
+// At half the rate frame 3 would be due, less half a frame, at 83.41667 ms, when frame 5 starts. In
+// whole 100 ns it is due one later, so that frame 6 is shown for it.
+TEST_F(Reverse, BothEndsOfARangeAreCountedAsTheNodesCountThem) {
+  Use({.rate = {60000, 1001}, .frames = 20});
+  const std::string half = "--interpolation off --fps 30000/1001 ";
+  EXPECT_EQ((Numbers{0, 1, 3, 6}), NumbersWith(half + "--frames 0:3"));
+  EXPECT_EQ((Numbers{3, 1, 0}), NumbersWith(half + "--reverse --reverse-range 0:5"));
+  EXPECT_EQ((Numbers{3, 1}), NumbersWith(half + "--reverse --reverse-range 0:5 --speed 3/2"));
+}
+
 TEST_F(Reverse, SettingsKeepItAndAnOptionReplacesIt) {
   Use({});
   const std::string settings = " --settings @s.json ";

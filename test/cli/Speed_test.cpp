@@ -83,6 +83,11 @@ const struct {
     {"--reverse --reverse-range 3:8 --fps 50", {50, 1}, {8, 8, 7, 7, 6, 6, 5, 5, 4, 4, 3, 3}},
     {"--reverse --reverse-range 3:8 --fps 12", {12, 1}, {8, 6, 4}},
     {"--reverse --fps 12", {12, 1}, {16, 14, 12, 10, 8, 6, 4, 2, 0}},
+    {"--reverse --reverse-range 3:12 --fps 12 --speed 2", {12, 1}, {12, 8}},
+    {"--reverse --reverse-range 3:12 --fps 12 --speed 3/2", {12, 1}, {12, 10, 6}},
+    {"--reverse --reverse-range 3:12 --fps 12 --speed 1/2",
+     {12, 1},
+     {12, 10, 10, 8, 8, 6, 6, 4, 4, 4}},
     {"--reverse --fps 60 --speed 4", {60, 1}, {19, 18, 17, 15, 13, 12, 10, 8, 7, 5, 3, 2}}};
 
 TEST_F(Speed, ShowsTheSourceFramesOfEachResultFrame) {
@@ -92,6 +97,42 @@ TEST_F(Speed, ShowsTheSourceFramesOfEachResultFrame) {
     Run("render @clip.mkv -o @x.y4m " + options);
     EXPECT_EQ(c.rate, ReadVideo(folder_.Path("x.y4m")).rate) << options;
   }
+}
+
+// 3 is the first frame of its shot: nothing between it and frame 2 may be seen.
+TEST_F(Speed, SlowMotionOfARangePlayedBackwardsHoldsItsFirstFrame) {
+  setenv("KIV_MODULE_FOLDER", KIV_TEST_MODULES, 1);
+  const struct {
+    const char *options, *frames;
+    Numbers generated, repeated;  // tenths of frames
+  } cases[] = {{"--speed 1/4", " --frames 20:", {32, 30, 30, 30}, {30, 30, 30, 30}},
+               {"--speed 1/10",
+                " --frames 50:",
+                {31, 30, 30, 30, 30, 30, 30, 30, 30, 30},
+                {30, 30, 30, 30, 30, 30, 30, 30, 30, 30}},
+               // Frame 3 is never shown by itself here.
+               {"--speed 2/3", " --frames 6:", {45, 35, 30}, {40, 30, 30}},
+               {"--speed 1/4 --fps 50",
+                " --frames 42:",
+                {30, 30, 30, 30, 30, 30},
+                {30, 30, 30, 30, 30, 30}}};
+  for (const auto& c : cases) {
+    const std::string options = std::string("--reverse --reverse-range 3:8 ") + c.options;
+    EXPECT_EQ(c.generated, Levels(options + c.frames)) << options;
+    EXPECT_EQ(c.repeated, Levels(options + c.frames + " --interpolation off")) << options;
+    EXPECT_EQ(0, RunKivclip(folder_, "verify @clip.mkv " + options).status) << options;
+  }
+  EXPECT_EQ((Numbers{70, 70, 70}), Levels("--reverse --reverse-range 7:7 --speed 1/3"));
+}
+
+TEST_F(Speed, WhatIsLeftBehindTheLastWholeFrameCountsWhenItIsSlowedDown) {
+  // 0.8 s at 12 a second.
+  EXPECT_EQ(9u, Shown("--fps 12").size());
+  EXPECT_EQ(19u, Shown("--fps 12 --speed 1/2").size());
+  EXPECT_EQ(19u, Shown("--fps 12 --speed 1/2 --reverse").size());
+  WriteGreyClip(folder_.Path("clip.mkv"), {{64, 48}, {60, 1}}, 1);
+  EXPECT_EQ(Numbers{0}, Shown("--fps 30 --speed 1/3"));
+  EXPECT_EQ(Numbers{0}, Shown("--fps 30 --speed 1/3 --reverse"));
 }
 
 // Also with a module: what comes out then was read from key frames that a seek alone would not give.

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <json/json.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <csignal>
@@ -147,6 +148,29 @@ TEST_F(Stabilize, ASourceFrameLooksTheSameWhicheverWayItComes) {
   }
 }
 
+// A preset of 1.2 s waits at frame 9 for the 0.8 s by which the result is longer.
+TEST_F(Stabilize, WhatAPresetHoldsStandsStill) {
+  const std::string preset = " --alpha-preset --alpha-pause 0.4 --alpha-length 2 ";
+  const Pictures steady = Rendered("--stabilize=50"), shaken = Rendered("");
+  const Pictures held = Rendered(preset);
+  for (const std::string chain : {"", "--chain source,stabilizer,cache,alpha,rate"}) {
+    const Pictures shown = Rendered("--stabilize=50" + preset + chain);
+    ASSERT_EQ(50u, shown.size());
+    for (size_t i = 0; i < shown.size(); ++i) {
+      const auto number = std::find(shaken.begin(), shaken.end(), held[i]) - shaken.begin();
+      ASSERT_LT(number, kFrames);
+      if (i >= 9 && i <= 29) {
+        EXPECT_EQ(9, number);
+      }
+      EXPECT_TRUE(steady[static_cast<size_t>(number)] == shown[i]) << chain << i;
+    }
+  }
+  const std::string other = "render @clip.mkv -o null --stabilize --chain source,alpha,stabilizer";
+  const ProgramResult refused = RunKivclip(folder, other + preset);
+  EXPECT_EQ(2, refused.status);
+  EXPECT_NE(std::string::npos, refused.err.find("stabilizer before alpha")) << refused.err;
+}
+
 TEST_F(Stabilize, MotionDataAreMeasuredOnceAndKeptWithTheClip) {
   Run("stabilize @clip.mkv --settings @s.json --level 30 --plot @path.png");
   const ReadBack plot = ReadVideo(folder.Path("path.png"));
@@ -184,7 +208,12 @@ TEST_F(Stabilize, ProgressTellsTheAnalysisFromTheRender) {
   EXPECT_NE(std::string::npos, render) << err;
   EXPECT_EQ(std::string::npos,
             Run("render @clip.mkv -o null --settings @s.json" + json).err.find("stage"));
-  EXPECT_NE(std::string::npos, Run("verify @clip.mkv --stabilize" + json).err.find("\"render\""));
+  // Three passes, each on the clip opened anew, and one analysis, which is over once.
+  const std::string verified = Run("verify @clip.mkv --stabilize" + json).err;
+  const std::string over = "{\"frame\":30,\"frames\":30,";
+  EXPECT_NE(std::string::npos, verified.find(over)) << verified;
+  EXPECT_EQ(verified.find(over), verified.rfind(over)) << verified;
+  EXPECT_NE(std::string::npos, verified.find("\"render\"")) << verified;
 }
 
 TEST_F(Stabilize, LevelZeroAndSettingsTurnItOff) {
@@ -195,6 +224,20 @@ TEST_F(Stabilize, LevelZeroAndSettingsTurnItOff) {
   EXPECT_EQ(plain, Rendered("--settings @s.json --stabilize=0 --save-settings @s.json"));
   EXPECT_EQ(plain, Rendered("--settings @s.json"));
   EXPECT_NE(plain, Rendered("--settings @s.json --stabilize=5"));
+}
+
+TEST_F(Stabilize, TurnedOffItKeepsItsLevelAndAStoredZeroMeansTheUsualOne) {
+  const Pictures plain = Rendered(""), strong = Rendered("--stabilize=40");
+  Run("stabilize @clip.mkv --settings @s.json --level 40");
+  EXPECT_EQ(plain, Rendered("--settings @s.json --stabilize=0 --save-settings @off.json"));
+  EXPECT_EQ(plain, Rendered("--settings @off.json"));
+  EXPECT_EQ(strong, Rendered("--settings @off.json --stabilize"));
+  ReplaceInSettings("off.json", "\"40\"", "\"0\"");
+  const Pictures usual = Rendered("--stabilize");
+  EXPECT_NE(plain, usual);
+  EXPECT_EQ(usual, Rendered("--settings @off.json --stabilize"));
+  Run("stabilize @clip.mkv --settings @off.json");
+  EXPECT_EQ(usual, Rendered("--settings @off.json"));
 }
 
 TEST_F(Stabilize, AnInterruptEndsTheAnalysisAndLeavesNothing) {

@@ -20,7 +20,9 @@ class Verify : public testing::Test {
 
 TEST_F(Verify, EveryWayToAFrameShowsTheSamePicture) {
   for (const char* options : {"", "--fps 60", "--reverse --reverse-range 5:40 --memory 2",
-                              "--speed 2/5 --frames 10:50", "--speed 3 --fps 24 --reverse"}) {
+                              "--speed 2/5 --frames 10:50", "--speed 3 --fps 24 --reverse",
+                              "--reverse --reverse-range 3:12 --fps 12 --speed 2 --frames 0:0",
+                              "--reverse --reverse-range 3:12 --fps 12 --speed 3/5"}) {
     const ProgramResult result = RunKivclip(folder_, "verify " + clip_ + " " + options);
     EXPECT_EQ(0, result.status) << options << ": " << result.err;
     EXPECT_TRUE(result.out.ends_with("frames: forward, backward and random agree\n")) << result.out;
@@ -32,10 +34,20 @@ TEST_F(Verify, NamesTheFramesThatDiffer) {
   WriteGreyClip(folder_.Path("clip.mkv"), {{64, 48}}, 6);
   const ProgramResult result = RunKivclip(folder_, "verify @clip.mkv --speed 1/2");
   EXPECT_EQ(1, result.status);
-  // The generated ones; the first of them are asked for as often either way.
-  EXPECT_EQ("backward: 8, 10\nrandom: 8, 10\n", result.out);
+  // The generated ones. Each step back begins with a new module, as frame 2 does when playing; a seek
+  // begins with one three source frames before.
+  EXPECT_EQ("backward: 4, 6, 8, 10\nrandom: 8, 10\n", result.out);
   EXPECT_EQ(1, std::count(result.err.begin(), result.err.end(), '\n')) << result.err;
   EXPECT_NE(std::string::npos, result.err.find("of 12 frames are other pictures")) << result.err;
+}
+
+// Though it opens the clip three times.
+TEST_F(Verify, SaysOnceWhatIsToBeKnownOfAClip) {
+  setenv("KIV_MODULE_FOLDER", folder_.Path("").c_str(), 1);
+  const ProgramResult result = RunKivclip(folder_, "verify " + clip_ + " --speed 1/2 --frames 0:3");
+  EXPECT_EQ(0, result.status);
+  EXPECT_NE(std::string::npos, result.err.find("there is no interpolation")) << result.err;
+  EXPECT_EQ(1, std::count(result.err.begin(), result.err.end(), '\n')) << result.err;
 }
 
 TEST_F(Verify, SettingsAloneRepeatARender) {

@@ -1,6 +1,8 @@
 #include <dlfcn.h>
 
 #include <cstdlib>
+#include <filesystem>
+#include <string>
 
 #include "kiv/component/EntryPoints.h"
 #include "kiv/platform/KivCommon.h"
@@ -53,6 +55,62 @@ TEST_F(Registration, EntersTheClassWithTheLibrarysPath) {
   ASSERT_NE(nullptr, library) << path;
   EXPECT_EQ(reinterpret_cast<void*>(&DllRegisterServer), dlsym(library, "DllRegisterServer"));
   dlclose(library);
+}
+
+// A second copy of the library, loaded under `name`.
+class LoadedCopy {
+ public:
+  explicit LoadedCopy(const std::string& name) : library_(dlopen(name.c_str(), RTLD_NOW)) {
+    EXPECT_NE(nullptr, library_) << dlerror();
+  }
+  ~LoadedCopy() { dlclose(library_); }
+  LoadedCopy(const LoadedCopy&) = delete;
+  LoadedCopy& operator=(const LoadedCopy&) = delete;
+
+  HRESULT Register() const {
+    const auto entry =
+        reinterpret_cast<decltype(&DllRegisterServer)>(dlsym(library_, "DllRegisterServer"));
+    EXPECT_NE(&DllRegisterServer, entry);
+    testing::internal::CaptureStdout();
+    const HRESULT hr = entry();
+    testing::internal::GetCapturedStdout();
+    return hr;
+  }
+
+ private:
+  void* const library_;
+};
+
+std::filesystem::path LibraryOfThisTest() {
+  Dl_info info{};
+  EXPECT_NE(0, dladdr(reinterpret_cast<void*>(&DllRegisterServer), &info));
+  return info.dli_fname;
+}
+
+TEST_F(Registration, EntersThePathThatARelativeNameHadWhenItWasLoaded) {
+  const std::filesystem::path before = std::filesystem::current_path();
+  std::filesystem::copy_file(LibraryOfThisTest(), folder / "copy.so");
+  std::filesystem::current_path(folder / "");
+  const LoadedCopy copy("./copy.so");
+  std::filesystem::current_path(before);
+  EXPECT_EQ(S_OK, copy.Register());
+  EXPECT_EQ((folder / "copy.so").wstring(), ValueOf(kClassKey + L"\\InprocServer32"));
+}
+
+TEST_F(Registration, RefusesAPathThatTheRegistryWouldCut) {
+  // The longest path that is taken, and one more.
+  const size_t above = (folder / "").string().size();
+  for (const size_t length : {size_t{259}, size_t{260}}) {
+    const std::string deep = std::string(150, 'd') + "/" + std::string(length - above - 151, 'c');
+    const std::filesystem::path path = folder / deep;
+    ASSERT_EQ(length, path.string().size());
+    std::filesystem::create_directories(path.parent_path());
+    std::filesystem::copy_file(LibraryOfThisTest(), path);
+    const LoadedCopy copy(path.string());
+    EXPECT_EQ(length == 259 ? S_OK : E_INVALIDARG, copy.Register());
+    EXPECT_EQ(length == 259 ? path.wstring() : L"no key", ValueOf(kClassKey + L"\\InprocServer32"));
+    Run(&DllUnregisterServer, "");
+  }
 }
 
 TEST_F(Registration, IsTakenBackWholeAndTwiceAndLeavesOtherClassesAlone) {

@@ -18,7 +18,7 @@ struct TimingCase {
   std::vector<Mapped> frames;
 };
 
-constexpr KivRational k25{25, 1}, k50{50, 1}, kNtsc{30000, 1001};
+constexpr KivRational k25{25, 1}, k30{30, 1}, k50{50, 1}, kNtsc{30000, 1001};
 constexpr KivRange kTenSeconds{0, 249};
 constexpr int32_t kMost = INT32_MAX, kLeast = INT32_MIN;
 
@@ -63,6 +63,16 @@ const TimingCase kCases[] = {
     {"on every step after a pause",
      {k50, k25, {0, 499}, 5, 2, 0},
      {{850, 99}, {851, 100}, {852, 101}, {893, 142}}},
+    {"a time that was stored with six decimals is the frame count it was",
+     {k30, k30, {0, 30}, 1.033333, 0, 0},
+     {{0, 0}, {1, 1}, {30, 30}}},
+    {"a pause point rounded down",
+     {k30, k30, {0, 299}, 5, 1.033333, 0},
+     {{30, 30}, {31, 30}, {181, 30}, {182, 31}}},
+    {"and one rounded up",
+     {k30, k30, {0, 299}, 5, 1.966667, 0},
+     {{58, 58}, {59, 58}, {209, 58}, {210, 59}}},
+    {"but nothing farther away", {k30, k30, {0, 30}, 1.033331, 0, 0}, {{0, 0}, {1, 0}, {30, 0}}},
     {"an unknown render rate pauses for ever",
      {k25, {0, 1}, kTenSeconds, 5, 2, 0},
      {{49, 49}, {50, 49}, {100000, 49}}},

@@ -81,6 +81,15 @@ TEST_F(VideoCrop, FollowsThePositionAndEveryEdit) {
   EXPECT_EQ((KivSizeF{0, 0}), Size());
 }
 
+TEST_F(VideoCrop, TheCroppedSizeFollowsTheSource) {
+  Enable();
+  Add(0, kMiddle);
+  EXPECT_EQ((KivSizeF{960, 540}), Size());
+  sourceSize = {640, 360};  // a decode scale, or another decoder
+  EXPECT_EQ((KivSizeF{320, 180}), Size());
+  EXPECT_EQ(kMiddle, Region());
+}
+
 TEST_F(VideoCrop, TheRenderRangeMovesTheFirstTwoKeyframes) {
   const KivRange range{10, 90};
   EXPECT_EQ(S_OK, Send(*chain.node, CommandId::SetRenderRange, &range));
@@ -107,6 +116,18 @@ TEST_F(VideoCrop, StopsItsOwnCommandsAndForwardsTheOthers) {
   EXPECT_EQ(S_OK, Send(*chain.node, CommandId::SetCropEnabled, 1));
   EXPECT_EQ(77, Send(*chain.node, CommandId::SetProxyEnabled, 1));
   EXPECT_EQ((test::Calls{"Command 0x9CA", "Command 0x9FF"}), chain.source->log.Take());
+}
+
+// As many rectangles as a document has no room for.
+TEST_F(VideoCrop, ASaveThatLosesTheKeyframesFails) {
+  const KivComPtr<IKivKeyFrameParam> keyFrames = KeyFrames();
+  for (KeyFrameRectF frame; frame.index < 400000; ++frame.index) keyFrames->AddKeyFrame(&frame);
+  const KivPropDecorator bag = KivCommon::CreateProperties();
+  EXPECT_EQ(E_FAIL, chain.node->SaveSettings(bag.Get()));
+  int32_t kept = 0;
+  EXPECT_EQ(S_OK, bag->GetInt(KivKey::Crop::kEnabled, &kept));
+  const std::wstring key = KivKey::Crop::kRegion;
+  EXPECT_EQ(E_NOTFOUND, bag->GetInt((key + L".Serialize.Size").c_str(), &kept));
 }
 
 TEST_F(VideoCrop, SettingsCarryTheKeyframes) {

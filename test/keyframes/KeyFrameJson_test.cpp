@@ -157,6 +157,47 @@ TEST(KeyFrameJson, WrongDocumentsAreRefusedWhole) {
   EXPECT_EQ(1, param->FromJson(DocumentOf(FrameText(L"1", L"std::wstring", longest))));
 }
 
+// The same number written with a fraction of zero, or with an exponent.
+TEST(KeyFrameJson, WholeNumbersMayBeWrittenAsReals) {
+  const Param param = NewParam();
+  ASSERT_EQ(1, param->FromJson(
+                   L"{\"FrameRateDen\":1.0,\"FrameRateNum\":25.0,\"dataType\":2.0,\"params\":["
+                   L"{\"index\":-0.0,\"valueType\":\"double\",\"valueValue\":\"0.5\"},"
+                   L"{\"index\":3e1,\"valueType\":\"double\",\"valueValue\":\"1\"}],"
+                   L"\"splineDegree\":3.0,\"splineType\":2}"));
+  EXPECT_EQ(kRise, TextOf(*param));
+}
+
+// Keyframes of one `frame` text, so many that one more is refused.
+void ExpectWhatIsTakenIsWritten(const std::wstring& frame, int32_t most) {
+  const auto documentOf = [&frame](int32_t count) {
+    std::wstring frames;
+    for (int32_t i = 0; i < count; ++i) frames += (i == 0 ? L"" : L",") + frame;
+    return L"{\"params\":[" + frames + L"]}";
+  };
+  const Param param = NewParam();
+  EXPECT_EQ(0, param->FromJson(documentOf(most + 1)));
+  EXPECT_EQ(0, param->GetKeyFrameCount());
+  ASSERT_EQ(1, param->FromJson(documentOf(most)));
+  std::wstring written;
+  EXPECT_TRUE(param->ToJson(&written));
+  EXPECT_EQ(0, param->FromJson(L"{\"params\":[" + frame + L"]}")) << "together they are too many";
+  EXPECT_EQ(most, param->GetKeyFrameCount());
+  EXPECT_EQ(1, NewParam()->FromJson(written));
+}
+
+// A document has room for 2,097,152 parts; a written keyframe takes four of them, the rest seven.
+TEST(KeyFrameJson, WhatIsTakenHasRoomForItsPartsWhenItIsWritten) {
+  ExpectWhatIsTakenIsWritten(L"{}", 524286);
+}
+
+// And for 33,554,432 characters: a text of one in two bytes is written as six.
+TEST(KeyFrameJson, WhatIsTakenHasRoomForItsCharactersWhenItIsWritten) {
+  ExpectWhatIsTakenIsWritten(
+      L"{\"valueType\":\"std::wstring\",\"valueValue\":\"" + std::wstring(2047, L'\u00e9') + L"\"}",
+      2719);
+}
+
 struct LoadCase {
   const wchar_t* text;  // null: none
   int32_t size;         // of none is stored when below -1

@@ -13,6 +13,7 @@
 #include "engine/registry/ClassRegistry.h"
 
 extern "C" {
+#include <libavcodec/avcodec.h>
 #include <libavutil/log.h>
 }
 
@@ -108,6 +109,31 @@ TEST_F(Logger, FfmpegSpeaksThroughItAndCannotFlood) {
   EXPECT_EQ((Lines{{LogLevel::kFailure, "FFmpeg: broken stream  7"}}), lines_);
   for (int i = 0; i < 10000; ++i) av_log(nullptr, AV_LOG_ERROR, "bad reference %d\n", i);
   EXPECT_EQ(4U, lines_.size());
+}
+
+// What two decoders, one of them with a second thread, say after a seek into an open group.
+TEST_F(Logger, WhatASeekLeavesBehindIsADetailTheFirstTimeOnly) {
+  ClassRegistry::Shared();
+  int streams[2] = {};
+  AVCodecContext* contexts[] = {avcodec_alloc_context3(nullptr), avcodec_alloc_context3(nullptr),
+                                avcodec_alloc_context3(nullptr)};
+  contexts[0]->opaque = contexts[1]->opaque = &streams[0];
+  contexts[2]->opaque = &streams[1];
+  const auto seek = [&] {
+    for (AVCodecContext* context : contexts) {
+      av_log(context, AV_LOG_ERROR, "mmco: unref short failure\n");
+      av_log(context, AV_LOG_ERROR, "co located POCs unavailable\n");
+    }
+  };
+  seek();
+  EXPECT_TRUE(lines_.empty());
+  SetLogLevel(LogLevel::kDetail);
+  for (int i = 0; i < 100; ++i) seek();
+  const std::string kOf = "FFmpeg: [NULL] ";
+  const std::pair mmco(LogLevel::kDetail, kOf + "mmco: unref short failure");
+  const std::pair pocs(LogLevel::kDetail, kOf + "co located POCs unavailable");
+  EXPECT_EQ((Lines{mmco, pocs, mmco, pocs}), lines_);
+  for (AVCodecContext*& context : contexts) avcodec_free_context(&context);
 }
 
 TEST(DefaultSink, IsStandardErrorAndNeverStandardOutput) {

@@ -1,9 +1,11 @@
 // Every frame of every kind of clip, in order and in any order, is the frame that was asked for.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 
 #include "test/media/Clips.h"
+#include "test/support/LogCapture.h"
 
 namespace {
 
@@ -120,5 +122,25 @@ TEST_P(DecoderAccess, InAnyOrder) {
 
 INSTANTIATE_TEST_SUITE_P(Clips, DecoderAccess, testing::ValuesIn(kCases),
                          [](const auto& clip) { return std::string(clip.param.name); });
+
+// Groups that refer to the one before: FFmpeg complains at each start in the middle.
+TEST(DecoderLog, SeekingIsNoFault) {
+  const auto decoder = kivtest::OpenClip({.gop = 10, .bFrames = 3, .openGop = true});
+  const auto seek = [&decoder] {
+    for (int frame = 55; frame > 0; frame -= 11) {
+      EXPECT_EQ(frame, kivtest::NumberAt(decoder, frame * int64_t{400'000}));
+    }
+  };
+  test::LogCapture log;
+  seek();
+  EXPECT_TRUE(log.lines.empty());
+  kiv::SetLogLevel(LogLevel::kDetail);
+  for (int i = 0; i < 5; ++i) seek();
+  kiv::SetLogLevel(LogLevel::kFailure);
+  const auto isComplaint = [](const auto& line) {
+    return line.second.ends_with("mmco: unref short failure");
+  };
+  EXPECT_EQ(1, std::count_if(log.lines.begin(), log.lines.end(), isComplaint));
+}
 
 }  // namespace

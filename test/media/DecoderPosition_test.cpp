@@ -63,8 +63,9 @@ TEST(DecoderFrames, ComeAtTheWantedSizeWithoutDecodingAgain) {
     EXPECT_EQ(30, kivtest::NumberOf(frame));
   }
   EXPECT_EQ(decoded, kivtest::StatsOf(decoder).picturesDecoded);
-  const KivSize refused{0, 56};
-  EXPECT_EQ(E_INVALIDARG, sizes->SetOutputSize(&refused));
+  for (const KivSize refused : {KivSize{0, 56}, KivSize{32768, 32768}}) {
+    EXPECT_EQ(E_INVALIDARG, sizes->SetOutputSize(&refused));
+  }
   EXPECT_EQ(E_POINTER, sizes->SetOutputSize(nullptr));
 }
 

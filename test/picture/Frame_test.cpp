@@ -74,8 +74,15 @@ TEST(Frame, ANewFrameIsOneObjectWithoutAPicture) {
 }
 
 TEST(Frame, SizesOutsideTheLimitsAreRefusedAndKeepThePicture) {
-  for (const auto& [width, height] :
-       {std::pair{0, 1}, {1, 0}, {-1, -1}, {32769, 1}, {1, 32769}, {INT32_MAX, INT32_MAX}}) {
+  for (const auto& [width, height] : {std::pair{0, 1},
+                                      {1, 0},
+                                      {-1, -1},
+                                      {32769, 1},
+                                      {1, 32769},
+                                      {INT32_MAX, INT32_MAX},
+                                      {32768, 32768},
+                                      {16385, 16384},
+                                      {8193, 32768}}) {
     const auto frame = FrameOf(1, 1, {42});
     EXPECT_EQ(E_INVALIDARG, Allocate(frame, width, height));
     EXPECT_EQ(Pixels{42}, PixelsOf(frame));

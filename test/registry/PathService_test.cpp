@@ -68,18 +68,21 @@ TEST_F(PathService, NothingLeavesTheMediaRoot) {
   }
 }
 
-TEST_F(PathService, TextsAreCutAndNamedValuesComeAndGo) {
+TEST_F(PathService, TextsFitOrAreRefusedAndNamedValuesComeAndGo) {
   wchar_t buffer[] = L"untouched";
   EXPECT_EQ(E_NOTFOUND, service_->GetNamedValue(L"NOT_FOUND_JPEG_PATH", buffer, 9));
   EXPECT_EQ(E_INVALIDARG, service_->TranslateLocation(L"/abcdef", buffer, 0));
   EXPECT_EQ(E_POINTER, service_->TranslateLocation(L"/abcdef", nullptr, 4));
   EXPECT_EQ(E_INVALIDARG, service_->TranslateLocation(nullptr, buffer, 4));
   EXPECT_STREQ(L"untouched", buffer);
-  EXPECT_EQ(S_OK, service_->TranslateLocation(L"/abcdef", buffer, 4));
-  EXPECT_EQ(std::wstring(L"/ab\0uched", 9), std::wstring(buffer, 9));
+  EXPECT_EQ(E_INSUFFICIENT_BUFFER, service_->TranslateLocation(L"/abcdef", buffer, 7));
+  EXPECT_STREQ(L"untouched", buffer) << "a path that is cut names another file";
+  EXPECT_EQ(S_OK, service_->TranslateLocation(L"/abcdef", buffer, 8));
+  EXPECT_STREQ(L"/abcdef", buffer);
   SetNamedValue(kMissingPictureName, L"/a.jpg");
   EXPECT_EQ(S_OK, service_->GetNamedValue(L"NOT_FOUND_JPEG_PATH", buffer, 9));
   EXPECT_STREQ(L"/a.jpg", buffer);
+  EXPECT_EQ(E_INSUFFICIENT_BUFFER, service_->GetNamedValue(L"NOT_FOUND_JPEG_PATH", buffer, 6));
   ClearNamedValue(kMissingPictureName);
   EXPECT_EQ(E_NOTFOUND, service_->GetNamedValue(L"NOT_FOUND_JPEG_PATH", buffer, 9));
 }

@@ -1,16 +1,19 @@
 #include "kiv/platform/Registry.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdlib>
 #include <iterator>
 #include <set>
 #include <string>
 #include <thread>
 
+#include "engine/registry/RegistryFile.h"
 #include "test/support/TemporaryFolder.h"
 
 namespace {
@@ -158,6 +161,39 @@ TEST_F(Registry, WhatIsNoFileIsRefused) {
 
 void WriteKeys(const std::wstring& top) {
   for (int i = 0; i < 20; ++i) SetDefault((top + L"\\k" + std::to_wstring(i)).c_str(), L"x");
+}
+
+// The codes do not tell a full disk from a damaged file.
+TEST_F(Registry, AFailureSaysWhatItWas) {
+  const auto says = [this](const std::string& what) {
+    const std::string failure = kiv::TakeRegistryFailure();
+    EXPECT_EQ(
+        "the registry file '" + std::string(std::getenv("KIV_REGISTRY")) + "' cannot be " + what,
+        failure);
+    EXPECT_EQ("", kiv::TakeRegistryFailure());
+  };
+  kiv::TakeRegistryFailure();  // another test's
+  EXPECT_EQ(ERROR_SUCCESS, SetDefault(L"A", L"1"));
+  EXPECT_EQ(ERROR_FILE_NOT_FOUND, Delete(L"B"));
+  EXPECT_EQ("", kiv::TakeRegistryFailure()) << "what is not there is no failure";
+
+  rlimit before;
+  getrlimit(RLIMIT_FSIZE, &before);
+  const rlimit full{16, before.rlim_max};
+  const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+  setrlimit(RLIMIT_FSIZE, &full);
+  EXPECT_EQ(ERROR_ACCESS_DENIED, SetDefault(L"A", L"2"));
+  setrlimit(RLIMIT_FSIZE, &before);
+  std::signal(SIGXFSZ, handler);
+  says("written: File too large");
+  EXPECT_EQ(L"1", Text(L"A", L""));
+
+  std::ofstream(file_) << "{";
+  EXPECT_EQ(L"?5", Text(L"A", L""));
+  says("read: it is damaged or of a newer version");
+  setenv("KIV_REGISTRY", "/dev/null/registry", 1);
+  EXPECT_EQ(ERROR_ACCESS_DENIED, SetDefault(L"A", L"2"));
+  says("written: Not a directory");
 }
 
 TEST_F(Registry, TwoProcessesLoseNothingOfEachOther) {

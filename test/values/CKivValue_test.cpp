@@ -44,6 +44,8 @@ void ExpectAllRoundTrips() {
                   L"left:0.125000, top:0.250000, width:1.000000, height:100.000000");
   ExpectRoundTrip(KivRational{30000, 1001}, L"KivRational", L"[30000, 1001]: 29.9700300 ");
   ExpectRoundTrip(KivRational{1, 0}, L"KivRational", L"[1, 0]: inf ");
+  ExpectRoundTrip(KivRational{-1, 0}, L"KivRational", L"[-1, 0]: -inf ");
+  ExpectRoundTrip(KivRational{0, 0}, L"KivRational", L"[0, 0]: nan ");
   ExpectRoundTrip(KivColorF{1, 0.5, 0}, L"KivColorF", L"r:1.000000, g:0.500000, b:0.000000");
   ExpectRoundTrip(GUID{0x49C50440, 0x156C, 0x41D2, {0x9B, 0x56, 0x87, 0, 0x6D, 0x5B, 0x81, 0x10}},
                   L"GUID", L"{49C50440-156C-41D2-9B56-87006D5B8110}");

@@ -345,8 +345,12 @@ TEST(WriterFull, EveryFileFormatReportsItAndLeavesNothing) {
 }
 
 TEST(WriterSizes, RefusesWhatCannotBeAPicture) {
-  for (const kiv::PictureSeries& series :
-       {kiv::PictureSeries{{0, 8}}, {{8, -1}}, {{40000, 8}}, {{8, 8}, {0, 1}}, {{8, 8}, {25, 0}}}) {
+  for (const kiv::PictureSeries& series : {kiv::PictureSeries{{0, 8}},
+                                           {{8, -1}},
+                                           {{40000, 8}},
+                                           {{32768, 32768}},
+                                           {{8, 8}, {0, 1}},
+                                           {{8, 8}, {25, 0}}}) {
     std::unique_ptr<kiv::Writer> writer;
     EXPECT_TRUE(kiv::OpenWriter(Plan("null"), series, nullptr, &writer));
     EXPECT_EQ(nullptr, writer);

@@ -7,6 +7,7 @@
 #include "engine/media/colour/ColourMatrix.h"
 #include "engine/media/colour/PlaneRows.h"
 #include "engine/media/colour/PlaneView.h"
+#include "kiv/platform/PictureFacts.h"
 
 extern "C" {
 #include <libavutil/frame.h>
@@ -20,8 +21,6 @@ extern "C" {
 
 namespace kiv {
 namespace {
-
-constexpr int kBytesPerPixel = 4;
 
 bool SidesExchanged(Orientation orientation) {
   return orientation.rotation == 90 || orientation.rotation == 270;

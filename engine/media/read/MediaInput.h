@@ -15,14 +15,12 @@
 #include <vector>
 
 #include "engine/media/read/AvPointers.h"
+#include "kiv/platform/PictureFacts.h"
 #include "kiv/values/Export.h"
 #include "kiv/values/ResultCodes.h"
 #include "kiv/values/ValueTypes.h"
 
 namespace kiv {
-
-// A picture larger than this is not decoded.
-constexpr int64_t kMaxPicturePixels = int64_t{256} << 20;
 
 class KIV_ENGINE_API MediaInput {
  public:

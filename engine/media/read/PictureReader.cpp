@@ -46,6 +46,13 @@ const AVCodec* FindDecoder(AVCodecID codec, const std::string& name) {
   return named ? named : avcodec_find_decoder(codec);
 }
 
+// Another one for each decoder, by which the log tells their streams apart. Points to nothing.
+void* NextStreamMark() {
+  static std::atomic<uintptr_t> last = 0;
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): a number in a pointer's clothes
+  return reinterpret_cast<void*>(++last);
+}
+
 int64_t BytesOf(const AVCodecParameters& parameters) {
   const auto format = static_cast<AVPixelFormat>(parameters.format);
   const int bytes =
@@ -71,6 +78,7 @@ HRESULT PictureReader::OpenDecoder(const AVCodecParameters& parameters, AVRation
   decoder_->pkt_timebase = timeBase;
   decoder_->thread_count = ThreadsFor(settings, parameters);
   decoder_->max_pixels = kMaxPicturePixels;
+  decoder_->opaque = NextStreamMark();
   UseSlabsForPictures(decoder_.get());
   expectedBytes_ = BytesOf(parameters);
   return avcodec_open2(decoder_.get(), codec, nullptr) < 0 ? E_UNSUPPORTED : S_OK;
