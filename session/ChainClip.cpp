@@ -49,7 +49,9 @@ bool LeavesFramesAlone(const std::vector<int32_t>& nodes) {
 
 PreparedClip Prepare(const std::string& path, const ClipOptions& options,
                      KivPropDecorator measured) {
-  PreparedClip clip{path, OpenInput(path, "the input", options.onNote)};
+  PreparedClip clip;
+  clip.path = path;
+  clip.input = OpenInput(path, "the input", options.onNote);
   clip.isMeasured = static_cast<bool>(measured);
   clip.settings = measured ? std::move(measured) : SettingsOf(options);
   clip.isPreset = StoreAlpha(options, clip.settings.Get());
