@@ -103,6 +103,7 @@ bool FrameIndex::ReadPacketsLocked(int32_t count) {
       input_.reset();
       break;
     }
+    palettes_.Note(table_.PacketCount(), *packet_);
     table_.Append(Describe(*packet_));
   }
   av_packet_unref(packet_.get());
@@ -259,6 +260,11 @@ int32_t FrameIndex::FrameOf(int32_t packet) {
 std::optional<int32_t> FrameIndex::Find(const AVPacket& packet) const {
   std::lock_guard lock(lock_);
   return table_.Find(Describe(packet));
+}
+
+void FrameIndex::Equip(int32_t number, AVPacket* packet) const {
+  std::lock_guard lock(lock_);
+  palettes_.AddTo(number, packet);
 }
 
 bool FrameIndex::StartsInsideGroup() const {

@@ -18,6 +18,7 @@
 
 #include "engine/media/MediaInput.h"
 #include "engine/media/PacketTable.h"
+#include "engine/media/PaletteTrack.h"
 #include "engine/media/TimeGrid.h"
 
 namespace kiv {
@@ -61,6 +62,8 @@ class KIV_ENGINE_API FrameIndex {
   // -1 for packets that show nothing.
   int32_t FrameOf(int32_t packet);
   std::optional<int32_t> Find(const AVPacket& packet) const;
+  // Adds what the container told before `number`, the packet's, and a decoder that starts there needs.
+  void Equip(int32_t number, AVPacket* packet) const;
 
   bool StartsInsideGroup() const;
   // The first picture that could be decoded was the one of `packet`.
@@ -89,6 +92,7 @@ class KIV_ENGINE_API FrameIndex {
   const AVCodecID codec_;
   AvPtr<AVPacket> packet_;
   PacketTable table_;
+  PaletteTrack palettes_;
   TimeGrid grid_;
   KivRational rate_{25, 1};
   bool constantRate_ = false;

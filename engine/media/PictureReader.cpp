@@ -149,7 +149,21 @@ bool PictureReader::CanRunOnTo(const FrameRoute& route, int64_t frame) const {
   return route.key <= feed_->Position();
 }
 
+// Some of what a decoder goes by stands in the stream's first packet only, as the encoder's version
+// does whose mistakes the decoder repeats. It outlives a flush. Damage in that packet is no matter:
+// playing from the start meets it too.
+void PictureReader::Prime(int32_t start) {
+  if (primed_) return;
+  primed_ = true;
+  if (start == 0 || !feed_->MoveTo(0)) return;
+  AVPacket* const first = feed_->Next();
+  if (!first) return;
+  first->pts = first->dts = 0;
+  if (avcodec_send_packet(decoder_.get(), first) == AVERROR(ENOMEM)) throw std::bad_alloc();
+}
+
 bool PictureReader::StartAt(int32_t packet) {
+  Prime(packet);
   avcodec_flush_buffers(decoder_.get());
   av_frame_unref(next_.get());
   av_frame_unref(shown_.get());
@@ -217,6 +231,7 @@ void PictureReader::SendNext(int64_t wanted) {
     avcodec_send_packet(decoder_.get(), nullptr);
     return;
   }
+  if (number == startedAt_) index_->Equip(number, packet);
   packet->pts = packet->dts = number;
   const bool passedOver = IsPassedOver(number, wanted);
   decoder_->skip_frame = passedOver ? AVDISCARD_NONREF : AVDISCARD_DEFAULT;
