@@ -58,6 +58,8 @@ class KIV_ENGINE_API FrameIndex {
   // `frame` lies in the clip.
   FrameRoute RouteTo(int64_t frame);
   int32_t KeyBefore(int32_t packet) const;
+  // The packet to start from so that everything from key packet `key` on is right.
+  int32_t StartFor(int32_t key) const;
   FramePacket Packet(int32_t packet) const;
   // -1 for packets that show nothing.
   int32_t FrameOf(int32_t packet);
@@ -90,6 +92,7 @@ class KIV_ENGINE_API FrameIndex {
   std::unique_ptr<MediaInput> input_;  // null once everything is read
   const int stream_;
   const AVCodecID codec_;
+  const int unitLengthBytes_;  // of H.264
   AvPtr<AVPacket> packet_;
   PacketTable table_;
   PaletteTrack palettes_;

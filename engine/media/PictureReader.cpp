@@ -114,9 +114,9 @@ HRESULT PictureReader::At(int64_t frame, const ReadSpan& span, const AVFrame** p
 
 bool PictureReader::Reach(int64_t frame) {
   const FrameRoute route = index_->RouteTo(frame);
-  bool reached = CanRunOnTo(route, frame) ? RunTo(frame) : StartAt(route.key) && RunTo(frame);
+  int32_t from = index_->StartFor(route.key);
+  bool reached = CanRunOnTo(route, frame) ? RunTo(frame) : StartAt(from) && RunTo(frame);
   if (reached && !IsLostNearStart(route, frame)) return true;
-  int32_t from = route.key;
   for (int i = 0; startedAt_ > 0 && i < kEarlierKeys && MayTryAgain(); ++i) {
     from = index_->KeyBefore(from);
     reached = StartAt(from) && RunTo(frame);

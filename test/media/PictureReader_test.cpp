@@ -77,9 +77,10 @@ class FreshReader : public testing::TestWithParam<ReaderCase> {
   void SetUp() override {
     const std::string path = MakeClip(GetParam().recipe);
     played_ = Playing(path).prints;
-    ASSERT_EQ(GetParam().recipe.frames, static_cast<int>(played_.size()));
     ASSERT_EQ(S_OK, kiv::MediaFile::Open(path, &file_));
     ASSERT_EQ(S_OK, file_->Track(0, &track_));
+    ASSERT_EQ(static_cast<int64_t>(played_.size()), track_->index->FrameCount());
+    ASSERT_LE(60u, played_.size());
   }
 
   std::unique_ptr<kiv::PictureReader> NewReader(int threads = 0) const {
@@ -171,6 +172,27 @@ const ReaderCase kCases[] = {
     {"grey_qtrle_mov", {.codec = "qtrle", .container = "mov", .pixelFormat = "gray"}},
     {"mpeg2_raw", {.codec = "mpeg2video", .container = "m2v", .bFrames = 2}},
     {"mpeg4_raw", {.codec = "mpeg4", .container = "m4v", .bFrames = 2}},
+    // No key frame after the first: every picture is renewed by parts. Where x264 reorders them it
+    // does not keep to what is renewed.
+    {"refresh_12", {.frames = 120, .gop = 12, .encoderParameters = "intra-refresh=1"}},
+    {"refresh_30_wide",
+     {.size = {640, 64}, .frames = 150, .gop = 30, .encoderParameters = "intra-refresh=1"}},
+    {"refresh_60", {.frames = 200, .gop = 60, .encoderParameters = "intra-refresh=1"}},
+    {"refresh_12_b_frames",
+     {.frames = 100, .gop = 12, .bFrames = 3, .encoderParameters = "intra-refresh=1"}},
+    {"refresh_25_ts",
+     {.container = "ts",
+      .frames = 110,
+      .gop = 25,
+      .bFrames = 2,
+      .encoderParameters = "intra-refresh=1"}},
+    // The first packet belongs to a renewal: the clip begins with the first picture that is whole.
+    {"refresh_cut",
+     {.container = "ts",
+      .frames = 130,
+      .gop = 12,
+      .encoderParameters = "intra-refresh=1",
+      .packetFilter = "noise=drop=lt(n\\,24)"}},
 };
 
 INSTANTIATE_TEST_SUITE_P(Clips, FreshReader, testing::ValuesIn(kCases),

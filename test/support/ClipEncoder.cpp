@@ -126,12 +126,14 @@ class Encoder {
     Check(avcodec_parameters_copy(parameters, filter_->par_out), "parameters");
   }
 
-  // The filters in use give one packet for each.
-  void Refine(AVPacket* packet) {
+  // False when the filter drops the packet. None in use makes more of one.
+  bool Refine(AVPacket* packet) {
     if (recipe_.x264Build > 0) PatchBuild(packet, recipe_.x264Build);
-    if (!filter_) return;
+    if (!filter_) return true;
     Check(av_bsf_send_packet(filter_.get(), packet), "packet filter");
-    Check(av_bsf_receive_packet(filter_.get(), packet), "packet filter");
+    const int received = av_bsf_receive_packet(filter_.get(), packet);
+    if (received != AVERROR(EAGAIN)) Check(received, "packet filter");
+    return received >= 0;
   }
 
   AVRational FrameLength() const {
@@ -278,7 +280,7 @@ class Encoder {
       if (packet->duration == 0 && encoder == video_.get()) {
         packet->duration = DurationAt(packet->pts);
       }
-      if (encoder == video_.get()) Refine(packet.get());
+      if (encoder == video_.get() && !Refine(packet.get())) continue;
       av_packet_rescale_ts(packet.get(), encoder->time_base, stream->time_base);
       Check(av_interleaved_write_frame(format_.get(), packet.get()), "writing");
     }
