@@ -71,6 +71,8 @@ HRESULT PictureReader::OpenDecoder(const AVCodecParameters& parameters, AVRation
   decoder_->pkt_timebase = timeBase;
   decoder_->thread_count = ThreadsFor(settings, parameters);
   decoder_->max_pixels = kMaxPicturePixels;
+  // Or columns that the stream cuts off on the left would stay where no vector begins behind them.
+  decoder_->flags |= AV_CODEC_FLAG_UNALIGNED;
   UseSlabsForPictures(decoder_.get());
   expectedBytes_ = BytesOf(parameters);
   return avcodec_open2(decoder_.get(), codec, nullptr) < 0 ? E_UNSUPPORTED : S_OK;

@@ -76,11 +76,13 @@ class FreshReader : public testing::TestWithParam<ReaderCase> {
  protected:
   void SetUp() override {
     const std::string path = MakeClip(GetParam().recipe);
-    played_ = Playing(path).prints;
+    const Playing playing(path);
+    played_ = playing.prints;
     ASSERT_EQ(S_OK, kiv::MediaFile::Open(path, &file_));
     ASSERT_EQ(S_OK, file_->Track(0, &track_));
     ASSERT_EQ(static_cast<int64_t>(played_.size()), track_->index->FrameCount());
     ASSERT_LE(60u, played_.size());
+    EXPECT_EQ(playing.size, track_->info.size);
   }
 
   std::unique_ptr<kiv::PictureReader> NewReader(int threads = 0) const {
@@ -193,6 +195,14 @@ const ReaderCase kCases[] = {
       .gop = 12,
       .encoderParameters = "intra-refresh=1",
       .packetFilter = "noise=drop=lt(n\\,24)"}},
+    // The stream's own header cuts columns off, where no vector begins.
+    {"h264_crop_2", {.bFrames = 2, .packetFilter = "h264_metadata=crop_left=2"}},
+    {"h264_crop_32_mkv",
+     {.container = "mkv", .packetFilter = "h264_metadata=crop_left=32:crop_top=2:crop_right=6"}},
+    {"h264_10_bits_crop_10",
+     {.pixelFormat = "yuv420p10le", .packetFilter = "h264_metadata=crop_left=10"}},
+    {"h264_444_crop_5", {.pixelFormat = "yuv444p", .packetFilter = "h264_metadata=crop_left=5"}},
+    {"hevc_crop_6", {.codec = "libx265", .packetFilter = "hevc_metadata=crop_left=6"}},
 };
 
 INSTANTIATE_TEST_SUITE_P(Clips, FreshReader, testing::ValuesIn(kCases),
