@@ -367,6 +367,11 @@ KivComPtr<IKivFrame> Clip::Pull() {
   return overlay_.Compose(crop_.Cut(frame));
 }
 
+void Clip::RequirePictures() const {
+  if (decoder_->ReadNothing()) FailRun("no picture of '{}' could be decoded", path_);
+  if (Footage()) Footage()->RequirePictures();
+}
+
 KivRational Clip::SampleAspect(KivSize size) const {
   if (Footage()) return Footage()->SampleAspect(size);
   return OutputSampleAspect(Info(), crop_.IsOn() ? wholeSize_ : size);

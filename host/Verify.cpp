@@ -123,6 +123,7 @@ void Verification::Run() {
   PlayForward();
   StepBack();
   Jump();
+  clip_.RequirePictures();
   std::sort(backward_.begin(), backward_.end());
   std::sort(random_.begin(), random_.end());
   Tell();

@@ -66,16 +66,25 @@ HRESULT PictureReader::OpenDecoder(const AVCodecParameters& parameters, AVRation
                                    const DecoderSettings& settings) {
   const AVCodec* codec = FindDecoder(parameters.codec_id, settings.name);
   if (!codec) return E_UNSUPPORTED;
-  decoder_ = HoldAv(avcodec_alloc_context3(codec));
+  expectedBytes_ = BytesOf(parameters);
+  const int threads = ThreadsFor(settings, parameters);
+  const HRESULT hr = OpenWith(*codec, parameters, timeBase, threads);
+  // The system may refuse threads: a limit for its user, or no memory for their stacks.
+  if (Succeeded(hr) || threads == 1) return hr;
+  return OpenWith(*codec, parameters, timeBase, 1);
+}
+
+HRESULT PictureReader::OpenWith(const AVCodec& codec, const AVCodecParameters& parameters,
+                                AVRational timeBase, int threads) {
+  decoder_ = HoldAv(avcodec_alloc_context3(&codec));
   if (avcodec_parameters_to_context(decoder_.get(), &parameters) < 0) return E_UNSUPPORTED;
   decoder_->pkt_timebase = timeBase;
-  decoder_->thread_count = ThreadsFor(settings, parameters);
+  decoder_->thread_count = threads;
   decoder_->max_pixels = kMaxPicturePixels;
   // Or columns that the stream cuts off on the left would stay where no vector begins behind them.
   decoder_->flags |= AV_CODEC_FLAG_UNALIGNED;
   UseSlabsForPictures(decoder_.get());
-  expectedBytes_ = BytesOf(parameters);
-  return avcodec_open2(decoder_.get(), codec, nullptr) < 0 ? E_UNSUPPORTED : S_OK;
+  return avcodec_open2(decoder_.get(), &codec, nullptr) < 0 ? E_UNSUPPORTED : S_OK;
 }
 
 HRESULT PictureReader::At(int64_t frame, const AVFrame** picture) {

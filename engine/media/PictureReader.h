@@ -27,7 +27,7 @@
 namespace kiv {
 
 struct DecoderSettings {
-  // 0 takes as many as suit the machine.
+  // 0 takes as many as suit the machine; one will do where the system refuses more.
   int threads = 0;
   // A decoder asked for by name; empty takes the codec's own.
   std::string name;
@@ -70,6 +70,8 @@ class KIV_ENGINE_API PictureReader {
  private:
   enum class Outcome { kPicture, kEnd };
 
+  HRESULT OpenWith(const AVCodec& codec, const AVCodecParameters& parameters, AVRational timeBase,
+                   int threads);
   bool Holds(int64_t frame) const;
   bool Reach(int64_t frame);
   bool IsLostNearStart(const FrameRoute& route, int64_t frame) const;
