@@ -85,9 +85,10 @@ bool HasGradualMessage(Bytes unit) {
   Bytes rest = plain;
   while (rest.size() > 2) {
     const size_t kind = TakeNumber(&rest);
-    const size_t bytes = std::min(TakeNumber(&rest), rest.size());
-    if (kind == kRecoveryPoint) return CountsPictures(rest.first(bytes));
-    rest = rest.subspan(bytes);
+    const size_t announced = TakeNumber(&rest);
+    const Bytes message = rest.first(std::min(announced, rest.size()));
+    if (kind == kRecoveryPoint) return CountsPictures(message);
+    rest = rest.subspan(message.size());
   }
   return false;
 }

@@ -46,6 +46,19 @@ TEST(RecoveryPoint, IsGradualWhenItCountsPictures) {
   }
 }
 
+TEST(RecoveryPoint, APacketMayEndAnywhere) {
+  const Bytes whole{0, 0, 0, 9, kMessage, 5, 200, 7, 6, 2, 0x2C, 0x40, 0x80};
+  const Bytes last{0, 0, 1, kMessage, 5, 2, 7, 7, 6, 255, 0x2C};
+  for (size_t length = 0; length <= whole.size(); ++length) {
+    const Bytes cut(whole.begin(), whole.begin() + static_cast<ptrdiff_t>(length));
+    EXPECT_FALSE(kiv::RecoversGradually(cut, 4)) << length;
+  }
+  for (size_t length = 0; length <= last.size(); ++length) {
+    const Bytes cut(last.begin(), last.begin() + static_cast<ptrdiff_t>(length));
+    EXPECT_FALSE(kiv::RecoversGradually(cut, 0)) << length;
+  }
+}
+
 TEST(RecoveryPoint, ReadsTheBytesOfALengthFromTheStreamsHeader) {
   EXPECT_EQ(4, kiv::UnitLengthBytes(Bytes{1, 100, 0, 13, 0xFF, 0xE1, 0}));
   EXPECT_EQ(2, kiv::UnitLengthBytes(Bytes{1, 100, 0, 13, 0xFD, 0xE1, 0}));
