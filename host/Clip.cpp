@@ -411,6 +411,11 @@ HRESULT Clip::SetSpeed(const KivRational& speed) {
   return process_->SetSpeedSettings(&settings);
 }
 
+void Clip::RequirePictures() const {
+  if (decoder_->ReadNothing()) FailRun("no picture of '{}' could be decoded", path_);
+  if (Footage()) Footage()->RequirePictures();
+}
+
 KivRational Clip::SampleAspect(KivSize size) const {
   if (Footage()) return Footage()->SampleAspect(size);
   return OutputSampleAspect(Info(), crop_.IsOn() ? wholeSize_ : size);

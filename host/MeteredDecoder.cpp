@@ -111,7 +111,7 @@ HRESULT MeteredDecoder::ReadCurrentFrame(KivComPtr<IKivFrame>* frame) {
   const std::lock_guard hold(lock_);
   const Stopwatch watch(&nanoseconds_);
   const HRESULT hr = decoder_->ReadCurrentFrame(frame);
-  if (Failed(hr)) ++unread_;
+  ++(Failed(hr) ? unread_ : read_);
   return hr;
 }
 

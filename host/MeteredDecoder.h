@@ -23,6 +23,8 @@ class MeteredDecoder : public IKivMediaDecoder, public IKivDecoderSize {
 
   double Seconds() const { return static_cast<double>(nanoseconds_.load()) * 1e-9; }
   int32_t UnreadPictures() const { return unread_; }
+  // Pictures were asked for and not one came.
+  bool ReadNothing() const { return unread_ > 0 && read_ == 0; }
   KivDecoderStats Stats();
   // When a frame of the clip is shown; false for a frame that it does not have.
   bool TimeOf(int32_t index, int64_t* time, int64_t* duration);
@@ -57,6 +59,7 @@ class MeteredDecoder : public IKivMediaDecoder, public IKivDecoderSize {
   std::mutex lock_;
   std::atomic<int64_t> nanoseconds_{0};
   std::atomic<int32_t> unread_{0};
+  std::atomic<int32_t> read_{0};
 };
 
 }  // namespace host

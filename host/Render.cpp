@@ -72,6 +72,7 @@ void RenderRun::Run() {
     Write(frame);
     progress.Update(number - range_.start + 1);
   }
+  clip_.RequirePictures();
   Finish();
 }
 

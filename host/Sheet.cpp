@@ -127,6 +127,7 @@ void RunSheet(const Options& options) {
     picture.Add(tile, *frame, clip.SourceTimeOf(*frame, range.start + tile * layout.step));
     progress.Update(tile + 1);
   }
+  clip.RequirePictures();
   WritePicture(options.plan, picture.Size(), picture.Pixels());
   if (!options.chain.saveSettings.empty()) clip.SaveSettings(options.chain.saveSettings);
   if (layout.step > 1) {

@@ -143,6 +143,7 @@ void Verification::Run() {
   OpenAnew();
   Jump();
   CountLost();
+  clip_->RequirePictures();
   std::sort(backward_.begin(), backward_.end());
   std::sort(random_.begin(), random_.end());
   Tell();

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "engine/media/RecoveryPoint.h"
 #include "kiv/values/Saturate.h"
 
 namespace kiv {
@@ -26,6 +27,11 @@ bool IsHiddenVp8(const AVPacket& packet) {
   return packet.size > 0 && !(packet.data[0] & kShown);
 }
 
+std::span<const uint8_t> HeaderOf(const AVStream& stream) {
+  const AVCodecParameters& parameters = *stream.codecpar;
+  return {parameters.extradata, static_cast<size_t>(std::max(0, parameters.extradata_size))};
+}
+
 int64_t Stamp(int64_t stamp) { return stamp == AV_NOPTS_VALUE ? kNoStamp : stamp; }
 
 }  // namespace
@@ -42,6 +48,7 @@ FrameIndex::FrameIndex(std::unique_ptr<MediaInput> input, int stream)
     : input_(std::move(input)),
       stream_(stream),
       codec_(input_->Stream(stream)->codecpar->codec_id),
+      unitLengthBytes_(UnitLengthBytes(HeaderOf(*input_->Stream(stream)))),
       packet_(NewPacket()),
       grid_(GridOf(*input_->Stream(stream))) {}
 
@@ -92,6 +99,10 @@ FramePacket FrameIndex::Describe(const AVPacket& packet) const {
   entry.duration = ClampToInt32(packet.duration);
   entry.key = (packet.flags & AV_PKT_FLAG_KEY) != 0;
   entry.hidden = (packet.flags & AV_PKT_FLAG_DISCARD) != 0;
+  if (codec_ == AV_CODEC_ID_H264 && entry.key && packet.size > 0) {
+    entry.gradual =
+        RecoversGradually({packet.data, static_cast<size_t>(packet.size)}, unitLengthBytes_);
+  }
   if (codec_ == AV_CODEC_ID_VP8 && IsHiddenVp8(packet)) entry.hidden = true;
   return entry;
 }
@@ -103,6 +114,7 @@ bool FrameIndex::ReadPacketsLocked(int32_t count) {
       input_.reset();
       break;
     }
+    palettes_.Note(table_.PacketCount(), *packet_);
     table_.Append(Describe(*packet_));
   }
   av_packet_unref(packet_.get());
@@ -241,6 +253,11 @@ int32_t FrameIndex::KeyBefore(int32_t packet) const {
   return sequential_ ? 0 : table_.KeyBefore(packet);
 }
 
+int32_t FrameIndex::StartFor(int32_t key) const {
+  std::lock_guard lock(lock_);
+  return sequential_ ? 0 : table_.StartFor(key);
+}
+
 FramePacket FrameIndex::Packet(int32_t packet) const {
   std::lock_guard lock(lock_);
   return table_.Packet(packet);
@@ -259,6 +276,11 @@ int32_t FrameIndex::FrameOf(int32_t packet) {
 std::optional<int32_t> FrameIndex::Find(const AVPacket& packet) const {
   std::lock_guard lock(lock_);
   return table_.Find(Describe(packet));
+}
+
+void FrameIndex::Equip(int32_t number, AVPacket* packet) const {
+  std::lock_guard lock(lock_);
+  palettes_.AddTo(number, packet);
 }
 
 bool FrameIndex::StartsInsideGroup() const {

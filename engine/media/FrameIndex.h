@@ -18,6 +18,7 @@
 
 #include "engine/media/MediaInput.h"
 #include "engine/media/PacketTable.h"
+#include "engine/media/PaletteTrack.h"
 #include "engine/media/TimeGrid.h"
 
 namespace kiv {
@@ -57,10 +58,14 @@ class KIV_ENGINE_API FrameIndex {
   // `frame` lies in the clip.
   FrameRoute RouteTo(int64_t frame);
   int32_t KeyBefore(int32_t packet) const;
+  // The packet to start from so that everything from key packet `key` on is right.
+  int32_t StartFor(int32_t key) const;
   FramePacket Packet(int32_t packet) const;
   // -1 for packets that show nothing.
   int32_t FrameOf(int32_t packet);
   std::optional<int32_t> Find(const AVPacket& packet) const;
+  // Adds what the container told before `number`, the packet's, and a decoder that starts there needs.
+  void Equip(int32_t number, AVPacket* packet) const;
 
   bool StartsInsideGroup() const;
   // The first picture that could be decoded was the one of `packet`.
@@ -87,8 +92,10 @@ class KIV_ENGINE_API FrameIndex {
   std::unique_ptr<MediaInput> input_;  // null once everything is read
   const int stream_;
   const AVCodecID codec_;
+  const int unitLengthBytes_;  // of H.264
   AvPtr<AVPacket> packet_;
   PacketTable table_;
+  PaletteTrack palettes_;
   TimeGrid grid_;
   KivRational rate_{25, 1};
   bool constantRate_ = false;

@@ -4,6 +4,14 @@
 #include <tuple>
 
 namespace kiv {
+namespace {
+
+// A renewal by parts may miss its first picture, which then takes another one. Where pictures are
+// reordered encoders do not keep to what is renewed, and some of what was wrong lasts longer.
+constexpr int kRenewals = 2;
+constexpr int32_t kRenewedPackets = 300;
+
+}  // namespace
 
 void PacketTable::Append(const FramePacket& packet) {
   const int32_t number = PacketCount();
@@ -12,6 +20,8 @@ void PacketTable::Append(const FramePacket& packet) {
   if (packet.key) keys_.push_back(number);
   if (packet.dts != kNoStamp) lastDts_ = std::max(lastDts_, packet.dts);
   if (packet.pts == kNoStamp) ++withoutStamp_;
+  reordered_ = reordered_ || (packet.pts != kNoStamp && packet.pts < lastPts_);
+  lastPts_ = std::max(lastPts_, packet.pts);
   if (!packet.hidden && packet.pts != kNoStamp) waiting_.push_back(number);
 }
 
@@ -80,6 +90,16 @@ int32_t PacketTable::KeyBefore(int32_t packet) const {
   return it == keys_.begin() ? 0 : *(it - 1);
 }
 
+int32_t PacketTable::StartFor(int32_t key) const {
+  int32_t start = key;
+  for (int renewals = 0; start > 0 && Packet(start).gradual; ++renewals) {
+    const bool enough = !reordered_ || key - start >= kRenewedPackets;
+    if (renewals >= kRenewals && enough) break;
+    start = KeyBefore(start);
+  }
+  return start;
+}
+
 // Packets by position, brought up to date when packets were added since the last look.
 std::span<const int32_t> PacketTable::Ordered() const {
   if (byPosition_.size() == packets_.size()) return byPosition_;
@@ -125,7 +145,7 @@ std::optional<int32_t> PacketTable::Find(const FramePacket& packet) const {
 
 bool PacketTable::StartsInsideGroup() const {
   if (PacketCount() == 0 || FrameCount() == 0) return false;
-  if (!Packet(0).key) return true;
+  if (!Packet(0).key || Packet(0).gradual) return true;
   return Packet(0).pts != kNoStamp && StampOf(0) < Packet(0).pts;
 }
 

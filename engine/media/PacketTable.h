@@ -23,7 +23,8 @@ struct FramePacket {
   int32_t size = 0;
   int32_t duration = 0;
   bool key = false;
-  bool hidden = false;  // decoded for others, never shown
+  bool hidden = false;   // decoded for others, never shown
+  bool gradual = false;  // a key packet from which on pictures get whole part by part
 };
 
 class KIV_ENGINE_API PacketTable {
@@ -55,6 +56,9 @@ class KIV_ENGINE_API PacketTable {
   int32_t KeyFor(int32_t packet) const;
   // The last key packet before `packet`; packet 0 when there is none.
   int32_t KeyBefore(int32_t packet) const;
+  // Where to start so that everything from key packet `key` on is right: the packet itself, or some
+  // way before a gradual one, but no further back than the last that is not.
+  int32_t StartFor(int32_t key) const;
   // The packet with the position and size of `packet` and its stamps, of which missing ones match
   // any. Nothing when it is unknown, as the rest of a packet that was cut is, or could be several.
   std::optional<int32_t> Find(const FramePacket& packet) const;
@@ -72,6 +76,8 @@ class KIV_ENGINE_API PacketTable {
   std::vector<int32_t> keys_;
   mutable std::vector<int32_t> byPosition_;
   int64_t lastDts_ = kNoStamp;
+  int64_t lastPts_ = kNoStamp;
+  bool reordered_ = false;  // packets are not shown in the order of decoding
   int32_t withoutStamp_ = 0;
 };
 

@@ -29,6 +29,27 @@ TEST_F(Verify, EveryWayToAFrameShowsTheSamePicture) {
   }
 }
 
+// Placeholders agree with each other; nobody asked for them.
+TEST_F(Verify, EveryCommandFailsWhenNotOnePictureCanBeDecoded) {
+  std::string bytes = ReadBytes(clip_);
+  const size_t payload = bytes.find("mdat") + 4;
+  const size_t behind = bytes.find("moov");
+  ASSERT_LT(payload, behind);
+  std::fill(bytes.begin() + static_cast<ptrdiff_t>(payload),
+            bytes.begin() + static_cast<ptrdiff_t>(behind - 4), '\x55');
+  WriteBytes(folder_.Path("lost.mp4"), bytes);
+  for (const char* command :
+       {"verify @lost.mp4", "render @lost.mp4 -o @x.y4m", "render @lost.mp4 --reverse -o null",
+        "sheet @lost.mp4 -o @x.png", "frame @lost.mp4 --at 3 -o @x.png"}) {
+    const ProgramResult result = RunKivclip(folder_, command);
+    EXPECT_EQ(1, result.status) << command;
+    EXPECT_EQ("", result.out) << command;
+    EXPECT_TRUE(result.err.ends_with("lost.mp4' could be decoded\n")) << result.err;
+    EXPECT_EQ(1, std::count(result.err.begin(), result.err.end(), '\n')) << result.err;
+  }
+  EXPECT_EQ(std::vector<std::string>{"lost.mp4"}, folder_.Names());
+}
+
 TEST_F(Verify, NamesTheFramesThatDiffer) {
   setenv("KIV_MODULE_FOLDER", KIV_FICKLE_MODULES, 1);
   WriteGreyClip(folder_.Path("clip.mkv"), {{64, 48}}, 6);

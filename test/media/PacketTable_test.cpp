@@ -41,6 +41,26 @@ TEST(PacketTable, NumbersFramesInTheOrderOfDisplayAndFindsTheirKeys) {
   }
 }
 
+TEST(PacketTable, StartsTwoRenewalsBeforeOneByParts) {
+  PacketTable inOrder;
+  PacketTable reordered;
+  for (int32_t number = 0; number < 500; ++number) {
+    FramePacket packet = Packet(number, number, number % 10 == 0);
+    packet.gradual = packet.key && number != 0 && number != 150;
+    inOrder.Append(packet);
+    packet.pts += number % 2 == 0 ? 2 : 0;
+    reordered.Append(packet);
+  }
+  const struct {
+    int32_t key, inOrder, reordered;
+  } cases[] = {{0, 0, 0},       {10, 0, 0},      {20, 0, 0},      {30, 10, 0},    {150, 150, 150},
+               {160, 150, 150}, {170, 150, 150}, {180, 160, 150}, {490, 470, 190}};
+  for (const auto& c : cases) {
+    EXPECT_EQ(c.inOrder, inOrder.StartFor(c.key)) << c.key;
+    EXPECT_EQ(c.reordered, reordered.StartFor(c.key)) << c.key;
+  }
+}
+
 TEST(PacketTable, FindsPacketsByWhereTheyLieAndHowLongTheyAre) {
   PacketTable table = OpenGroups();
   FramePacket wanted = Packet(6, 3);
