@@ -123,7 +123,7 @@ bool CMediaDecoder::ReadsProxy() {
 
 HRESULT CMediaDecoder::OpenProxy() {
   const std::string path = LocalPathOf(proxyPath_.c_str());
-  if (const HRESULT hr = MediaFile::Open(path, &proxy_.file); Failed(hr)) return hr;
+  if (const HRESULT hr = MediaFile::Open(path, {}, &proxy_.file); Failed(hr)) return hr;
   if (const HRESULT hr = proxy_.file->Track(0, &proxy_.track); Failed(hr)) return hr;
   return OpenReader(&proxy_);
 }

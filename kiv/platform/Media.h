@@ -121,6 +121,17 @@ struct KIV_EXPORT IKivPictureMemory : IUnknown {
   virtual HRESULT GetUse(KivPictureMemory* use) = 0;
 };
 
+// Told how far the packets of a file that is being opened have been read: the host's own object, put
+// into the options of OpenMediaFile under kOpenProgressOption. Calls come from the opening thread.
+struct KIV_EXPORT IKivOpenProgress : IUnknown {
+  static constexpr GUID kIid{
+      0x91C4E7A6, 0x3B58, 0x4D20, {0xB7, 0x6F, 0x08, 0xD2, 0x5A, 0xE3, 0x94, 0x1B}};
+
+  // About once for 16 MiB. E_ABORT gives the opening up, which then ends with it.
+  virtual HRESULT OnRead(int64_t bytes, int64_t ofBytes) = 0;
+};
+inline constexpr const wchar_t* kOpenProgressOption = L"Open.Progress";
+
 struct KIV_EXPORT IKivMediaSource : IUnknown {
   static constexpr GUID kIid{
       0x18CE6ED3, 0x05F1, 0x1397, {0xBC, 0x75, 0x27, 0xA2, 0x0D, 0x70, 0x3A, 0x9E}};
@@ -153,7 +164,8 @@ struct KIV_EXPORT IKivFactory : IUnknown {
   virtual HRESULT Reserved10() { return E_NOTIMPL; }
   virtual HRESULT Reserved11() { return E_NOTIMPL; }
   virtual HRESULT Reserved12() { return E_NOTIMPL; }
-  // `options` may be null; it holds codec options such as KivKey::Codec::GPU::kGPUFirst.
+  // `options` may be null; it holds codec options such as KivKey::Codec::GPU::kGPUFirst, and
+  // kOpenProgressOption.
   virtual HRESULT OpenMediaFile(IKivMediaSource** file, const wchar_t* path,
                                 IKivProperties* options) = 0;
 };

@@ -29,6 +29,7 @@ struct ClipRecipe {
   int rotation = 0;  // degrees clockwise when shown
   bool mirrored = false;
   std::string movflags = {};
+  bool streamed = false;  // written as into a pipe: nothing is entered afterwards
 
   friend bool operator==(const ClipRecipe&, const ClipRecipe&) = default;
 };
