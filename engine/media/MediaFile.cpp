@@ -27,6 +27,7 @@ HRESULT MediaFile::Track(int32_t number, std::shared_ptr<const VideoTrack>* trac
   const auto at = static_cast<size_t>(number);
   if (!tracks_[at]) {
     if (const HRESULT hr = MakeTrackLocked(at); Failed(hr)) {
+      if (hr == E_ABORT) return hr;
       KIV_LOG(LogLevel::kFailure, L"MediaFile: %ls: video stream %d cannot be decoded, hr %08x",
               KivCommon::Char2WChar(path_.c_str()).c_str(), number, static_cast<unsigned>(hr));
       return hr;

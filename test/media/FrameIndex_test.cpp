@@ -6,6 +6,7 @@
 #include <random>
 #include <thread>
 
+#include "engine/common/CountedObject.h"
 #include "test/media/Clips.h"
 
 namespace {
@@ -132,6 +133,11 @@ TEST(LargeFile, FramesThatNoTableListsAreCounted) {
   }
 }
 
+struct StopsAtOnce : kiv::CountedObject<IKivOpenProgress> {
+  HRESULT OnRead(int64_t, int64_t) override { return ++calls, E_ABORT; }
+  int calls = 0;
+};
+
 TEST(LargeFile, TellsHowFarReadingIsAndCanBeGivenUp) {
   const std::string path = MakeClip({.codec = "rawvideo",
                                      .container = "nut",
@@ -152,9 +158,14 @@ TEST(LargeFile, TellsHowFarReadingIsAndCanBeGivenUp) {
             }));
   EXPECT_LE(2u, told.size()) << "of 80 MB";
   EXPECT_TRUE(std::is_sorted(told.begin(), told.end()));
-  int calls = 0;
-  EXPECT_EQ(E_ABORT, open([&calls](int64_t, int64_t) { return ++calls < 2; }));
-  EXPECT_EQ(2, calls);
+  const auto stopping = KivComPtr<StopsAtOnce>::Adopt(new StopsAtOnce);
+  const KivPropDecorator options = KivCommon::CreateProperties();
+  options->SetObject(kOpenProgressOption, stopping.Get());
+  KivComPtr<IKivMediaSource> file;
+  EXPECT_EQ(E_ABORT, KivCommon::GetFactory(nullptr)->OpenMediaFile(
+                         file.Put(), KivCommon::Char2WChar(path.c_str()).c_str(), options.Get()));
+  EXPECT_EQ(1, stopping->calls);
+  EXPECT_FALSE(file);
 }
 
 }  // namespace

@@ -89,6 +89,14 @@ const OddClip kClips[] = {
        return Restamped({.container = "mkv", .frames = 100, .gop = 25, .bFrames = 3},
                         "h264_pairs.mkv", [](int, int64_t time) { return time - time % 80; });
      }},
+    // The second half claims to be shown 126,000 years later.
+    {"h264_leap",
+     [] {
+       return Restamped(
+           {.container = "mkv", .frames = 100, .gop = 25, .bFrames = 3}, "h264_leap.mkv",
+           [](int, int64_t time) { return time >= 2000 ? time + 4'000'000'000'000'000 : time; });
+     },
+     {25, 1}},
     {"hevc_pairs",
      [] {
        return Restamped({.codec = "libx265", .container = "mkv", .gop = 20, .bFrames = 3},
@@ -179,6 +187,20 @@ TEST_P(OddStamps, FramesAreFoundByTheirTimes) {
     fresh->Seek(time + duration - 2, 0);
     ExpectAt(fresh, frame, "at the end of");
   }
+}
+
+// As a chain's source seeks: by number where the clip's own rate is the chain's.
+TEST_P(OddStamps, FramesAreFoundByTheirNumbers) {
+  const auto decoder = Open();
+  const auto byNumber = decoder.As<IKivFrameSeek>();
+  const KivRational rate = kivtest::InfoOf(decoder).frameRate;
+  for (int i = 0; i < frames_; ++i) {
+    const int frame = (i * 37 + 11) % frames_;
+    ASSERT_EQ(S_OK, byNumber->SeekFrame(frame, &rate, 0));
+    ExpectAt(decoder, frame, "by number");
+  }
+  const KivRational other{rate.numerator * 2, rate.denominator};
+  EXPECT_EQ(S_FALSE, byNumber->SeekFrame(0, &other, 0));
 }
 
 TEST_P(OddStamps, TimesGoOnWhereStampsBeginAnew) {
