@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <random>
 #include <thread>
 
@@ -131,6 +132,27 @@ TEST(LargeFile, FramesThatNoTableListsAreCounted) {
     EXPECT_EQ(kSome - 1, index->Clamp(INT64_MAX));
     EXPECT_EQ(kSome, index->FrameCount()) << "once all is read";
   }
+}
+
+// One as large as such files are, through the factory and with nothing set.
+TEST(LargeFile, OfThreeHundredMebibytesIsCountedAndRead) {
+  constexpr int kMany = 4300;
+  const std::string path = kivtest::TemporaryPath("large.mkv");
+  kivtest::EncodeClip({.codec = "rawvideo",
+                       .container = "mkv",
+                       .size = {256, 200},
+                       .frames = kMany,
+                       .streamed = true},
+                      path);
+  EXPECT_LT(int64_t{300} << 20, static_cast<int64_t>(std::filesystem::file_size(path)));
+  const auto decoder = kivtest::OpenDecoder(path);
+  ASSERT_TRUE(decoder);
+  EXPECT_EQ(kMany, kivtest::InfoOf(decoder).frameCount);
+  EXPECT_EQ(int64_t{kMany} * 400'000, kivtest::InfoOf(decoder).duration);
+  for (const int number : {4090, 12, 4095}) {
+    EXPECT_EQ(number, kivtest::NumberAt(decoder, number * int64_t{400'000}));
+  }
+  std::filesystem::remove(path);
 }
 
 struct StopsAtOnce : kiv::CountedObject<IKivOpenProgress> {
