@@ -14,9 +14,11 @@
 #include "host/Alpha.h"
 #include "host/ComponentLoader.h"
 #include "host/HostError.h"
+#include "host/Interrupt.h"
 #include "host/KeptOptions.h"
 #include "host/Memory.h"
 #include "host/Messages.h"
+#include "host/OpeningProgress.h"
 #include "host/Proxy.h"
 #include "host/Settings.h"
 #include "kiv/chain/CommandIds.h"
@@ -31,6 +33,7 @@ namespace {
 constexpr int64_t kShortestFrame = 10'000;  // of files that count in milliseconds
 constexpr double kTicksPerSecond = 1e7;
 constexpr int32_t kLongestProxyPath = 1024;
+constexpr std::chrono::milliseconds kOpeningPatience{1000};
 
 std::wstring Wide(const std::string& text) { return KivCommon::Char2WChar(text.c_str()); }
 
@@ -38,7 +41,14 @@ KivComPtr<IKivMediaSource> OpenSource(const std::string& path, const char* what)
   const auto factory = KivCommon::GetFactory(nullptr);
   if (!factory) FailRun("cannot open {} '{}': there is no media factory", what, path);
   KivComPtr<IKivMediaSource> source;
-  const HRESULT hr = factory->OpenMediaFile(source.Put(), Wide(path).c_str(), nullptr);
+  const KivPropDecorator options = KivCommon::CreateProperties();
+  if (!options) FailRun("no memory for opening {} '{}'", what, path);
+  const auto progress =
+      KivComPtr<OpeningProgress>::Adopt(new OpeningProgress(path, kOpeningPatience));
+  options->SetObject(kOpenProgressOption, progress.Get());
+  const HRESULT hr = factory->OpenMediaFile(source.Put(), Wide(path).c_str(), options.Get());
+  progress->Finish();
+  ThrowIfInterrupted();
   if (Failed(hr) || !source) {
     const char* const why = hr == E_UNSUPPORTED ? "it has no video that can be decoded"
                                                 : "it is damaged or no media file";

@@ -53,9 +53,16 @@ int32_t CStreamer::GetPosition(int64_t* time) {
   return index;
 }
 
+// Where frames are not evenly spaced, a time at the rate is that of another one.
+void CStreamer::SeekDecoderLocked(int32_t frame, int32_t mode) {
+  const auto byNumber = decoder_.As<IKivFrameSeek>();
+  if (byNumber && byNumber->SeekFrame(frame, &frameRate_, mode) == S_OK) return;
+  decoder_->Seek(FrameToTime(frame), mode);
+}
+
 HRESULT CStreamer::Seek(int32_t frame, int32_t* reached, int32_t mode) {
   CSimpleMutexLock guard(lock_);
-  if (decoder_ && frame != position_) decoder_->Seek(FrameToTime(frame), mode);
+  if (decoder_ && frame != position_) SeekDecoderLocked(frame, mode);
   position_ = frame;
   moved_ = true;
   if (reached) *reached = frame;

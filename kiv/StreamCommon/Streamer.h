@@ -8,7 +8,7 @@
 #include "kiv/chain/SourceBase.h"
 #include "kiv/platform/Media.h"
 
-// Keeps the frame index, positions the decoder in time and writes the index into its frames.
+// Keeps the frame index, positions the decoder, by number if it can and else in time, and writes the index into its frames.
 //
 // Units:    frame index int32, -1 = none; time int64 in 100 ns.
 // Owns:     the decoder.
@@ -46,4 +46,5 @@ class CStreamer : public CSourceBase {
 
  private:
   HRESULT OnSetDecoder(const CommandArgs& args);
+  void SeekDecoderLocked(int32_t frame, int32_t mode) KIV_REQUIRES(lock_);
 };

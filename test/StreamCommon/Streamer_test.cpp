@@ -47,6 +47,43 @@ TEST_F(Streamer, SeeksTheDecoderInTimeAndOnlyWhenItMoves) {
   EXPECT_EQ(Calls{"Seek 0 mode 0"}, decoder->log.Take());
 }
 
+// Frames at 0, 10 and 900 ms: no grid leads to them.
+struct UnevenDecoder : kiv::CountedObject<IKivMediaDecoder, IKivFrameSeek> {
+  int64_t GetCurrentTime() override { return times[frame]; }
+  HRESULT Seek(int64_t time, int32_t) override {
+    for (frame = 0; frame < 2 && times[frame + 1] <= time;) ++frame;
+    return S_OK;
+  }
+  HRESULT Skip(int32_t count, int32_t*) override { return frame += count, S_OK; }
+  HRESULT SetProxyOff(bool) override { return S_OK; }
+  HRESULT SetProxyPath(const wchar_t*) override { return S_OK; }
+  HRESULT ReadCurrentFrame(KivComPtr<IKivFrame>*) override { return E_FAIL; }
+  HRESULT SeekFrame(int32_t index, const KivRational* rate, int32_t) override {
+    if (!SameValue(*rate, {10, 3})) return S_FALSE;
+    return frame = index, S_OK;
+  }
+  const int64_t times[3] = {0, 100'000, 9'000'000};
+  int frame = 0;
+};
+
+TEST_F(Streamer, AsksForAFrameByItsNumberWhereTheDecoderCountsSo) {
+  const auto uneven = KivComPtr<UnevenDecoder>::Adopt(new UnevenDecoder);
+  Send(*node, CommandId::SetDecoder,
+       static_cast<IUnknown*>(static_cast<IKivMediaDecoder*>(uneven.Get())));
+  UseRate({10, 3});
+  for (const int frame : {2, 1, 0, 2}) {
+    node->Seek(frame, nullptr, 0);
+    EXPECT_EQ(frame, uneven->frame);
+  }
+  UseRate({100, 1});
+  node->Seek(1, nullptr, 0);
+  EXPECT_EQ(1, uneven->frame) << "at another rate a number is a time";
+  node->Seek(89, nullptr, 0);
+  EXPECT_EQ(1, uneven->frame);
+  node->Seek(90, nullptr, 0);
+  EXPECT_EQ(2, uneven->frame);
+}
+
 TEST_F(Streamer, SkipsTheDecoderAndAdvancesWhateverItAnswers) {
   Attach();
   decoder->log.Take();

@@ -77,7 +77,11 @@ class Encoder {
     format_.reset(format);
     OpenVideo();
     if (!recipe.audioCodec.empty()) OpenAudio();
-    Check(avio_open(&format_->pb, path.c_str(), AVIO_FLAG_WRITE), "opening " + path);
+    AVDictionary* options = nullptr;
+    av_dict_set_int(&options, "seekable", recipe.streamed ? 0 : -1, 0);
+    Check(avio_open2(&format_->pb, path.c_str(), AVIO_FLAG_WRITE, nullptr, &options),
+          "opening " + path);
+    av_dict_free(&options);
     Set(format, "movflags", recipe.movflags);
     Set(format, "update", "1");  // of a picture file: it is no pattern
     if (recipe.startMilliseconds < 0) Set(format, "avoid_negative_ts", "disabled");

@@ -37,6 +37,7 @@ struct ClipRecipe {
   std::string packetFilter = {};
   // A picture with a palette has another one from this frame on; 0 has one palette.
   int newPaletteAt = 0;
+  bool streamed = false;  // written as into a pipe: nothing is entered afterwards
 
   friend bool operator==(const ClipRecipe&, const ClipRecipe&) = default;
 };

@@ -1,0 +1,29 @@
+#include "host/OpeningProgress.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using host::OpeningProgress;
+using std::chrono::hours;
+using std::chrono::milliseconds;
+
+std::string ToldAfter(milliseconds patience) {
+  testing::internal::CaptureStderr();
+  {
+    const auto progress = KivComPtr<OpeningProgress>::Adopt(new OpeningProgress("a.ts", patience));
+    for (const int64_t bytes : {400'000'000, 900'000'000, 1'300'000'000}) {
+      EXPECT_EQ(S_OK, progress->OnRead(bytes, 1'300'000'000));
+    }
+    EXPECT_EQ(S_OK, progress->OnRead(5, 0)) << "of a size that is not known";
+  }
+  return testing::internal::GetCapturedStderr();
+}
+
+TEST(OpeningProgress, TellsOnceWhenOpeningTakesLong) {
+  EXPECT_EQ("kivclip: counting the frames of 'a.ts', 1300 MB are read for it\n",
+            ToldAfter(milliseconds(0)));
+  EXPECT_EQ("", ToldAfter(hours(1)));
+}
+
+}  // namespace
