@@ -1,12 +1,15 @@
 #include "kiv/speed/VideoSlider.h"
 
 #include <algorithm>
+#include <cmath>
 #include <string>
 #include <utility>
 
+#include "kiv/chain/Rates.h"
 #include "kiv/component/object/AtBoundary.h"
 #include "kiv/platform/KeyNames.h"
 #include "kiv/values/Saturate.h"
+#include "kiv/values/SpeedNumbers.h"
 
 namespace {
 
@@ -14,6 +17,8 @@ constexpr int64_t kTicksPerSecond = 10'000'000;
 constexpr double kHalfSecond = 5'000'000.0;
 constexpr KivRational kDefaultRate{25, 1};
 constexpr int32_t kReadOnward = 1;
+// Of a walk that was thought to be short; frames may lie closer than their rate says.
+constexpr int kMostSteps = 2 * kiv::kLongestWalk;
 
 int64_t Difference(int64_t a, int64_t b) {
   int64_t result = 0;
@@ -50,29 +55,46 @@ HRESULT CVideoSlider::Seek(int32_t frame, int32_t* reached, int32_t mode) {
 
 HRESULT CVideoSlider::Skip(int32_t count, int32_t* moved) {
   const int32_t wanted = kiv::ClampToInt32(int64_t{position_} + count);
-  HRESULT hr = S_OK;
-  if (upstream_) {
-    const int64_t earliest = EarliestStart(wanted, renderRate_.ToDouble());
-    if (count < 0 && !UpstreamTellsTime()) {
-      int32_t local = 0;
-      hr = upstream_->Skip(-1, &local);
-    } else {
-      if (count < 0) hr = StepBack(wanted, earliest);
-      // Also after stepping back: that ends one frame too early.
-      if (Succeeded(hr)) hr = StepForward(earliest);
-    }
-  }
+  const HRESULT hr = upstream_ ? SkipTo(wanted, count) : S_OK;
   if (moved) *moved = Succeeded(hr) ? count : 0;
   if (Failed(hr)) return hr;
   position_ = wanted;
   return hr;
 }
 
-HRESULT CVideoSlider::StepForward(int64_t earliest) {
-  HRESULT hr = S_OK;
-  for (int64_t time = UpstreamTime(0); earliest > time;) {
+HRESULT CVideoSlider::SkipTo(int32_t wanted, int32_t count) {
+  if (count < 0 && !UpstreamTellsTime()) {
     int32_t local = 0;
-    hr = upstream_->Skip(1, &local);
+    return upstream_->Skip(-1, &local);
+  }
+  const int64_t earliest = EarliestStart(wanted, renderRate_.ToDouble());
+  HRESULT hr = S_OK;
+  if (IsFar(wanted)) {
+    hr = SeekBefore(wanted);
+  } else if (count < 0) {
+    hr = StepBack(wanted, earliest);
+  }
+  // Also after stepping back: that ends one frame too early.
+  return Failed(hr) ? hr : StepForward(wanted, earliest);
+}
+
+bool CVideoSlider::IsFar(int32_t wanted) const {
+  const double ratio = sourceRate_.ToDouble() / renderRate_.ToDouble();
+  return std::abs(ratio * (static_cast<double>(wanted) - position_)) > kiv::kLongestWalk;
+}
+
+HRESULT CVideoSlider::StepForward(int32_t wanted, int64_t earliest) {
+  int steps = 0;
+  for (int64_t time = UpstreamTime(0); earliest > time; ++steps) {
+    int32_t local = 0;
+    // The upstream stood elsewhere than the position said, or its times say little.
+    if (steps == kMostSteps) {
+      const HRESULT sought = SeekBefore(wanted);
+      if (Failed(sought)) return sought;
+      time = UpstreamTime(time);
+    }
+    if (steps == 2 * kMostSteps) break;
+    const HRESULT hr = upstream_->Skip(1, &local);
     if (Failed(hr)) return hr;
     const int64_t before = std::exchange(time, UpstreamTime(time));
     if (time <= before) {
@@ -81,14 +103,16 @@ HRESULT CVideoSlider::StepForward(int64_t earliest) {
     }
     beyondEnd_ = 0;
   }
-  return hr;
+  return S_OK;
 }
 
 HRESULT CVideoSlider::StepBack(int32_t wanted, int64_t earliest) {
   HRESULT hr = StepBackToEnd();
   int standing = 0;
+  int steps = 0;
   // The first frame starts at 0; there is nothing before it.
   for (int64_t time = UpstreamTime(0); Succeeded(hr) && earliest <= time && time > 0;) {
+    if (++steps > kMostSteps) return SeekBefore(wanted);
     int32_t local = 0;
     hr = upstream_->Skip(-1, &local);
     const int64_t before = std::exchange(time, UpstreamTime(time));
@@ -99,8 +123,9 @@ HRESULT CVideoSlider::StepBack(int32_t wanted, int64_t earliest) {
   return hr;
 }
 
-// For an upstream that stands far beyond its end: to where stepping forward finds the frame.
+// For an upstream that is far away: to where stepping forward finds the frame.
 HRESULT CVideoSlider::SeekBefore(int32_t wanted) {
+  beyondEnd_ = 0;
   const double ratio = sourceRate_.ToDouble() / renderRate_.ToDouble();
   const int64_t before = kiv::SaturateToInt64(ratio * (static_cast<double>(wanted) - 1));
   const int64_t frame = std::max<int64_t>(before, 1) - 1;
@@ -139,11 +164,11 @@ HRESULT CVideoSlider::ProcessCommand(uint32_t id, uintptr_t param, uintptr_t ext
 }
 
 HRESULT CVideoSlider::OnSetSourceFrameRate(const CommandArgs& args) {
-  return args.CopyTo(&sourceRate_);
+  return kiv::TakeRate(args, &sourceRate_);
 }
 
 HRESULT CVideoSlider::OnSetRenderFrameRate(const CommandArgs& args) {
-  return args.CopyTo(&renderRate_);
+  return kiv::TakeRate(args, &renderRate_);
 }
 
 HRESULT CVideoSlider::Initialize(KivComPtr<IKivProperties> settings,
@@ -162,7 +187,7 @@ void CVideoSlider::ReadRates(IKivProperties* settings, IKivProperties* info) {
     sourceRate_ = renderRate_ = kDefaultRate;
     return;
   }
-  settings->GetRational(KivKey::Render::kRender_Framerate, &renderRate_);
+  kiv::ReadRate(settings, KivKey::Render::kRender_Framerate, &renderRate_);
   const std::wstring key = std::wstring(KivKey::Source::kSource_Framerate) + L".Video";
-  if (info) info->GetRational(key.c_str(), &sourceRate_);
+  kiv::ReadRate(info, key.c_str(), &sourceRate_);
 }
