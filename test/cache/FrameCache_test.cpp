@@ -166,6 +166,28 @@ TEST_F(FrameCache, AHostileSpanSizeCostsBoundedMemory) {
   EXPECT_GE(80 * kPicture, most);
 }
 
+// 64 pictures of 4 MiB fill it; only what leaves room again is kept for reuse.
+TEST(FrameStore, FramesForReuseCountWithinItsBytes) {
+  FrameStore store;
+  const auto put = [&](int32_t index) {
+    const KivComPtr<IKivFrame> frame = test::MakeEmptyFrame();
+    frame.As<IKivVideoFrame>()->Allocate(1024, 1024, 0, KivCGMemoryType::kCached, nullptr, 0, 0);
+    store.Put(index, frame, 0);
+  };
+  const auto spares = [&] {
+    int count = 0;
+    while (store.TakeSpare({1024, 1024})) ++count;
+    return count;
+  };
+  for (int32_t i = 0; i < 70; ++i) put(i);
+  EXPECT_EQ(0, spares());
+  store.Evict({0, 59});
+  EXPECT_EQ(4, spares());
+  store.Evict({0, 39});
+  for (int32_t i = 40; i < 60; ++i) put(i);
+  EXPECT_EQ(4, spares());
+}
+
 void SendReverseOff(test::CacheFixture& fixture) {
   const SpeedSettings off;
   EXPECT_EQ(S_OK, Send(*fixture.node, CommandId::SetSpeedSettings, &off));

@@ -100,6 +100,7 @@ class RandomHost {
   }
   void TakeNewDecoder() {
     facade_->SetDecoder(nullptr);
+    guard_.reset();
     decoder_ = test::FakeDecoder::Make();
     guard_ = std::make_unique<test::OneAtATime>(decoder_->log);
   }
