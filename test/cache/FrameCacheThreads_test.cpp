@@ -91,6 +91,7 @@ TEST_F(FrameCacheThreads, NoCallEntersTheSourceWhileTheWorkerIsInIt) {
     call();
     goOn = true;
     EXPECT_EQ(500, ShownAt(500));
+    node->FinishReading();  // the worker looks at what ends here
     EXPECT_EQ(0, guard.Collisions());
   }
 }
@@ -111,6 +112,7 @@ TEST_F(FrameCacheThreads, JumpsNeverMeetTheWorkerInTheSource) {
     ASSERT_EQ(index, Shown());
     source->log.Take();
   }
+  node->FinishReading();
   EXPECT_EQ(0, guard.Collisions());
 }
 

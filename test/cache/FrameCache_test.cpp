@@ -134,11 +134,13 @@ TEST_F(FrameCache, NewSettingsBelowMakeItReadAnew) {
     SetReverse(0);
     TurnOn();
     EXPECT_EQ(30, ShownAt(30));
+    node->FinishReading();
     source->shownScale = 2;
     Send(*node, CommandId::GetScaledSize, 0);
     EXPECT_EQ(30, Shown());  // an answer changes nothing
     change(*this);
     EXPECT_EQ(60, Shown());
+    node->FinishReading();
     source->shownScale = 1;
   }
 }
