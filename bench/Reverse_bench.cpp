@@ -145,7 +145,7 @@ kiv::AvPtr<AVFrame> SamplePicture() {
   std::shared_ptr<const kiv::VideoTrack> track;
   std::unique_ptr<kiv::PictureReader> reader;
   const AVFrame* picture = nullptr;
-  kiv::MediaFile::Open(BenchClipPath(), &file);
+  kiv::MediaFile::Open(BenchClipPath(), {}, &file);
   file->Track(0, &track);
   file->NewReader(*track, {}, &reader);
   reader->At(track->index->FrameCount() / 2, &picture);

@@ -9,6 +9,7 @@
 #include "cli/CliValues.h"
 #include "cli/KeptOptions.h"
 #include "cli/Messages.h"
+#include "cli/OpeningProgress.h"
 #include "cli/OptionTable.h"
 #include "cli/Reference.h"
 #include "session/Fail.h"
@@ -280,6 +281,7 @@ Options Interpret(const CommandRow& command, const std::string& input, const Opt
   options.clip = ReadClipOptions(texts);
   options.clip.kept = KeptOptionsOf(command, texts);
   options.clip.onNote = PrintNote;
+  options.clip.onOpening = TellOfOpening(input);
   options.saveSettings = texts.saveSettings;
   if (command.name == "render") {
     options.command = Command::kRender;

@@ -108,7 +108,7 @@ std::string InfoText(const std::string& path, const MediaInfo& info) {
 }  // namespace
 
 void RunInfo(const Options& options) {
-  const MediaInfo info = ReadMediaInfo(options.input, PrintNote);
+  const MediaInfo info = ReadMediaInfo(options.input, PrintNote, options.clip.onOpening);
   PrintOutput(options.json ? InfoJson(options.input, info) : InfoText(options.input, info));
 }
 

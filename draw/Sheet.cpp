@@ -109,6 +109,7 @@ Sheet DrawSheet(session::Clip& clip, const session::FrameSpan& span, const char*
     sheet.Add(tile, frame);
     session::Report(progress, {session::Stage::kRender, tile + 1, layout.tiles});
   }
+  clip.RequirePictures();
   return {sheet.Take(), layout.step, range.Count()};
 }
 

@@ -27,6 +27,7 @@ namespace {
 constexpr int64_t kShortestFrame = 10'000;  // of files that count in milliseconds
 constexpr double kTicksPerSecond = 1e7;
 constexpr int32_t kLongestProxyPath = 1024;
+constexpr std::chrono::milliseconds kOpeningPatience{1000};
 
 std::wstring Wide(const std::string& text) { return KivCommon::Char2WChar(text.c_str()); }
 KivPropDecorator SettingsOf(const ClipOptions& options) {
@@ -51,7 +52,7 @@ PreparedClip Prepare(const std::string& path, const ClipOptions& options,
                      KivPropDecorator measured) {
   PreparedClip clip;
   clip.path = path;
-  clip.input = OpenInput(path, "the input", options.onNote);
+  clip.input = OpenInput(path, "the input", options.onNote, options.onOpening);
   clip.isMeasured = static_cast<bool>(measured);
   clip.settings = measured ? std::move(measured) : SettingsOf(options);
   clip.isPreset = StoreAlpha(options, clip.settings.Get());
@@ -349,6 +350,12 @@ HRESULT ChainClip::SetSpeed(const KivRational& speed) {
   settings.reverseStart = 0;
   settings.reverseEnd = result_.rated.end;
   return process_->SetSpeedSettings(&settings);
+}
+
+void ChainClip::RequirePictures() const {
+  if (decoder_->ReadNothing()) {
+    Fail(ErrorCode::kDamaged, "no picture of '{}' could be decoded", path_);
+  }
 }
 
 KivRational ChainClip::SampleAspect(KivSize size) const {

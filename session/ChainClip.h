@@ -56,6 +56,8 @@ class ChainClip {
   int64_t LostPictures() const {
     return decoder_->UnreadPictures() + DecoderStats().picturesReplaced;
   }
+  // Ends the run when pictures were pulled and every one of the clip's stands for a lost one.
+  void RequirePictures() const;
   // Whether a frame pulled stays as it is when the next one is pulled.
   bool FramesStay() const { return framesStay_; }
   // Whether pictures may be transparent.

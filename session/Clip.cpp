@@ -161,6 +161,8 @@ ExportReport Clip::Export(const std::string& output, const ProgressFunction& pro
   return Export(plan, progress);
 }
 
+void Clip::RequirePictures() const { impl_->composite->RequirePictures(); }
+
 void Clip::SaveSettings(const std::string& path) { impl_->composite->Main().SaveSettings(path); }
 
 }  // namespace kiv::session

@@ -61,6 +61,9 @@ class KIV_SESSION_API Clip {
   ExportReport Export(const ExportPlan& plan, const ProgressFunction& progress = {});
   ExportReport Export(const std::string& output, const ProgressFunction& progress = {});
 
+  // kDamaged when not one of the pictures asked for so far could be decoded: placeholders came instead.
+  void RequirePictures() const;
+
   // What ClipOptions::settings takes to open the same clip again. "-" is standard output.
   void SaveSettings(const std::string& path);
 

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "session/Api.h"
+#include "session/Progress.h"
 #include "session/Values.h"
 
 namespace kiv::session {
@@ -70,7 +71,8 @@ struct ClipOptions {
   bool measureNodes = false;  // the time spent in each node, for reports
   // What the settings keep beside what the chain's nodes save: key and text.
   std::vector<std::pair<std::string, std::string>> kept;
-  NoteFunction onNote;  // may be empty
+  NoteFunction onNote;         // may be empty
+  ProgressFunction onOpening;  // hears of files that take long to open
 };
 
 }  // namespace kiv::session

@@ -78,6 +78,11 @@ void Composite::Retreat() {
   if (footage_) footage_->Retreat();
 }
 
+void Composite::RequirePictures() const {
+  clip_->RequirePictures();
+  if (footage_) footage_->RequirePictures();
+}
+
 KivComPtr<IKivFrame> Composite::Pull() {
   const auto frame = clip_->Pull();
   if (!IsComposed()) return frame;
@@ -114,6 +119,7 @@ std::unique_ptr<Composite> BuildClip(const std::string& path, const ClipOptions&
     ClipOptions plain;
     plain.frameRate = options.frameRate;
     plain.onNote = options.onNote;
+    plain.onOpening = options.onOpening;
     footage = std::make_unique<ChainClip>(Prepare(options.alpha.over, plain), plain, nullptr);
   }
   auto clip = std::make_unique<ChainClip>(std::move(prepared), options,

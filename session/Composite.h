@@ -37,6 +37,8 @@ class Composite {
   void Advance();
   void Retreat();
   KivComPtr<IKivFrame> Pull();
+  // Throws when not one of the pictures asked for could be decoded.
+  void RequirePictures() const;
 
  private:
   bool IsComposed() const { return clip_->Fill() || footage_; }

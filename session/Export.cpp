@@ -44,6 +44,7 @@ void ExportRun::Run() {
     ++done_;
     Tick();
   }
+  clip_.RequirePictures();
   Finish();
 }
 

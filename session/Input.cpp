@@ -5,28 +5,67 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <exception>
 #include <numeric>
 #include <system_error>
 
+#include "engine/base/CountedObject.h"
 #include "kiv/platform/KivCommon.h"
 #include "session/Convert.h"
 #include "session/Fail.h"
 #include "session/Notes.h"
+#include "session/Progress.h"
 
 namespace kiv::session {
 namespace {
 
 std::wstring Wide(const std::string& text) { return KivCommon::Char2WChar(text.c_str()); }
 
-KivComPtr<IKivMediaSource> OpenSource(const std::string& path, const char* what) {
+// Passes on how far a file is read. What the host throws waits until the reading has ended.
+class OpenReport final : public kiv::CountedObject<IKivOpenProgress> {
+ public:
+  explicit OpenReport(const ProgressFunction& function) : function_(function) {}
+
+  HRESULT OnRead(int64_t bytes, int64_t ofBytes) override {
+    total_ = ofBytes;
+    try {
+      if (!function_ || function_({Stage::kOpening, bytes, ofBytes})) return S_OK;
+      wasCancelled_ = true;
+    } catch (...) {
+      thrown_ = std::current_exception();
+    }
+    return E_ABORT;
+  }
+  void Finish() {
+    if (thrown_) std::rethrow_exception(thrown_);
+    if (wasCancelled_) throw SessionError(ErrorCode::kCancelled, "cancelled");
+    if (total_ > 0) Report(function_, {Stage::kOpening, total_, total_});
+  }
+
+ private:
+  const ProgressFunction& function_;
+  int64_t total_ = 0;
+  bool wasCancelled_ = false;
+  std::exception_ptr thrown_;
+};
+
+KivComPtr<IKivMediaSource> OpenSource(const std::string& path, const char* what,
+                                      const ProgressFunction& onOpening) {
   const auto factory = KivCommon::GetFactory(nullptr);
   if (!factory) FailRun("cannot open {} '{}': there is no media factory", what, path);
   KivComPtr<IKivMediaSource> source;
-  const HRESULT hr = factory->OpenMediaFile(source.Put(), Wide(path).c_str(), nullptr);
+  const KivPropDecorator options = KivCommon::CreateProperties();
+  if (!options) Fail(ErrorCode::kNoMemory, "no memory for opening {} '{}'", what, path);
+  const auto report = KivComPtr<OpenReport>::Adopt(new OpenReport(onOpening));
+  options->SetObject(kOpenProgressOption, report.Get());
+  const HRESULT hr = factory->OpenMediaFile(source.Put(), Wide(path).c_str(), options.Get());
+  report->Finish();
   if (Failed(hr) || !source) {
-    const char* const why = hr == E_UNSUPPORTED ? "it has no video that can be decoded"
-                                                : "it is damaged or no media file";
-    FailRun("cannot open {} '{}': {} (result {:08x})", what, path, why, static_cast<uint32_t>(hr));
+    const bool isUnsupported = hr == E_UNSUPPORTED;
+    Fail(isUnsupported ? ErrorCode::kUnsupported : ErrorCode::kDamaged,
+         "cannot open {} '{}': {} (result {:08x})", what, path,
+         isUnsupported ? "it has no video that can be decoded" : "it is damaged or no media file",
+         static_cast<uint32_t>(hr));
   }
   return source;
 }
@@ -41,20 +80,24 @@ KivRational Reduced(int64_t numerator, int64_t denominator) {
 void CheckFile(const std::string& path, const char* what) {
   struct stat status {};
   if (stat(path.c_str(), &status) != 0) {
-    FailRun("cannot open {} '{}': {}", what, path, std::generic_category().message(errno));
+    Fail(ErrorCode::kNotFound, "cannot open {} '{}': {}", what, path,
+         std::generic_category().message(errno));
   }
   if (!S_ISREG(status.st_mode)) {
-    FailRun("cannot open {} '{}': it is not a regular file", what, path);
+    Fail(ErrorCode::kUnsupported, "cannot open {} '{}': it is not a regular file", what, path);
   }
-  if (status.st_size == 0) FailRun("cannot open {} '{}': the file is empty", what, path);
+  if (status.st_size == 0) {
+    Fail(ErrorCode::kDamaged, "cannot open {} '{}': the file is empty", what, path);
+  }
   if (KivCommon::WChar2Char(Wide(path).c_str()) != path) {
-    FailRun("cannot open {} '{}': its name is not valid UTF-8", what, path);
+    Fail(ErrorCode::kUnsupported, "cannot open {} '{}': its name is not valid UTF-8", what, path);
   }
 }
 
-OpenedInput OpenInput(const std::string& path, const char* what, const NoteFunction& onNote) {
+OpenedInput OpenInput(const std::string& path, const char* what, const NoteFunction& onNote,
+                      const ProgressFunction& onOpening) {
   CheckFile(path, what);
-  const auto source = OpenSource(path, what);
+  const auto source = OpenSource(path, what, onOpening);
   OpenedInput input;
   const HRESULT hr = source->GetVideoStream(0, input.decoder.Put());
   if (Failed(hr) || !input.decoder) {
@@ -117,8 +160,9 @@ std::vector<int32_t> KeyFramesOf(IKivStreamInfo& stream, int32_t frameCount) {
   return frames;
 }
 
-MediaInfo ReadMediaInfo(const std::string& path, const NoteFunction& onNote) {
-  const OpenedInput input = OpenInput(path, "the input", onNote);
+MediaInfo ReadMediaInfo(const std::string& path, const NoteFunction& onNote,
+                        const ProgressFunction& onOpening) {
+  const OpenedInput input = OpenInput(path, "the input", onNote, onOpening);
   MediaInfo info = InfoOf(input.info);
   info.keyFrames = KeyFramesOf(*input.streamInfo.Get(), info.frameCount);
   return info;

@@ -20,7 +20,7 @@ struct OpenedInput {
 };
 // `what` is what messages call the file.
 OpenedInput OpenInput(const std::string& path, const char* what = "the input",
-                      const NoteFunction& onNote = {});
+                      const NoteFunction& onNote = {}, const ProgressFunction& onOpening = {});
 // What an editor would say about a file that is not there, before any library is asked.
 void CheckFile(const std::string& path, const char* what);
 

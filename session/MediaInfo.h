@@ -32,6 +32,7 @@ struct MediaInfo {
 };
 
 // Errors:   SessionError naming the file and the reason.
-KIV_SESSION_API MediaInfo ReadMediaInfo(const std::string& path, const NoteFunction& onNote = {});
+KIV_SESSION_API MediaInfo ReadMediaInfo(const std::string& path, const NoteFunction& onNote = {},
+                                        const ProgressFunction& onOpening = {});
 
 }  // namespace kiv::session

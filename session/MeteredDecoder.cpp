@@ -3,14 +3,10 @@
 #include <chrono>
 #include <utility>
 
-#include "kiv/values/Saturate.h"
-
 namespace kiv::session {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-
-constexpr double kTicksPerSecond = 1e7;
 
 // Adds the time until its end to a counter.
 class Stopwatch {
@@ -32,9 +28,8 @@ class Stopwatch {
 MeteredDecoder::MeteredDecoder(KivComPtr<IKivMediaDecoder> decoder)
     : decoder_(std::move(decoder)),
       size_(decoder_.As<IKivDecoderSize>()),
-      stream_(decoder_.As<IKivStreamInfo>()) {
-  if (!stream_ || Failed(stream_->GetInfo(&info_))) info_.constantRate = 1;
-}
+      stream_(decoder_.As<IKivStreamInfo>()),
+      frames_(decoder_.As<IKivFrameSeek>()) {}
 
 KivComPtr<MeteredDecoder> MeteredDecoder::Make(KivComPtr<IKivMediaDecoder> decoder) {
   return KivComPtr<MeteredDecoder>::Adopt(new MeteredDecoder(std::move(decoder)));
@@ -44,6 +39,8 @@ HRESULT MeteredDecoder::QueryInterface(const GUID& iid, void** object) {
   if (object == nullptr) return E_POINTER;
   if (iid == IKivDecoderSize::kIid && size_) {
     *object = static_cast<IKivDecoderSize*>(this);
+  } else if (iid == IKivFrameSeek::kIid && frames_) {
+    *object = static_cast<IKivFrameSeek*>(this);
   } else if (iid == IKivMediaDecoder::kIid || iid == IUnknown::kIid) {
     *object = static_cast<IKivMediaDecoder*>(this);
   } else {
@@ -86,19 +83,16 @@ HRESULT MeteredDecoder::SetProxyPath(const wchar_t* path) {
   return decoder_->SetProxyPath(path);
 }
 
-int64_t MeteredDecoder::OwnTime(int64_t gridTime) {
-  if (info_.constantRate != 0) return gridTime;
-  const double frames = static_cast<double>(gridTime) * info_.frameRate.ToDouble();
-  const int32_t index = kiv::SaturateToInt32(frames / kTicksPerSecond + 0.5);
-  int64_t time = gridTime;
-  stream_->GetFrameTime(index, &time, nullptr, nullptr);
-  return time;
-}
-
 HRESULT MeteredDecoder::Seek(int64_t time, int32_t mode) {
   const std::lock_guard hold(lock_);
   const Stopwatch watch(&nanoseconds_);
-  return decoder_->Seek(OwnTime(time), mode);
+  return decoder_->Seek(time, mode);
+}
+
+HRESULT MeteredDecoder::SeekFrame(int32_t index, const KivRational* rate, int32_t mode) {
+  const std::lock_guard hold(lock_);
+  const Stopwatch watch(&nanoseconds_);
+  return frames_ ? frames_->SeekFrame(index, rate, mode) : E_NOTIMPL;
 }
 
 HRESULT MeteredDecoder::Skip(int32_t count, int32_t* moved) {
@@ -111,7 +105,7 @@ HRESULT MeteredDecoder::ReadCurrentFrame(KivComPtr<IKivFrame>* frame) {
   const std::lock_guard hold(lock_);
   const Stopwatch watch(&nanoseconds_);
   const HRESULT hr = decoder_->ReadCurrentFrame(frame);
-  if (Failed(hr)) ++unread_;
+  ++(Failed(hr) ? unread_ : read_);
   return hr;
 }
 

@@ -1,6 +1,5 @@
 // Stands between the chain and a clip's decoder: takes the time of every call, counts the pictures
-// that could not be read, and lets the host ask about the stream while a node's worker reads. In a
-// clip of variable rate it makes seeks count frames, as skips do, whatever times those have.
+// that could not be read, and lets the host ask about the stream while a node's worker reads.
 //
 // Units:    seconds.
 // Owns:     one reference to the decoder.
@@ -17,12 +16,14 @@
 
 namespace kiv::session {
 
-class MeteredDecoder : public IKivMediaDecoder, public IKivDecoderSize {
+class MeteredDecoder : public IKivMediaDecoder, public IKivDecoderSize, public IKivFrameSeek {
  public:
   static KivComPtr<MeteredDecoder> Make(KivComPtr<IKivMediaDecoder> decoder);
 
   double Seconds() const { return static_cast<double>(nanoseconds_.load()) * 1e-9; }
   int32_t UnreadPictures() const { return unread_; }
+  // Pictures were asked for and not one came.
+  bool ReadNothing() const { return unread_ > 0 && read_ == 0; }
   KivDecoderStats Stats();
   // When a frame of the clip is shown; false for a frame that it does not have.
   bool TimeOf(int32_t index, int64_t* time, int64_t* duration);
@@ -33,7 +34,6 @@ class MeteredDecoder : public IKivMediaDecoder, public IKivDecoderSize {
   uint32_t Release() override;
 
   int64_t GetCurrentTime() override;
-  // `time` lies on the grid of the stream's frame rate.
   HRESULT Seek(int64_t time, int32_t mode) override;
   HRESULT Skip(int32_t count, int32_t* moved) override;
   HRESULT SetProxyOff(bool off) override;
@@ -43,20 +43,21 @@ class MeteredDecoder : public IKivMediaDecoder, public IKivDecoderSize {
   HRESULT SetOutputSize(const KivSize* size) override;
   HRESULT GetSourceSize(KivSize* size) override;
 
+  HRESULT SeekFrame(int32_t index, const KivRational* rate, int32_t mode) override;
+
  private:
   explicit MeteredDecoder(KivComPtr<IKivMediaDecoder> decoder);
   virtual ~MeteredDecoder() = default;
-
-  int64_t OwnTime(int64_t gridTime);
 
   std::atomic<uint32_t> references_{1};
   KivComPtr<IKivMediaDecoder> decoder_;
   KivComPtr<IKivDecoderSize> size_;
   KivComPtr<IKivStreamInfo> stream_;
-  KivStreamInfo info_;
+  KivComPtr<IKivFrameSeek> frames_;
   std::mutex lock_;
   std::atomic<int64_t> nanoseconds_{0};
   std::atomic<int32_t> unread_{0};
+  std::atomic<int32_t> read_{0};
 };
 
 }  // namespace kiv::session

@@ -8,11 +8,16 @@
 
 namespace kiv::session {
 
-enum class Stage { kAnalysis, kRender, kVerify };
+enum class Stage {
+  kOpening,  // reading a file whose frames have to be counted
+  kAnalysis,
+  kRender,
+  kVerify
+};
 
 struct Progress {
   Stage stage = Stage::kRender;
-  int64_t done = 0, total = 0;  // frames
+  int64_t done = 0, total = 0;  // frames; bytes while opening
 };
 
 // Called on the thread that does the work, often: also when nothing was done since the last call.

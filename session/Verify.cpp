@@ -130,6 +130,7 @@ VerifyResult Verification::Run() {
   OpenAnew();
   Jump();
   CountLost();
+  clip_->RequirePictures();
   std::sort(backward_.begin(), backward_.end());
   std::sort(random_.begin(), random_.end());
   return {Count(), backward_, random_, lost_};

@@ -40,6 +40,15 @@ HRESULT CMediaDecoder::Seek(int64_t time, int32_t) {
   });
 }
 
+HRESULT CMediaDecoder::SeekFrame(int32_t index, const KivRational* rate, int32_t) {
+  if (!rate) return E_POINTER;
+  return AtBoundary([&] {
+    if (!SameValue(*rate, Index().Rate())) return S_FALSE;
+    position_ = index;
+    return S_OK;
+  });
+}
+
 HRESULT CMediaDecoder::Skip(int32_t count, int32_t* moved) {
   return AtBoundary([&] {
     const int64_t target = std::clamp(position_ + count, -kPositionLimit, kPositionLimit);
@@ -123,7 +132,7 @@ bool CMediaDecoder::ReadsProxy() {
 
 HRESULT CMediaDecoder::OpenProxy() {
   const std::string path = LocalPathOf(proxyPath_.c_str());
-  if (const HRESULT hr = MediaFile::Open(path, &proxy_.file); Failed(hr)) return hr;
+  if (const HRESULT hr = MediaFile::Open(path, {}, &proxy_.file); Failed(hr)) return hr;
   if (const HRESULT hr = proxy_.file->Track(0, &proxy_.track); Failed(hr)) return hr;
   return OpenReader(&proxy_);
 }

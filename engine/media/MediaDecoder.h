@@ -26,8 +26,8 @@ struct OpenTrack {
   std::unique_ptr<PictureCache> pictures;
 };
 
-class CMediaDecoder final
-    : public CountedObject<IKivMediaDecoder, IKivDecoderSize, IKivStreamInfo, IKivReadDirection> {
+class CMediaDecoder final : public CountedObject<IKivMediaDecoder, IKivDecoderSize, IKivStreamInfo,
+                                                 IKivReadDirection, IKivFrameSeek> {
  public:
   CMediaDecoder(std::shared_ptr<MediaFile> file, std::shared_ptr<const VideoTrack> track,
                 DecoderSettings settings);
@@ -43,6 +43,8 @@ class CMediaDecoder final
   HRESULT GetSourceSize(KivSize* size) override;
 
   HRESULT ExpectBackwards(bool backwards) override;
+
+  HRESULT SeekFrame(int32_t index, const KivRational* rate, int32_t mode) override;
 
   HRESULT GetInfo(KivStreamInfo* info) override;
   HRESULT GetStats(KivDecoderStats* stats) override;

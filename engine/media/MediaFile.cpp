@@ -4,15 +4,9 @@
 #include "kiv/platform/Logger.h"
 
 namespace kiv {
-namespace {
-
-// Reading this much from a disk takes about a second.
-constexpr int64_t kBytesReadAtOpening = int64_t{256} << 20;
-
-}  // namespace
-
-HRESULT MediaFile::Open(const std::string& path, std::shared_ptr<MediaFile>* file) {
-  std::shared_ptr<MediaFile> opened(new MediaFile(path));
+HRESULT MediaFile::Open(const std::string& path, const IndexReading& reading,
+                        std::shared_ptr<MediaFile>* file) {
+  std::shared_ptr<MediaFile> opened(new MediaFile(path, reading));
   if (const HRESULT hr = MediaInput::Open(path, &opened->first_); Failed(hr)) return hr;
   opened->streams_ = opened->first_->VideoStreams();
   opened->tracks_.resize(opened->streams_.size());
@@ -33,6 +27,7 @@ HRESULT MediaFile::Track(int32_t number, std::shared_ptr<const VideoTrack>* trac
   const auto at = static_cast<size_t>(number);
   if (!tracks_[at]) {
     if (const HRESULT hr = MakeTrackLocked(at); Failed(hr)) {
+      if (hr == E_ABORT) return hr;
       KIV_LOG(LogLevel::kFailure, L"MediaFile: %ls: video stream %d cannot be decoded, hr %08x",
               KivCommon::Char2WChar(path_.c_str()).c_str(), number, static_cast<unsigned>(hr));
       return hr;
@@ -59,8 +54,7 @@ HRESULT MediaFile::MakeTrackLocked(size_t number) {
     throw std::bad_alloc();
   }
   if (track->info.size.width == 0) return E_UNSUPPORTED;
-  if (const HRESULT hr =
-          FrameIndex::Open(std::move(input), track->stream, kBytesReadAtOpening, &track->index);
+  if (const HRESULT hr = FrameIndex::Open(std::move(input), track->stream, reading_, &track->index);
       Failed(hr)) {
     return hr;
   }

@@ -32,7 +32,8 @@ struct VideoTrack {
 
 class KIV_ENGINE_API MediaFile {
  public:
-  static HRESULT Open(const std::string& path, std::shared_ptr<MediaFile>* file);
+  static HRESULT Open(const std::string& path, const IndexReading& reading,
+                      std::shared_ptr<MediaFile>* file);
 
   const std::string& Path() const { return path_; }
   HRESULT Track(int32_t number, std::shared_ptr<const VideoTrack>* track);
@@ -41,12 +42,14 @@ class KIV_ENGINE_API MediaFile {
                     std::unique_ptr<PictureReader>* reader) const;
 
  private:
-  explicit MediaFile(const std::string& path) : path_(path) {}
+  MediaFile(const std::string& path, const IndexReading& reading)
+      : path_(path), reading_(reading) {}
 
   HRESULT MakeTrackLocked(size_t number);
   HRESULT TrimStart(const VideoTrack& track) const;
 
   const std::string path_;
+  const IndexReading reading_;
   std::mutex lock_;
   std::unique_ptr<MediaInput> first_;  // from opening; the first index takes it over
   std::vector<int> streams_;

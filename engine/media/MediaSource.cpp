@@ -19,7 +19,8 @@ HRESULT CMediaSource::Open(const wchar_t* location, int32_t) {
   if (!location) return E_POINTER;
   return AtBoundary([&] {
     std::shared_ptr<MediaFile> opened;
-    if (const HRESULT hr = MediaFile::Open(LocalPathOf(location), &opened); Failed(hr)) return hr;
+    if (const HRESULT hr = MediaFile::Open(LocalPathOf(location), reading_, &opened); Failed(hr))
+      return hr;
     file_ = std::move(opened);
     return S_OK;
   });
@@ -42,6 +43,13 @@ void CMediaSource::Configure(IKivProperties* options) {
   int32_t threads = 0;
   options->GetInt(kDecoderThreadsOption, &threads);
   settings_.threads = std::clamp(threads, 0, kMostThreads);
+  KivComPtr<IUnknown> object;
+  options->GetObject(kOpenProgressOption, object.Put());
+  const auto progress = object.As<IKivOpenProgress>();
+  if (!progress) return;
+  reading_.progress = [progress](int64_t bytes, int64_t ofBytes) {
+    return progress->OnRead(bytes, ofBytes) != E_ABORT;
+  };
 }
 
 HRESULT CMediaFactory::OpenMediaFile(IKivMediaSource** file, const wchar_t* path,

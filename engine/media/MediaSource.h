@@ -25,6 +25,7 @@ class CMediaSource final : public CountedObject<IKivMediaSource> {
  private:
   std::shared_ptr<MediaFile> file_;
   DecoderSettings settings_;
+  IndexReading reading_;
 };
 
 class CMediaFactory final : public CountedObject<IKivFactory> {

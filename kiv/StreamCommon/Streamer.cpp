@@ -26,6 +26,7 @@ HRESULT CStreamer::SetDecoder(IKivMediaDecoder* decoder) {
   KivComPtr<IKivMediaDecoder> exchanged(decoder);
   CSimpleMutexLock guard(lock_);
   decoder_.Swap(exchanged);
+  decoderIsPlaced_ = false;
   return S_OK;
 }
 
@@ -49,13 +50,24 @@ int64_t CStreamer::FrameToTime(int32_t index) {
 int32_t CStreamer::GetPosition(int64_t* time) {
   CSimpleMutexLock guard(lock_);
   const int32_t index = position_ == -1 ? 0 : position_;
+  if (time) PlaceDecoderLocked();
   if (time) *time = decoder_ ? decoder_->GetCurrentTime() : IndexToTime(index, frameRate_);
   return index;
 }
 
+// Where frames are not evenly spaced, a time at the rate is that of another one.
+void CStreamer::SeekDecoderLocked(int32_t frame, int32_t mode) {
+  const auto byNumber = decoder_.As<IKivFrameSeek>();
+  if (byNumber && byNumber->SeekFrame(frame, &frameRate_, mode) == S_OK) return;
+  decoder_->Seek(FrameToTime(frame), mode);
+}
+
 HRESULT CStreamer::Seek(int32_t frame, int32_t* reached, int32_t mode) {
   CSimpleMutexLock guard(lock_);
-  if (decoder_ && frame != position_) decoder_->Seek(FrameToTime(frame), mode);
+  if (decoder_ && (frame != position_ || !decoderIsPlaced_)) {
+    SeekDecoderLocked(frame, mode);
+    decoderIsPlaced_ = true;
+  }
   position_ = frame;
   moved_ = true;
   if (reached) *reached = frame;
@@ -64,10 +76,12 @@ HRESULT CStreamer::Seek(int32_t frame, int32_t* reached, int32_t mode) {
 
 HRESULT CStreamer::Skip(int32_t count, int32_t* moved) {
   CSimpleMutexLock guard(lock_);
+  PlaceDecoderLocked();
   if (position_ == -1 && !moved_) position_ = 0;
   const HRESULT hr = decoder_ ? decoder_->Skip(count, moved) : S_OK;
   position_ = kiv::ClampToInt32(int64_t{position_} + count);
   moved_ = true;
+  decoderIsPlaced_ = static_cast<bool>(decoder_);
   if (moved) *moved = count;
   return std::max(hr, S_OK);
 }
@@ -75,14 +89,23 @@ HRESULT CStreamer::Skip(int32_t count, int32_t* moved) {
 KivComPtr<IKivFrame> CStreamer::GetCurrentFrame(int32_t* status) {
   CSimpleMutexLock guard(lock_);
   if (!decoder_) return nullptr;
+  PlaceDecoderLocked();
   KivComPtr<IKivFrame> frame;
-  const HRESULT hr = decoder_->ReadCurrentFrame(&frame);
+  // A host may rebuild the chain from inside the read, which detaches the decoder.
+  const KivComPtr<IKivMediaDecoder> decoder = decoder_;
+  const HRESULT hr = decoder->ReadCurrentFrame(&frame);
   if (Failed(hr)) {
     KIV_LOG(LogLevel::kFailure, L"CStreamer::GetCurrentFrame: hr %08x", static_cast<uint32_t>(hr));
   }
   SetFrameIndex(frame.Get(), position_ == -1 ? 0 : position_);
   if (status) *status = Failed(hr) ? kDecoderFailed : hr;
   return frame;
+}
+
+void CStreamer::PlaceDecoderLocked() {
+  if (!decoder_ || decoderIsPlaced_ || !moved_) return;
+  SeekDecoderLocked(position_, static_cast<int32_t>(KivSeekMode::kReadOnward));
+  decoderIsPlaced_ = true;
 }
 
 HRESULT CStreamer::Flush() {

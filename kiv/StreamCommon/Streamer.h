@@ -8,7 +8,10 @@
 #include "kiv/chain/SourceBase.h"
 #include "kiv/platform/Media.h"
 
-// Keeps the frame index, positions the decoder in time and writes the index into its frames.
+// Keeps the frame index, positions the decoder, by number if it can and else in time, and writes the
+// index into its frames. A decoder that arrives later is brought to the position before its first use;
+// before the first move it is read where it stands. Position -1 after a move is the one before the
+// first frame, for the decoder too.
 //
 // Units:    frame index int32, -1 = none; time int64 in 100 ns.
 // Owns:     the decoder.
@@ -40,10 +43,11 @@ class CStreamer : public CSourceBase {
   SimpleSync::CSimpleMutex lock_;
   KivRational frameRate_ KIV_GUARDED_BY(lock_){25, 1};
   KivComPtr<IKivMediaDecoder> decoder_ KIV_GUARDED_BY(lock_);
-  // Position -1 means no position only until the first move; then it is the one before the first
-  // frame, where the decoder stands as well.
-  bool moved_ KIV_GUARDED_BY(lock_) = false;
+  // The decoder stands where the position says: it is no new one, and the rate is no new one.
+  bool decoderIsPlaced_ KIV_GUARDED_BY(lock_) = false;
 
  private:
+  void PlaceDecoderLocked() KIV_REQUIRES(lock_);
   HRESULT OnSetDecoder(const CommandArgs& args);
+  void SeekDecoderLocked(int32_t frame, int32_t mode) KIV_REQUIRES(lock_);
 };

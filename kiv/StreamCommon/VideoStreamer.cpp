@@ -6,6 +6,7 @@
 #include "kiv/Shared/MyHelper.h"
 #include "kiv/StreamCommon/MissingMedia.h"
 #include "kiv/base/AtBoundary.h"
+#include "kiv/chain/Rates.h"
 #include "kiv/platform/KeyNames.h"
 #include "kiv/platform/KivCommon.h"
 #include "kiv/platform/Logger.h"
@@ -199,7 +200,9 @@ HRESULT CVideoStreamer::OnSetSourceFrameRate(const CommandArgs& args) {
   const auto* rate = args.As<const KivRational>();
   if (!rate) return E_POINTER;
   CSimpleMutexLock guard(lock_);
-  frameRate_ = *rate;
+  const KivRational before = frameRate_;
+  kiv::TakeRate(*rate, &frameRate_);
+  if (!SameValue(before, frameRate_)) decoderIsPlaced_ = false;
   return S_OK;
 }
 

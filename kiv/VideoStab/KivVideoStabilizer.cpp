@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "kiv/base/AtBoundary.h"
+#include "kiv/chain/Rates.h"
 #include "kiv/platform/KeyNames.h"
 #include "kiv/platform/KivCommon.h"
 
@@ -220,7 +221,7 @@ bool CKivVideoStabilizer::ReadSourceLocked(IKivProperties* info) {
   const std::wstring rangeKey = std::wstring(KivKey::Source::kSource_RangeFrameNumber) + kVideo;
   info->GetRange(rangeKey.c_str(), &range);
   info->GetSize(KivKey::Source::kSource_Size, &size);
-  info->GetRational(KivKey::Source::kSource_Framerate, &rate);
+  kiv::ReadRate(info, KivKey::Source::kSource_Framerate, &rate);
   bool changed = Replace(&settings_.rngSource, range);
   changed |= Replace(&settings_.oSize, size);
   if (SameValue(settings_.ratFramerate, rate)) return changed;

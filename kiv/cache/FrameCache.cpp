@@ -2,10 +2,15 @@
 
 #include <algorithm>
 #include <chrono>
+#include <iterator>
+#include <string>
 #include <utility>
 
 #include "kiv/base/AtBoundary.h"
+#include "kiv/chain/NodeUpkeep.h"
+#include "kiv/chain/Rates.h"
 #include "kiv/platform/KeyNames.h"
+#include "kiv/platform/KivCommon.h"
 #include "kiv/platform/Logger.h"
 #include "kiv/values/Saturate.h"
 
@@ -13,8 +18,22 @@ using SimpleSync::CSimpleMutexLock;
 
 namespace {
 
-constexpr wchar_t kCleanup[] = L"CLIP.CMD.CLEANUP";
 constexpr int32_t kReadOnward = 1;
+
+// After these, the nodes below may make other pictures of the same indices.
+constexpr CommandId kNewPictures[] = {CommandId::SetDecoder,
+                                      CommandId::SetSourceFrameRate,
+                                      CommandId::SetRenderFrameRate,
+                                      CommandId::SetRenderRange,
+                                      CommandId::SetAlphaImageFill,
+                                      CommandId::SetStabilizerEnabled,
+                                      CommandId::SetStabilizerLevel,
+                                      CommandId::SetStabilizerSettings,
+                                      CommandId::SetAlphaVideoSettings,
+                                      CommandId::SetProxyPath,
+                                      CommandId::SetProxyEnabled,
+                                      CommandId::SetOutputSize,
+                                      CommandId::SetDecodeScale};
 
 std::optional<int32_t> GetInt(IKivProperties* bag, const wchar_t* key) {
   int32_t value = 0;
@@ -52,6 +71,28 @@ class CFrameCache::ReadingMark {
   std::list<CacheSpan>::iterator mark_;
 };
 
+// Keeps the worker out of the upstream while it lives. No task may be waited for meanwhile.
+class CFrameCache::UpstreamPause {
+ public:
+  explicit UpstreamPause(CFrameCache& cache) : cache_(cache) {
+    CSimpleMutexLock guard(cache_.mapLock_);
+    ++cache_.pauses_;
+    while (cache_.inUpstream_) cache_.changed_.Wait(cache_.mapLock_);
+  }
+  ~UpstreamPause() {
+    {
+      CSimpleMutexLock guard(cache_.mapLock_);
+      --cache_.pauses_;
+    }
+    cache_.changed_.WakeAll();
+  }
+  UpstreamPause(const UpstreamPause&) = delete;
+  UpstreamPause& operator=(const UpstreamPause&) = delete;
+
+ private:
+  CFrameCache& cache_;
+};
+
 CFrameCache::CFrameCache(IUnknown* outer, NodeRef upstream)
     : CSourceBase(outer, std::move(upstream)) {}
 
@@ -82,6 +123,7 @@ int32_t CFrameCache::GetPosition(int64_t* time) {
 
 HRESULT CFrameCache::Seek(int32_t frame, int32_t* reached, int32_t mode) {
   CSimpleMutexLock guard(nodeLock_);
+  below_ = 0;
   if (!IsActiveLocked()) return CSourceBase::Seek(frame, reached, mode);
   return AtBoundary([&]() KIV_REQUIRES(nodeLock_) {
     PrefetchLocked(frame);
@@ -94,11 +136,15 @@ HRESULT CFrameCache::Seek(int32_t frame, int32_t* reached, int32_t mode) {
 // nobody asked for.
 HRESULT CFrameCache::Skip(int32_t count, int32_t* moved) {
   CSimpleMutexLock guard(nodeLock_);
-  if (!IsActiveLocked()) return CSourceBase::Skip(count, moved);
+  if (!IsActiveLocked()) {
+    below_ = 0;
+    return CSourceBase::Skip(count, moved);
+  }
   return AtBoundary([&]() KIV_REQUIRES(nodeLock_) {
-    const int32_t target = kiv::ClampToInt32(int64_t{position_} + count);
+    const int32_t target = kiv::ClampToInt32(int64_t{position_} + below_ + count);
     PrefetchLocked(target);
     position_ = std::max(target, 0);
+    below_ = std::min(target, 0);
     return S_OK;
   });
 }
@@ -111,11 +157,19 @@ KivComPtr<IKivFrame> CFrameCache::GetCurrentFrame(int32_t* status) {
 }
 
 HRESULT CFrameCache::Flush() {
-  {
-    CSimpleMutexLock guard(nodeLock_);
-    ClearCacheLocked();
-  }
+  CSimpleMutexLock guard(nodeLock_);
+  ClearCacheLocked();
   return CSourceBase::Flush();
+}
+
+void CFrameCache::FinishReading() {
+  CSimpleMutexLock guard(nodeLock_);
+  WaitForTasksLocked();
+}
+
+void CFrameCache::Forget() {
+  CSimpleMutexLock guard(nodeLock_);
+  ClearCacheLocked();
 }
 
 HRESULT CFrameCache::ProcessCommand(uint32_t id, uintptr_t param, uintptr_t extra) {
@@ -125,13 +179,26 @@ HRESULT CFrameCache::ProcessCommand(uint32_t id, uintptr_t param, uintptr_t extr
       {CommandId::SetSpeedSettings, &Self::OnSetSpeedSettings, Route::kForward},
       {CommandId::SetCacheReverse, &Self::OnSetCacheReverse, Route::kStop},
   };
-  return Dispatch(*this, kRows, id, param, extra);
+  CSimpleMutexLock guard(nodeLock_);
+  const auto is = [id](CommandId other) { return static_cast<uint32_t>(other) == id; };
+  const auto isRow = [&](const CommandRow<Self>& row) { return is(row.id); };
+  // These leave no task behind that could be in the upstream when they are passed on.
+  if (std::any_of(std::begin(kRows), std::end(kRows), isRow)) {
+    return Dispatch(*this, kRows, id, param, extra);
+  }
+  if (std::any_of(std::begin(kNewPictures), std::end(kNewPictures), is)) {
+    timing_ = {};
+    ClearCacheLocked();
+  }
+  const UpstreamPause pause(*this);
+  return CSourceBase::ProcessCommand(id, param, extra);
 }
 
 HRESULT CFrameCache::OnSetCacheRange(const CommandArgs& args) {
   const auto* range = args.As<const KivRange>();
   if (!range) return E_POINTER;
   CSimpleMutexLock guard(nodeLock_);
+  WaitForTasksLocked();
   rules_.first = range->start;
   rules_.last = range->end;
   return S_OK;
@@ -141,6 +208,12 @@ HRESULT CFrameCache::OnSetSpeedSettings(const CommandArgs& args) {
   const auto* speed = args.As<const SpeedSettings>();
   if (!speed) return E_POINTER;
   CSimpleMutexLock guard(nodeLock_);
+  Timing timing = timing_;
+  timing.scale = {speed->scaleNumerator, speed->scaleDenominator};
+  timing.interpolationMode = speed->interpolationMode;
+  timing.mirrored = {speed->reverseStart, speed->reverseEnd};
+  UseTimingLocked(timing);
+  WaitForTasksLocked();
   UpdateReverseLocked(speed->reverse != 0);
   return S_OK;
 }
@@ -171,11 +244,31 @@ void CFrameCache::UpdatePoolLocked() {
   }
 }
 
+CFrameCache::Timing CFrameCache::TimingIn(IKivProperties* settings, IKivProperties* info,
+                                          Timing timing) {
+  const std::wstring sourceRateKey = std::wstring(KivKey::Source::kSource_Framerate) + L".Video";
+  kiv::ReadRate(info, sourceRateKey.c_str(), &timing.sourceRate);
+  kiv::ReadRate(settings, KivKey::Render::kRender_Framerate, &timing.renderRate);
+  if (!settings) return timing;
+  settings->GetRational(KivKey::Speed::kScale, &timing.scale);
+  settings->GetRange(KivKey::Speed::kReverse_Range, &timing.mirrored);
+  int32_t mode = 0;
+  const bool hasMode = Succeeded(settings->GetInt(KivKey::Speed::kInterpolationMode, &mode));
+  if (hasMode) timing.interpolationMode = static_cast<uint32_t>(mode);
+  return timing;
+}
+
 HRESULT CFrameCache::Initialize(KivComPtr<IKivProperties> settings,
                                 KivComPtr<IKivProperties> info) {
+  CSimpleMutexLock guard(nodeLock_);
+  if (GetInt(settings.Get(), kCleanupMark) == 1) ClearCacheLocked();
+  AtBoundary([&]() KIV_REQUIRES(nodeLock_) {
+    UseTimingLocked(TimingIn(settings.Get(), info.Get(), timing_));
+    return S_OK;
+  });
+  WaitForTasksLocked();
   const HRESULT hr = CSourceBase::Initialize(settings, info);
   if (Failed(hr) || !settings) return hr;
-  CSimpleMutexLock guard(nodeLock_);
   ApplySettingsLocked(settings.Get(), info.Get());
   UpdatePoolLocked();
   return hr;
@@ -185,12 +278,17 @@ void CFrameCache::ApplySettingsLocked(IKivProperties* settings, IKivProperties* 
   if (const auto on = GetInt(settings, KivKey::Render::kRender_CacheEnable))
     cacheEnabled_ = *on == 1;
   rules_.size = GetInt(info, KivKey::Speed::kReverse_FrameCacheCount).value_or(rules_.size);
-  if (GetInt(settings, kCleanup) == 1) ClearCacheLocked();
   if (const auto on = GetInt(settings, KivKey::Speed::kReverse)) {
     if (reverse_ && *on == 0) ClearCacheLocked();
     reverse_ = *on == 1;
   }
   if (const auto on = GetInt(settings, KivKey::Speed::kEnabled)) speedEnabled_ = *on == 1;
+}
+
+void CFrameCache::UseTimingLocked(const Timing& timing) {
+  if (timing == timing_) return;
+  timing_ = timing;
+  ClearCacheLocked();
 }
 
 void CFrameCache::ClearCacheLocked() {
@@ -236,7 +334,7 @@ void CFrameCache::EnqueueLocked(const PrefetchPlan& plan, int32_t wanted) {
   task.front() = pool_->enqueue([this, plan, mark]() mutable {
     // The future keeps this callable beyond its run; the mark must go when that is over.
     const auto untilTheEnd = std::move(mark);
-    Evict(plan.span);
+    Evict();
     FillRange(plan.read);
     return 0;
   });
@@ -254,32 +352,56 @@ bool CFrameCache::WaitForIndex(int64_t index) {
   return true;
 }
 
-// Afterwards the frame is in memory, or it never will be and no task is using the upstream.
+// Afterwards the frame is in memory, or no task is left that would bring it.
 void CFrameCache::BringLocked(int32_t index) {
   if (WaitForIndex(index)) return;
   PrefetchLocked(index);
-  if (!WaitForIndex(index)) WaitForTasksLocked();
+  WaitForIndex(index);
+}
+
+template <typename Use>
+void CFrameCache::FindLocked(int32_t index, const Use& use) {
+  BringLocked(index);
+  {
+    CSimpleMutexLock guard(mapLock_);
+    if (IKivFrame* const stored = store_.Find(index)) return use(stored);
+  }
+  // Also when it was there a moment ago: a task may have dropped it and be in the upstream now.
+  WaitForTasksLocked();
+  CSimpleMutexLock guard(mapLock_);
+  use(store_.Find(index));
 }
 
 KivComPtr<IKivFrame> CFrameCache::LookupLocked(int32_t index) {
-  BringLocked(index);
-  CSimpleMutexLock guard(mapLock_);
-  IKivFrame* const stored = store_.Find(index);
-  if (!stored) return ReadThroughLocked(index);
-  return Succeeded(CopyToOutput(stored)) ? output_ : nullptr;
+  KivComPtr<IKivFrame> frame;
+  FindLocked(index, [&](IKivFrame* stored) KIV_REQUIRES(nodeLock_, mapLock_) {
+    if (!stored) {
+      frame = ReadThroughLocked(index);
+    } else if (Succeeded(CopyToOutput(stored))) {
+      frame = output_;
+    }
+  });
+  return frame;
 }
 
 void CFrameCache::LookupTimeLocked(int32_t index, int64_t* time) {
-  BringLocked(index);
-  CSimpleMutexLock guard(mapLock_);
-  KivComPtr<IKivFrame> frame(store_.Find(index));
-  if (!frame) frame = ReadThroughLocked(index);
-  if (frame) frame->GetTime(time, nullptr);
+  FindLocked(index, [&](IKivFrame* stored) KIV_REQUIRES(nodeLock_, mapLock_) {
+    KivComPtr<IKivFrame> frame(stored);
+    if (!frame) frame = ReadFromUpstream(index);
+    if (frame) frame->GetTime(time, nullptr);
+  });
 }
 
-KivComPtr<IKivFrame> CFrameCache::ReadThroughLocked(int32_t index) {
+KivComPtr<IKivFrame> CFrameCache::ReadFromUpstream(int32_t index) {
   if (!upstream_) return nullptr;
   int32_t status = 0;
   upstream_->Seek(index, nullptr, kReadOnward);
   return upstream_->GetCurrentFrame(&status);
+}
+
+// A copy, since a node below may refill its frame when the worker reads next.
+KivComPtr<IKivFrame> CFrameCache::ReadThroughLocked(int32_t index) {
+  KivComPtr<IKivFrame> frame = ReadFromUpstream(index);
+  if (!KivCommon::ReadPixels(frame.Get()) || Failed(CopyToOutput(frame.Get()))) return frame;
+  return output_;
 }

@@ -14,9 +14,33 @@ constexpr int32_t kReadOnward = 1;
 
 }  // namespace
 
-void CFrameCache::Evict(const CacheSpan& span) {
+// The worker's call of the upstream, which waits while a caller wants that for itself.
+class CFrameCache::UpstreamTurn {
+ public:
+  explicit UpstreamTurn(CFrameCache& cache) : cache_(cache) {
+    CSimpleMutexLock guard(cache_.mapLock_);
+    while (cache_.pauses_ > 0) cache_.changed_.Wait(cache_.mapLock_);
+    cache_.inUpstream_ = true;
+  }
+  ~UpstreamTurn() {
+    {
+      CSimpleMutexLock guard(cache_.mapLock_);
+      cache_.inUpstream_ = false;
+    }
+    cache_.changed_.WakeAll();
+  }
+  UpstreamTurn(const UpstreamTurn&) = delete;
+  UpstreamTurn& operator=(const UpstreamTurn&) = delete;
+
+ private:
+  CFrameCache& cache_;
+};
+
+// What lies outside the span asked for last, which may be another task's: a frame that somebody waits
+// for stays.
+void CFrameCache::Evict() {
   CSimpleMutexLock guard(mapLock_);
-  store_.Evict(span);
+  store_.Evict(wantedSpan_);
 }
 
 CacheSpan CFrameCache::WantedSpan() {
@@ -29,8 +53,12 @@ void CFrameCache::FillRange(const CacheSpan& range) {
   CacheSpan wanted = WantedSpan();
   int64_t index = std::max({range.start, wanted.start, int64_t{0}});
   if (!upstream_ || clearing_ || !range.Contains(index) || !wanted.Contains(index)) return;
-  if (Failed(upstream_->Seek(kiv::ClampToInt32(index), nullptr, kReadOnward))) return;
+  {
+    const UpstreamTurn turn(*this);
+    if (Failed(upstream_->Seek(kiv::ClampToInt32(index), nullptr, kReadOnward))) return;
+  }
   while (!clearing_ && range.Contains(index) && wanted.Contains(index)) {
+    const UpstreamTurn turn(*this);
     StoreCurrent(index);
     wanted = WantedSpan();
     const bool jump = wanted.start > index && range.Contains(wanted.start);

@@ -38,6 +38,12 @@ void FrameStore::Put(int64_t index, const KivComPtr<IKivFrame>& frame, int64_t w
   entry = {frame, bytes};
   lastPictureBytes_ = bytes;
   while (IsOverfull()) Retire(Farthest(wanted));
+  while (!spares_.empty() && bytes_ + spareBytes_ > kMostBytes) DropSpare();
+}
+
+void FrameStore::DropSpare() {
+  spareBytes_ -= BytesOf(PictureSize(spares_.front().Get()));
+  spares_.pop();
 }
 
 bool FrameStore::IsOverfull() const {
@@ -53,8 +59,12 @@ FrameStore::Entries::iterator FrameStore::Farthest(int64_t wanted) {
 }
 
 FrameStore::Entries::iterator FrameStore::Retire(Entries::iterator entry) {
-  if (spares_.size() < kMostSpares) spares_.push(entry->second.frame);
-  bytes_ -= entry->second.bytes;
+  const int64_t bytes = entry->second.bytes;
+  bytes_ -= bytes;
+  if (spares_.size() < kMostSpares && bytes_ + spareBytes_ + bytes <= kMostBytes) {
+    spares_.push(entry->second.frame);
+    spareBytes_ += bytes;
+  }
   return frames_.erase(entry);
 }
 
@@ -66,8 +76,8 @@ void FrameStore::Evict(const CacheSpan& span) {
 
 KivComPtr<IKivFrame> FrameStore::TakeSpare(const KivSize& size) {
   while (!spares_.empty()) {
-    KivComPtr<IKivFrame> spare = std::move(spares_.front());
-    spares_.pop();
+    KivComPtr<IKivFrame> spare = spares_.front();
+    DropSpare();
     if (PictureSize(spare.Get()) == size) return spare;
   }
   return nullptr;

@@ -2,7 +2,7 @@
 //
 // Units:    frame indices int64; sizes in pixels and bytes.
 // Owns:     the frames in it, at most kMostBytes of pictures but never fewer than kFewestFrames of
-//           them, and up to kMostSpares frames for reuse.
+//           them, and up to kMostSpares frames for reuse, as far as these bytes reach.
 // Threads:  none of its own: its user's lock guards it.
 // Errors:   storage that cannot be had is thrown as std::bad_alloc; the store is then unchanged.
 #pragma once
@@ -46,11 +46,13 @@ class FrameStore {
 
   bool IsOverfull() const;
   Entries::iterator Farthest(int64_t wanted);
+  void DropSpare();
   Entries::iterator Retire(Entries::iterator entry);
 
   Entries frames_;
   // A list inside: an empty one takes no memory, so that clearing cannot fail.
   std::queue<KivComPtr<IKivFrame>, std::list<KivComPtr<IKivFrame>>> spares_;
   int64_t bytes_ = 0;
+  int64_t spareBytes_ = 0;
   int64_t lastPictureBytes_ = 0;
 };

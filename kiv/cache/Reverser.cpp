@@ -4,6 +4,7 @@
 #include <limits>
 #include <utility>
 
+#include "kiv/chain/Rates.h"
 #include "kiv/platform/KeyNames.h"
 #include "kiv/platform/KivCommon.h"
 #include "kiv/values/Saturate.h"
@@ -38,9 +39,7 @@ int32_t CReverser::GetPosition(int64_t* /*time*/) {
 }
 
 HRESULT CReverser::Seek(int32_t frame, int32_t* reached, int32_t mode) {
-  const HRESULT hr = CSourceBase::Seek(IsActive() ? Mirror(frame) : frame, reached, mode);
-  if (Succeeded(hr)) moved_ = true;
-  return hr;
+  return CSourceBase::Seek(IsActive() ? Mirror(frame) : frame, reached, mode);
 }
 
 // Not the base's: a mirrored position may lie below 0, and stays there.
@@ -87,11 +86,11 @@ HRESULT CReverser::ProcessCommand(uint32_t id, uintptr_t param, uintptr_t extra)
 }
 
 HRESULT CReverser::OnSetSourceFrameRate(const CommandArgs& args) {
-  return args.CopyTo(&sourceRate_);
+  return kiv::TakeRate(args, &sourceRate_);
 }
 
 HRESULT CReverser::OnSetRenderFrameRate(const CommandArgs& args) {
-  return args.CopyTo(&renderRate_);
+  return kiv::TakeRate(args, &renderRate_);
 }
 
 HRESULT CReverser::OnGetSpeedSettings(const CommandArgs& args) {
@@ -115,7 +114,7 @@ HRESULT CReverser::Initialize(KivComPtr<IKivProperties> settings, KivComPtr<IKiv
   if (info) info->GetInt(KivKey::Render::kRender_TotalFrameCount, &total_);
   if (!settings) return hr;
   settings->GetRange(KivKey::Speed::kReverse_Range, &range_);
-  settings->GetRational(KivKey::Render::kRender_Framerate, &renderRate_);
+  kiv::ReadRate(settings.Get(), KivKey::Render::kRender_Framerate, &renderRate_);
   ReadSourceInfo(settings.Get(), info.Get());
   ReadSwitch(settings.Get(), KivKey::Speed::kReverse, &reverse_);
   ReadSwitch(settings.Get(), KivKey::Speed::kEnabled, &speedEnabled_);

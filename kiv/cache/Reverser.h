@@ -46,8 +46,6 @@ class CReverser : public CSourceBase {
   int32_t Mirror(int32_t index) const;
   void Retime(IKivFrame* frame) const;
 
-  // Position -1 means no position only until the first move; mirrored, it is the one after the last.
-  bool moved_ = false;
   bool reverse_ = false;
   bool speedEnabled_ = true;
   KivRange range_;

@@ -11,6 +11,7 @@ class CVideoReverse : public CReverser {
  public:
   CVideoReverse(IUnknown* outer, NodeRef upstream);
 
-  // The total is the video stream's frame count, 0 when it is not known, at the render rate.
+  // The total is the video stream's frame count, 0 when it is not known, at the render rate. It stays
+  // when the clip render initializes by itself, which does not know it.
   void ReadSourceInfo(IKivProperties* settings, IKivProperties* info) override;
 };

@@ -28,9 +28,11 @@ inline constexpr CommandFact kCommands[] = {
      "The clip is not used for now. No node acts on it: they let go of what they hold on "
      "CLIP.CMD.CLEANUP."},
     {CommandId::SetSourceFrameRate, "const KivRational*", "frames per second", "SetSourceFrameRate",
-     "", kAllRates, "The frame rate of what the source reads."},
+     "", kAllRates,
+     "The frame rate of what the source reads. Not above 0: not known, and nodes keep theirs."},
     {CommandId::SetRenderFrameRate, "const KivRational*", "frames per second", "SetRenderFrameRate",
-     "", "alpha video, reverse, speed, frame rate", "The frame rate of the result."},
+     "", "alpha video, reverse, speed, frame rate",
+     "The frame rate of the result. Not above 0: not known, and nodes keep theirs."},
     {CommandId::SetCacheRange, "const KivRange*", "frames of the cache", "SetCacheRange", "",
      "frame cache", "What may be read ahead: a span never leaves this range."},
     {CommandId::SetRenderRange, "const KivRange*", "frames of the result", "SetRenderRange",

@@ -19,6 +19,7 @@
 
 #include "kiv/chain/IKivSourceBase.h"
 #include "kiv/chain/NodeTypes.h"
+#include "kiv/chain/NodeUpkeep.h"
 #include "kiv/object/ObjectBase.h"
 #include "kiv/platform/NodeTimes.h"
 
@@ -56,21 +57,25 @@ class NodeRef {
     NodeRef ref;
     ref.node_ = node;
     ref.own_ = node;
+    ref.upkeep_ = node;
     ref.Take();
     return ref;
   }
-  NodeRef(const NodeRef& other) : node_(other.node_), own_(other.own_), type_(other.type_) {
+  NodeRef(const NodeRef& other)
+      : node_(other.node_), own_(other.own_), upkeep_(other.upkeep_), type_(other.type_) {
     Take();
   }
   NodeRef(NodeRef&& other) noexcept
       : node_(std::exchange(other.node_, nullptr)),
         own_(std::exchange(other.own_, nullptr)),
+        upkeep_(std::exchange(other.upkeep_, nullptr)),
         type_(other.type_) {}
   ~NodeRef() { Drop(); }
   // Swaps first and releases last: ending a node may run code that comes back here.
   NodeRef& operator=(NodeRef other) noexcept {
     std::swap(node_, other.node_);
     std::swap(own_, other.own_);
+    std::swap(upkeep_, other.upkeep_);
     std::swap(type_, other.type_);
     return *this;
   }
@@ -78,6 +83,8 @@ class NodeRef {
   void CountAs(NodeType type) { type_ = static_cast<int32_t>(type); }
 
   IKivSourceBase* Get() const { return node_; }
+  // Null for a foreign node.
+  NodeUpkeep* Upkeep() const { return upkeep_; }
   NodeCall operator->() const { return {node_, type_}; }
   explicit operator bool() const { return node_ != nullptr; }
   friend bool operator==(const NodeRef& a, const NodeRef& b) { return a.node_ == b.node_; }
@@ -109,5 +116,6 @@ class NodeRef {
 
   IKivSourceBase* node_ = nullptr;
   scombase::INonDelegatingUnknown* own_ = nullptr;
+  NodeUpkeep* upkeep_ = nullptr;
   int32_t type_ = -1;
 };

@@ -22,7 +22,9 @@ int32_t CSourceBase::GetPosition(int64_t* time) {
 HRESULT CSourceBase::Seek(int32_t frame, int32_t* reached, int32_t mode) {
   if (upstream_) {
     const HRESULT hr = upstream_->Seek(frame, reached, mode);
-    if (Succeeded(hr)) position_ = frame;
+    if (Failed(hr)) return hr;
+    position_ = frame;
+    moved_ = true;
     return hr;
   }
   position_ = frame;
@@ -31,7 +33,7 @@ HRESULT CSourceBase::Seek(int32_t frame, int32_t* reached, int32_t mode) {
 }
 
 HRESULT CSourceBase::Skip(int32_t count, int32_t* moved) {
-  position_ = std::max(position_, 0);
+  if (!moved_ || !upstream_) position_ = std::max(position_, 0);
   if (upstream_) {
     const HRESULT hr = upstream_->Skip(count, moved);
     if (Succeeded(hr)) AdvancePosition(count);
@@ -43,7 +45,8 @@ HRESULT CSourceBase::Skip(int32_t count, int32_t* moved) {
 }
 
 void CSourceBase::AdvancePosition(int32_t count) {
-  position_ = kiv::ClampToInt32(int64_t{std::max(position_, 0)} + count);
+  position_ = kiv::ClampToInt32(int64_t{position_} + count);
+  moved_ = true;
 }
 
 KivComPtr<IKivFrame> CSourceBase::GetCurrentFrame(int32_t* status) {
@@ -59,6 +62,7 @@ HRESULT CSourceBase::ProcessCommand(uint32_t id, uintptr_t param, uintptr_t extr
 
 HRESULT CSourceBase::Initialize(KivComPtr<IKivProperties> settings,
                                 KivComPtr<IKivProperties> info) {
+  if (settings && !IsFromClipRender()) hostBags_ = {settings, info};
   return upstream_ ? upstream_->Initialize(std::move(settings), std::move(info)) : S_OK;
 }
 

@@ -5,6 +5,7 @@
 
 #include "kiv/chain/IKivSourceBase.h"
 #include "kiv/chain/NodeRef.h"
+#include "kiv/chain/NodeUpkeep.h"
 #include "kiv/object/ObjectBase.h"
 
 // What every slot does unless a node replaces it.
@@ -16,7 +17,7 @@
 // Errors:   creates none; an upstream failure is returned unchanged and leaves the position where
 // it
 //           was.
-class CSourceBase : public scombase::CUnknown, public IKivSourceBase {
+class CSourceBase : public scombase::CUnknown, public IKivSourceBase, public NodeUpkeep {
  public:
   CSourceBase(IUnknown* outer, NodeRef upstream);
 
@@ -26,7 +27,8 @@ class CSourceBase : public scombase::CUnknown, public IKivSourceBase {
   // The upstream's answer; a node without one answers its own position, -1 as 0, and time 0.
   int32_t GetPosition(int64_t* time) override;
   HRESULT Seek(int32_t frame, int32_t* reached, int32_t mode) override;
-  // The position moves by `count`, whatever the upstream reports as moved.
+  // The position moves by `count`, whatever the upstream reports as moved, and below 0 as well: what
+  // is upstream counts on there.
   HRESULT Skip(int32_t count, int32_t* moved) override;
   KivComPtr<IKivFrame> GetCurrentFrame(int32_t* status) override;
   HRESULT Flush() override;
@@ -35,10 +37,23 @@ class CSourceBase : public scombase::CUnknown, public IKivSourceBase {
   HRESULT SaveSettings(IKivProperties* bag) override;
   HRESULT LoadSettings(IKivProperties* bag) override;
 
+  void FinishReading() override {}
+  void Forget() override {}
+  void SetInitializer(Initializer who) override { initializer_ = who; }
+  const InitialBags& HostBags() const override { return hostBags_; }
+
  protected:
-  // Moves the position by `count` from where it is, or from 0 when there is none yet.
+  // Whether a present call of Initialize does.
+  bool IsFromClipRender() const { return initializer_ == Initializer::kClipRender; }
+  // Moves the position by `count`.
   void AdvancePosition(int32_t count);
 
   int32_t position_ = -1;
+  // Position -1 means no position only until the first move; then it is the one before the first.
+  bool moved_ = false;
   const NodeRef upstream_;
+
+ private:
+  InitialBags hostBags_;
+  Initializer initializer_ = Initializer::kHost;
 };

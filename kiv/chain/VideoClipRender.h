@@ -34,7 +34,9 @@ class CVideoClipRender : public CClipRenderBase, public IKivRenderSettings {
   HRESULT SetRenderSize(const KivSize* size) override;
   HRESULT SetCustomSourceFrameRate(const KivRational* rate) override;
 
-  // A build never continues an earlier chain. The new chain is initialized before its first use.
+  // A build never continues an earlier chain: that one gives up what it holds, decoder and threads
+  // included. The new chain takes the bags that a host initialized the earlier one with, and is
+  // initialized before its first use.
   HRESULT BuildChain(const int32_t* ids, int32_t count);
 
  private:
@@ -48,4 +50,6 @@ class CVideoClipRender : public CClipRenderBase, public IKivRenderSettings {
   KivRational customSourceFrameRate_ KIV_GUARDED_BY(lock_){0, 1};
   std::vector<NodeRef> nodes_;
   NodeRef stabilizer_;
+  // What the host initialized an earlier chain with. Changed as nodes_ is.
+  InitialBags hostBags_;
 };

@@ -6,13 +6,13 @@
 
 #include "kiv/StreamCommon/MediaLocations.h"
 #include "kiv/base/AtBoundary.h"
+#include "kiv/chain/Rates.h"
 #include "kiv/platform/KeyNames.h"
 #include "kiv/platform/KivCommon.h"
 #include "kiv/values/Saturate.h"
 
 namespace {
 
-constexpr wchar_t kCleanup[] = L"CLIP.CMD.CLEANUP";
 constexpr KivRational kDefaultRate{25, 1};
 constexpr int32_t kReadOnward = static_cast<int32_t>(KivSeekMode::kReadOnward);
 constexpr int32_t kGreenChannel = 1;
@@ -165,7 +165,7 @@ HRESULT CVideoAlphaVideo::ProcessCommand(uint32_t id, uintptr_t param, uintptr_t
 }
 
 HRESULT CVideoAlphaVideo::OnSetRenderFrameRate(const CommandArgs& args) {
-  return args.CopyTo(&renderRate_);
+  return kiv::TakeRate(args, &renderRate_);
 }
 
 HRESULT CVideoAlphaVideo::OnSetRenderRange(const CommandArgs& args) {
@@ -193,7 +193,7 @@ HRESULT CVideoAlphaVideo::OnGetSettings(const CommandArgs& args) {
 HRESULT CVideoAlphaVideo::Initialize(KivComPtr<IKivProperties> settings,
                                      KivComPtr<IKivProperties> info) {
   int32_t cleanup = 0;
-  if (settings && Succeeded(settings->GetInt(kCleanup, &cleanup)) && cleanup != 0) {
+  if (settings && Succeeded(settings->GetInt(kCleanupMark, &cleanup)) && cleanup != 0) {
     ReleaseWorkingObjects();
   }
   const HRESULT hr = CSourceBase::Initialize(settings, info);
@@ -212,7 +212,7 @@ void CVideoAlphaVideo::ReadSettings(IKivProperties* settings, IKivProperties* in
     return;
   }
   const std::wstring rateKey = std::wstring(KivKey::Source::kSource_Framerate) + L".Video";
-  if (info) info->GetRational(rateKey.c_str(), &sourceRate_);
+  kiv::ReadRate(info, rateKey.c_str(), &sourceRate_);
   fields_.ReadFrom(settings);
   if (info) info->GetRange(KivKey::Render::kRender_RangeFrameNumber, &renderRange_);
 }

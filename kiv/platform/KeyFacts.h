@@ -54,7 +54,8 @@ constexpr KeyFact AlphaKey(KeyBag bag, std::string_view name, std::string_view t
 inline constexpr KeyFact kKeys[] = {
     // Time and size of the result.
     {"Render::kRender_Framerate", "", KeyBag::kSettings, "rational", "frames per second",
-     "clip render, host", "reverse, speed, frame rate", "Frame rate of the result."},
+     "clip render, host", "frame cache, reverse, speed, frame rate",
+     "Frame rate of the result; not above 0: not known, and nodes keep theirs."},
     {"Render::kRender_Size", "", KeyBag::kSettings, "size", "pixels", "clip render", "",
      "Size of the result."},
     {"Render::kRender_CacheEnable", "", KeyBag::kSettings, "integer", "0 or 1", "host",
@@ -72,7 +73,8 @@ inline constexpr KeyFact kKeys[] = {
 
     // What the stream is.
     {"Source::kSource_Framerate", ".Video", KeyBag::kFacts, "rational", "frames per second", "host",
-     "alpha video, reverse, speed, frame rate", "Frame rate of the source's video stream."},
+     "alpha video, frame cache, reverse, speed, frame rate",
+     "Frame rate of the source's video stream; not above 0: not known."},
     {"Source::kSource_Framerate", "", KeyBag::kFacts, "rational", "frames per second", "host",
      "stabilizer", "The same, for the analysis."},
     {"Source::kSource_Framerate_Custom", "", KeyBag::kSettings, "rational", "frames per second",
@@ -97,17 +99,19 @@ inline constexpr KeyFact kKeys[] = {
     {"Speed::kEnabled", "", KeyBag::kSettings, "integer", "0 or 1", "host",
      "source, frame cache, reverse, speed", "0 plays as if neither speed nor reverse were set."},
     {"Speed::kScale", "", KeyBag::kSettings, "rational", "ratio; 2/1 is double speed", "host",
-     "speed", "The clip's speed."},
+     "frame cache, speed",
+     "The clip's speed. The frame cache reads it, as the range and the mode below, to know when "
+     "what it holds is old."},
     {"Speed::kScale", ".Parent", KeyBag::kSettings, "rational", "ratio", "host", "speed",
      "The speed of what the clip lies in; the two are multiplied."},
     {"Speed::kReverse", "", KeyBag::kSettings, "integer", "0 or 1", "host",
      "source, frame cache, reverse", "1 plays backwards."},
     {"Speed::kReverse_Range", "", KeyBag::kSettings, "range", "frames of the reverse node", "host",
-     "reverse", "The stretch that is mirrored."},
+     "frame cache, reverse", "The stretch that is mirrored."},
     {"Speed::kReverse_FrameCacheCount", "", KeyBag::kFacts, "integer", "frames", "host",
      "frame cache", "About how many frames the cache reads ahead at once."},
     {"Speed::kInterpolationMode", "", KeyBag::kSettings, "integer", "the algorithm's", "host",
-     "speed", "Handed to the interpolation algorithm as it is."},
+     "frame cache, speed", "Handed to the interpolation algorithm as it is."},
     {"Speed::kEnabled", "", KeyBag::kClip, "integer", "0 or 1", "kivclip", "kivclip",
      "What the next render's settings bag gets, like the four below."},
     {"Speed::kScale", "", KeyBag::kClip, "rational", "ratio", "kivclip", "kivclip", "--speed"},

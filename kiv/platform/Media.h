@@ -100,6 +100,16 @@ struct KIV_EXPORT IKivReadDirection : IUnknown {
   virtual HRESULT ExpectBackwards(bool backwards) = 0;
 };
 
+// A decoder that can be asked for a frame by its number.
+struct KIV_EXPORT IKivFrameSeek : IUnknown {
+  static constexpr GUID kIid{
+      0xA4D20F97, 0x5E3C, 0x4B81, {0x90, 0x6A, 0x2D, 0xF7, 0x81, 0xC4, 0x36, 0xE5}};
+
+  // Positions on frame `index` of the stream, whenever it is shown. S_FALSE, without any effect, when
+  // `rate` is not the stream's own: then the caller's numbers stand for times.
+  virtual HRESULT SeekFrame(int32_t index, const KivRational* rate, int32_t mode) = 0;
+};
+
 // How much memory the decoded pictures take that all decoders of the process keep together.
 struct KivPictureMemory {
   int64_t limit = 0;  // bytes
@@ -120,6 +130,17 @@ struct KIV_EXPORT IKivPictureMemory : IUnknown {
   virtual HRESULT SetLimit(int64_t bytes) = 0;
   virtual HRESULT GetUse(KivPictureMemory* use) = 0;
 };
+
+// Told how far the packets of a file that is being opened have been read: the host's own object, put
+// into the options of OpenMediaFile under kOpenProgressOption and kept by the file. Calls come from the thread that opens.
+struct KIV_EXPORT IKivOpenProgress : IUnknown {
+  static constexpr GUID kIid{
+      0x91C4E7A6, 0x3B58, 0x4D20, {0xB7, 0x6F, 0x08, 0xD2, 0x5A, 0xE3, 0x94, 0x1B}};
+
+  // About once for 16 MiB. E_ABORT gives the opening up, which then ends with it.
+  virtual HRESULT OnRead(int64_t bytes, int64_t ofBytes) = 0;
+};
+inline constexpr const wchar_t* kOpenProgressOption = L"Open.Progress";
 
 struct KIV_EXPORT IKivMediaSource : IUnknown {
   static constexpr GUID kIid{
@@ -153,7 +174,8 @@ struct KIV_EXPORT IKivFactory : IUnknown {
   virtual HRESULT Reserved10() { return E_NOTIMPL; }
   virtual HRESULT Reserved11() { return E_NOTIMPL; }
   virtual HRESULT Reserved12() { return E_NOTIMPL; }
-  // `options` may be null; it holds codec options such as KivKey::Codec::GPU::kGPUFirst.
+  // `options` may be null; it holds codec options such as KivKey::Codec::GPU::kGPUFirst, and
+  // kOpenProgressOption.
   virtual HRESULT OpenMediaFile(IKivMediaSource** file, const wchar_t* path,
                                 IKivProperties* options) = 0;
 };

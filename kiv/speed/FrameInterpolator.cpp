@@ -122,12 +122,13 @@ KivComPtr<IKivFrame> CFrameInterpolator::NewFrame() const {
 int32_t CFrameInterpolator::Push(IKivFrame* frame) {
   if (!frame || !algorithm_) return E_FAIL;
   const KivSize size = SizeOf(frame);
-  return algorithm_->Push(KivCommon::ReadPixels(frame), size.width, size.height, kiv::kBytesPerPixel, 0,
-                          0);
+  return algorithm_->Push(KivCommon::ReadPixels(frame), size.width, size.height,
+                          kiv::kBytesPerPixel, 0, 0);
 }
 
 int32_t CFrameInterpolator::Read(IKivFrame* frame, int32_t index) {
   if (!frame || !algorithm_) return E_FAIL;
   const KivSize size = SizeOf(frame);
-  return algorithm_->Read(frame->GetPixels(), size.width, size.height, kiv::kBytesPerPixel, index, 0, 0);
+  return algorithm_->Read(frame->GetPixels(), size.width, size.height, kiv::kBytesPerPixel, index,
+                          0, 0);
 }

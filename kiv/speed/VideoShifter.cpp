@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <string>
 #include <utility>
 
 #include "kiv/base/AtBoundary.h"
+#include "kiv/chain/Rates.h"
 #include "kiv/platform/KeyNames.h"
 #include "kiv/platform/KivCommon.h"
 #include "kiv/platform/Logger.h"
@@ -16,7 +18,6 @@ using SimpleSync::CSimpleMutexLock;
 
 namespace {
 
-constexpr wchar_t kCleanup[] = L"CLIP.CMD.CLEANUP";
 constexpr double kUnitTolerance = 1e-6;
 // From here on jumping is cheaper than stepping.
 constexpr double kSeekingSpeed = 20.0;
@@ -79,7 +80,10 @@ HRESULT CVideoShifter::Skip(int32_t count, int32_t* moved) {
 
 HRESULT CVideoShifter::StepSlow(int32_t target, double speed) {
   HRESULT hr = S_OK;
-  for (int32_t mapped = MapUpstreamPosition(); target > mapped;) {
+  int32_t mapped = MapUpstreamPosition();
+  const double ahead = (static_cast<double>(target) - mapped) * speed;
+  if (ahead > kiv::kLongestWalk) return JumpSlow(target, speed);
+  while (target > mapped) {
     int32_t local = 0;
     hr = upstream_->Skip(1, &local);
     if (Failed(hr)) return hr;
@@ -92,11 +96,17 @@ HRESULT CVideoShifter::StepSlow(int32_t target, double speed) {
   return hr;
 }
 
+HRESULT CVideoShifter::JumpSlow(int32_t target, double speed) {
+  const int32_t wanted = kiv::FirstGivenFor(target, speed, std::numeric_limits<int32_t>::max());
+  const HRESULT hr = SeekTo(wanted);
+  return Succeeded(hr) && Interpolates() ? RebuildPair(wanted) : hr;
+}
+
 HRESULT CVideoShifter::StepFast(int32_t target, double speed) {
   const int64_t wanted = kiv::GivenFor(target, speed);
   HRESULT hr = S_OK;
   for (int32_t at = upstream_->GetPosition(nullptr); wanted > at;) {
-    if (speed >= kSeekingSpeed) return SeekFast(wanted);
+    if (speed >= kSeekingSpeed || wanted - at > kiv::kLongestWalk) return SeekTo(wanted);
     int32_t local = 0;
     hr = upstream_->Skip(1, &local);
     if (Failed(hr)) return hr;
@@ -106,7 +116,7 @@ HRESULT CVideoShifter::StepFast(int32_t target, double speed) {
   return hr;
 }
 
-HRESULT CVideoShifter::SeekFast(int64_t target) {
+HRESULT CVideoShifter::SeekTo(int64_t target) {
   int32_t local = 0;
   return upstream_->Seek(kiv::ClampToInt32(target), &local, kReadOnward);
 }
@@ -116,10 +126,11 @@ HRESULT CVideoShifter::StepBack(int32_t target, double speed) {
   int32_t wanted = at;
   if (speed < 1.0) wanted = kiv::FirstGivenFor(target, speed, at);
   if (speed > 1.0) {
-    wanted = kiv::ClampToInt32(std::clamp<int64_t>(kiv::GivenFor(target, speed), 0, at));
+    wanted =
+        kiv::ClampToInt32(std::clamp<int64_t>(kiv::GivenFor(target, speed), 0, std::max(at, 0)));
   }
   if (wanted >= at) return S_OK;
-  if (speed >= kSeekingSpeed) return SeekFast(wanted);
+  if (speed >= kSeekingSpeed) return SeekTo(wanted);
   int32_t local = 0;
   const HRESULT hr = upstream_->Skip(wanted - at, &local);
   if (Failed(hr) || speed > 1.0 || !Interpolates()) return hr;
@@ -221,11 +232,11 @@ HRESULT CVideoShifter::ProcessCommand(uint32_t id, uintptr_t param, uintptr_t ex
 }
 
 HRESULT CVideoShifter::OnSetSourceFrameRate(const CommandArgs& args) {
-  return args.CopyTo(&sourceRate_);
+  return kiv::TakeRate(args, &sourceRate_);
 }
 
 HRESULT CVideoShifter::OnSetRenderFrameRate(const CommandArgs& args) {
-  return args.CopyTo(&renderRate_);
+  return kiv::TakeRate(args, &renderRate_);
 }
 
 HRESULT CVideoShifter::OnGetSpeedSettings(const CommandArgs& args) {
@@ -250,7 +261,7 @@ HRESULT CVideoShifter::OnSetSpeedSettings(const CommandArgs& args) {
 HRESULT CVideoShifter::Initialize(KivComPtr<IKivProperties> settings,
                                   KivComPtr<IKivProperties> info) {
   int32_t cleanup = 0;
-  if (settings && Succeeded(settings->GetInt(kCleanup, &cleanup)) && cleanup == 1) Flush();
+  if (settings && Succeeded(settings->GetInt(kCleanupMark, &cleanup)) && cleanup == 1) Flush();
   const HRESULT hr = CSourceBase::Initialize(settings, info);
   if (Failed(hr)) return hr;
   if (!info) return E_POINTER;
@@ -290,9 +301,9 @@ void CVideoShifter::ReadSettings(IKivProperties* settings, IKivProperties* info,
   speedEnabled_ = static_cast<uint32_t>(enabled);
   settings->GetRational(Suffixed(KivKey::Speed::kScale, L".Parent").c_str(), &parentScale_);
   info->GetInt(Suffixed(KivKey::Source::kSource_TotalFrameCount, L".Video").c_str(), total);
-  info->GetRational(Suffixed(KivKey::Source::kSource_Framerate, L".Video").c_str(), &sourceRate_);
-  settings->GetRational(KivKey::Render::kRender_Framerate, &renderRate_);
-  int32_t mode = 0;
+  kiv::ReadRate(info, Suffixed(KivKey::Source::kSource_Framerate, L".Video").c_str(), &sourceRate_);
+  kiv::ReadRate(settings, KivKey::Render::kRender_Framerate, &renderRate_);
+  auto mode = static_cast<int32_t>(IsFromClipRender() ? interpolationMode_ : 0);
   settings->GetInt(KivKey::Speed::kInterpolationMode, &mode);
   ChangeMode(static_cast<uint32_t>(mode));
 }

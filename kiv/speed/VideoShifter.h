@@ -12,7 +12,7 @@
 // and at least one frame to be generated between two upstream frames, it hands out generated frames;
 // else upstream frames repeat. A skip ends where stepping forward to its position ends, whichever way
 // it went; a seek gives the upstream frame at or before the wanted one, and generated frames follow
-// with the steps after it.
+// with the steps after it. A skip over more than kiv::kLongestWalk upstream frames seeks most of them.
 //
 // Units:    its own frame numbers are render frames; speed 1/2 is slow motion.
 // Owns:     the interpolator and one output frame, which is refilled for each generated frame.
@@ -46,9 +46,10 @@ class CVideoShifter : public CSourceBase {
   int32_t MapUpstreamPosition() const;
 
   HRESULT StepSlow(int32_t target, double speed);
+  HRESULT JumpSlow(int32_t target, double speed);
   HRESULT StepFast(int32_t target, double speed);
   HRESULT StepBack(int32_t target, double speed);
-  HRESULT SeekFast(int64_t target);
+  HRESULT SeekTo(int64_t target);
   HRESULT RebuildPair(int32_t at);
   // The pair of key frames moves on by one.
   HRESULT AdvancePair();

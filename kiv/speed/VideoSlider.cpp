@@ -1,10 +1,12 @@
 #include "kiv/speed/VideoSlider.h"
 
 #include <algorithm>
+#include <cmath>
 #include <string>
 #include <utility>
 
 #include "kiv/base/AtBoundary.h"
+#include "kiv/chain/Rates.h"
 #include "kiv/platform/KeyNames.h"
 #include "kiv/values/Saturate.h"
 #include "kiv/values/SpeedNumbers.h"
@@ -13,6 +15,10 @@ namespace {
 
 constexpr KivRational kDefaultRate{25, 1};
 constexpr int32_t kReadOnward = 1;
+// Of a walk that was thought to be short; frames may lie closer than their rate says.
+constexpr int kMostSteps = 2 * kiv::kLongestWalk;
+constexpr int kMostSeeks = 16;
+constexpr int64_t kNoTime = INT64_MIN;
 
 }  // namespace
 
@@ -35,29 +41,46 @@ HRESULT CVideoSlider::Seek(int32_t frame, int32_t* reached, int32_t mode) {
 
 HRESULT CVideoSlider::Skip(int32_t count, int32_t* moved) {
   const int32_t wanted = kiv::ClampToInt32(int64_t{position_} + count);
-  HRESULT hr = S_OK;
-  if (upstream_) {
-    const int64_t earliest = kiv::EarliestStartFor(wanted, renderRate_.ToDouble());
-    if (count < 0 && !UpstreamTellsTime()) {
-      int32_t local = 0;
-      hr = upstream_->Skip(-1, &local);
-    } else {
-      if (count < 0) hr = StepBack(wanted, earliest);
-      // Also after stepping back: that ends one frame too early.
-      if (Succeeded(hr)) hr = StepForward(earliest);
-    }
-  }
+  const HRESULT hr = upstream_ ? SkipTo(wanted, count) : S_OK;
   if (moved) *moved = Succeeded(hr) ? count : 0;
   if (Failed(hr)) return hr;
   position_ = wanted;
   return hr;
 }
 
-HRESULT CVideoSlider::StepForward(int64_t earliest) {
-  HRESULT hr = S_OK;
-  for (int64_t time = UpstreamTime(0); earliest > time;) {
+HRESULT CVideoSlider::SkipTo(int32_t wanted, int32_t count) {
+  if (count < 0 && !UpstreamTellsTime()) {
     int32_t local = 0;
-    hr = upstream_->Skip(1, &local);
+    return upstream_->Skip(-1, &local);
+  }
+  const int64_t earliest = kiv::EarliestStartFor(wanted, renderRate_.ToDouble());
+  HRESULT hr = S_OK;
+  if (IsFar(wanted)) {
+    hr = SeekBefore(earliest);
+  } else if (count < 0) {
+    hr = StepBack(earliest);
+  }
+  // Also after stepping back: that ends one frame too early.
+  return Failed(hr) ? hr : StepForward(earliest);
+}
+
+bool CVideoSlider::IsFar(int32_t wanted) const {
+  const double ratio = sourceRate_.ToDouble() / renderRate_.ToDouble();
+  return std::abs(ratio * (static_cast<double>(wanted) - position_)) > kiv::kLongestWalk;
+}
+
+HRESULT CVideoSlider::StepForward(int64_t earliest) {
+  int steps = 0;
+  for (int64_t time = UpstreamTime(0); earliest > time; ++steps) {
+    int32_t local = 0;
+    // The upstream stood elsewhere than the position said, or its times say little.
+    if (steps == kMostSteps) {
+      const HRESULT sought = SeekBefore(earliest);
+      if (Failed(sought)) return sought;
+      time = UpstreamTime(time);
+    }
+    if (steps == 2 * kMostSteps) break;
+    const HRESULT hr = upstream_->Skip(1, &local);
     if (Failed(hr)) return hr;
     const int64_t before = std::exchange(time, UpstreamTime(time));
     if (time <= before) {
@@ -66,31 +89,48 @@ HRESULT CVideoSlider::StepForward(int64_t earliest) {
     }
     beyondEnd_ = 0;
   }
-  return hr;
+  return S_OK;
 }
 
-HRESULT CVideoSlider::StepBack(int32_t wanted, int64_t earliest) {
+HRESULT CVideoSlider::StepBack(int64_t earliest) {
   HRESULT hr = StepBackToEnd();
   int standing = 0;
+  int steps = 0;
   // The first frame starts at 0; there is nothing before it.
   for (int64_t time = UpstreamTime(0); Succeeded(hr) && earliest <= time && time > 0;) {
+    if (++steps > kMostSteps) return SeekBefore(earliest);
     int32_t local = 0;
     hr = upstream_->Skip(-1, &local);
     const int64_t before = std::exchange(time, UpstreamTime(time));
     // A seek may have gone one frame beyond the end, so standing still once proves nothing.
     standing = time < before ? 0 : standing + 1;
-    if (standing > 1 && Succeeded(hr)) return SeekBefore(wanted);
+    if (standing > 1 && Succeeded(hr)) return SeekBefore(earliest);
   }
   return hr;
 }
 
-// For an upstream that stands far beyond its end: to where stepping forward finds the frame.
-HRESULT CVideoSlider::SeekBefore(int32_t wanted) {
-  const double ratio = sourceRate_.ToDouble() / renderRate_.ToDouble();
-  const int64_t before = kiv::SaturateToInt64(ratio * (static_cast<double>(wanted) - 1));
-  const int64_t frame = std::max<int64_t>(before, 1) - 1;
-  int32_t local = 0;
-  return upstream_->Seek(kiv::ClampToInt32(frame), &local, kReadOnward);
+// For an upstream that is far away: to a frame that starts before `earliest`, from where stepping forward
+// finds the wanted one. Frames need not be evenly spaced, so where a seek ended corrects the next one.
+HRESULT CVideoSlider::SeekBefore(int64_t earliest) {
+  beyondEnd_ = 0;
+  const double framesPerTick = sourceRate_.ToDouble() / 1e7;
+  double target = static_cast<double>(earliest) * framesPerTick - 1;
+  int64_t margin = 1;
+  int64_t last = kNoTime;
+  for (int i = 0; i < kMostSeeks; ++i, margin *= 2) {
+    const int32_t frame = kiv::SaturateToInt32(std::max(target, 0.0));
+    int32_t local = 0;
+    const HRESULT hr = upstream_->Seek(frame, &local, kReadOnward);
+    if (Failed(hr)) return hr;
+    const int64_t time = UpstreamTime(earliest);
+    const double ahead = static_cast<double>(earliest - time) * framesPerTick;
+    // At the first frame, or at the last, where time stands still.
+    if ((time >= earliest && frame == 0) || time == last) return S_OK;
+    if (time < earliest && ahead <= kiv::kLongestWalk) return S_OK;
+    last = time;
+    target = frame + ahead - static_cast<double>(margin);
+  }
+  return S_OK;
 }
 
 // Takes back the steps that forward skips made beyond the upstream's last frame.
@@ -124,11 +164,11 @@ HRESULT CVideoSlider::ProcessCommand(uint32_t id, uintptr_t param, uintptr_t ext
 }
 
 HRESULT CVideoSlider::OnSetSourceFrameRate(const CommandArgs& args) {
-  return args.CopyTo(&sourceRate_);
+  return kiv::TakeRate(args, &sourceRate_);
 }
 
 HRESULT CVideoSlider::OnSetRenderFrameRate(const CommandArgs& args) {
-  return args.CopyTo(&renderRate_);
+  return kiv::TakeRate(args, &renderRate_);
 }
 
 HRESULT CVideoSlider::Initialize(KivComPtr<IKivProperties> settings,
@@ -147,7 +187,7 @@ void CVideoSlider::ReadRates(IKivProperties* settings, IKivProperties* info) {
     sourceRate_ = renderRate_ = kDefaultRate;
     return;
   }
-  settings->GetRational(KivKey::Render::kRender_Framerate, &renderRate_);
+  kiv::ReadRate(settings, KivKey::Render::kRender_Framerate, &renderRate_);
   const std::wstring key = std::wstring(KivKey::Source::kSource_Framerate) + L".Video";
-  if (info) info->GetRational(key.c_str(), &sourceRate_);
+  kiv::ReadRate(info, key.c_str(), &sourceRate_);
 }

@@ -9,7 +9,8 @@
 // Every frame is a whole upstream frame, repeated or dropped. A seek picks it by arithmetic on frame
 // numbers, a skip by stepping upstream and comparing times: it ends on the first upstream frame that
 // starts no more than half a frame of its own before the wanted one, whichever way it came. Beyond
-// the upstream's last frame, that one repeats.
+// the upstream's last frame, that one repeats. A skip over more than kiv::kLongestWalk upstream frames
+// seeks most of them.
 //
 // Units:    its own frame numbers are render frames, the upstream's are source frames; time int64 in
 //           100 ns.
@@ -35,8 +36,10 @@ class CVideoSlider : public CSourceBase {
   void ReadRates(IKivProperties* settings, IKivProperties* info);
   // Until the upstream's frame starts at `earliest` or later, or no longer does.
   HRESULT StepForward(int64_t earliest);
-  HRESULT StepBack(int32_t wanted, int64_t earliest);
-  HRESULT SeekBefore(int32_t wanted);
+  HRESULT StepBack(int64_t earliest);
+  bool IsFar(int32_t wanted) const;
+  HRESULT SkipTo(int32_t wanted, int32_t count);
+  HRESULT SeekBefore(int64_t earliest);
   HRESULT StepBackToEnd();
   int64_t UpstreamTime(int64_t unknown) const;
   bool UpstreamTellsTime() const;

@@ -1,4 +1,5 @@
 // The one conversion from double to integer: truncates toward zero, saturates, NaN gives 0.
+// And sums that stay at the end of their range.
 #pragma once
 
 #include <cmath>
@@ -28,6 +29,18 @@ constexpr int32_t ClampToInt32(int64_t value) {
   constexpr int64_t kMax = std::numeric_limits<int32_t>::max();
   constexpr int64_t kMin = std::numeric_limits<int32_t>::min();
   return static_cast<int32_t>(value > kMax ? kMax : value < kMin ? kMin : value);
+}
+
+// Sums and differences of times and stamps, which a file may put anywhere.
+constexpr int64_t SaturatingAdd(int64_t a, int64_t b) {
+  int64_t sum = 0;
+  if (!__builtin_add_overflow(a, b, &sum)) return sum;
+  return b < 0 ? std::numeric_limits<int64_t>::min() : std::numeric_limits<int64_t>::max();
+}
+constexpr int64_t SaturatingSubtract(int64_t a, int64_t b) {
+  int64_t difference = 0;
+  if (!__builtin_sub_overflow(a, b, &difference)) return difference;
+  return b < 0 ? std::numeric_limits<int64_t>::max() : std::numeric_limits<int64_t>::min();
 }
 
 }  // namespace kiv

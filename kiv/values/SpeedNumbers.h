@@ -12,6 +12,9 @@
 
 namespace kiv {
 
+// How many given frames a node walks over one by one. What is farther it seeks.
+inline constexpr int32_t kLongestWalk = 1000;
+
 // The shown frame that a given one stands for.
 constexpr int32_t ShownFor(int32_t given, double speed) { return SaturateToInt32(given / speed); }
 

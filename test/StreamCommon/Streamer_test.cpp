@@ -47,6 +47,43 @@ TEST_F(Streamer, SeeksTheDecoderInTimeAndOnlyWhenItMoves) {
   EXPECT_EQ(Calls{"Seek 0 mode 0"}, decoder->log.Take());
 }
 
+// Frames at 0, 10 and 900 ms: no grid leads to them.
+struct UnevenDecoder : kiv::CountedObject<IKivMediaDecoder, IKivFrameSeek> {
+  int64_t GetCurrentTime() override { return times[frame]; }
+  HRESULT Seek(int64_t time, int32_t) override {
+    for (frame = 0; frame < 2 && times[frame + 1] <= time;) ++frame;
+    return S_OK;
+  }
+  HRESULT Skip(int32_t count, int32_t*) override { return frame += count, S_OK; }
+  HRESULT SetProxyOff(bool) override { return S_OK; }
+  HRESULT SetProxyPath(const wchar_t*) override { return S_OK; }
+  HRESULT ReadCurrentFrame(KivComPtr<IKivFrame>*) override { return E_FAIL; }
+  HRESULT SeekFrame(int32_t index, const KivRational* rate, int32_t) override {
+    if (!SameValue(*rate, {10, 3})) return S_FALSE;
+    return frame = index, S_OK;
+  }
+  const int64_t times[3] = {0, 100'000, 9'000'000};
+  int frame = 0;
+};
+
+TEST_F(Streamer, AsksForAFrameByItsNumberWhereTheDecoderCountsSo) {
+  const auto uneven = KivComPtr<UnevenDecoder>::Adopt(new UnevenDecoder);
+  Send(*node, CommandId::SetDecoder,
+       static_cast<IUnknown*>(static_cast<IKivMediaDecoder*>(uneven.Get())));
+  UseRate({10, 3});
+  for (const int frame : {2, 1, 0, 2}) {
+    node->Seek(frame, nullptr, 0);
+    EXPECT_EQ(frame, uneven->frame);
+  }
+  UseRate({100, 1});
+  node->Seek(1, nullptr, 0);
+  EXPECT_EQ(1, uneven->frame) << "at another rate a number is a time";
+  node->Seek(89, nullptr, 0);
+  EXPECT_EQ(1, uneven->frame);
+  node->Seek(90, nullptr, 0);
+  EXPECT_EQ(2, uneven->frame);
+}
+
 TEST_F(Streamer, SkipsTheDecoderAndAdvancesWhateverItAnswers) {
   Attach();
   decoder->log.Take();
@@ -96,6 +133,36 @@ TEST_F(Streamer, WritesTheIndexIntoEveryFrame) {
   EXPECT_EQ(0, status);
 }
 
+// A new decoder, or the same one at another rate, shows the frame of the position at whatever comes
+// first.
+TEST_F(Streamer, ADecoderThatComesLateIsBroughtToThePosition) {
+  const struct {
+    void (*use)(Streamer&);
+    int32_t shown;
+  } kUses[] = {{[](Streamer& f) { f.Pull(); }, 9},
+               {[](Streamer& f) { f.node->Skip(2, nullptr); }, 11},
+               {[](Streamer& f) { f.node->Skip(-2, nullptr); }, 7},
+               {[](Streamer& f) { f.node->Seek(9, nullptr, 0); }, 9},
+               {[](Streamer& f) {
+                  int64_t time = 0;
+                  f.node->GetPosition(&time);
+                  EXPECT_EQ(3'600'000, time);
+                },
+                9}};
+  for (const auto& c : kUses) {
+    node->Seek(9, nullptr, 0);
+    decoder = test::FakeDecoder::Make();
+    Attach();
+    c.use(*this);
+    EXPECT_EQ(c.shown, test::NumberIn(Pull()));
+    EXPECT_EQ(c.shown, test::IndexOf(Pull()));
+  }
+  node->Seek(10, nullptr, 0);
+  UseRate({50, 1});
+  Pull();
+  EXPECT_EQ(2'000'000, decoder->time);
+}
+
 TEST_F(Streamer, HoldsOneDecoderAndGivesItBack) {
   Attach();
   EXPECT_EQ(2u, decoder->References());
@@ -120,11 +187,13 @@ TEST_F(Streamer, FrameTimesAreTheTruncatedStart) {
                 {{30000, 1001}, 1, 333'666},
                 {{30000, 1001}, 30, 10'010'000},
                 {{24000, 1001}, 1, 417'083},
-                {{0, 1}, 1, INT64_MAX},
-                {{0, 1}, -1, INT64_MIN},
-                {{0, 1}, 0, 0},
-                {{25, 0}, 7, 0},
-                {{1, INT64_MAX}, INT_MAX, INT64_MAX}};
+                {{1, INT64_MAX}, INT_MAX, INT64_MAX},
+                {{1, INT64_MAX}, INT_MIN, INT64_MIN},
+                {{25, 1}, 7, 2'800'000},
+                {{0, 1}, 7, 2'800'000},  // no rates: the last one stays
+                {{0, 0}, 7, 2'800'000},
+                {{25, 0}, 7, 2'800'000},
+                {{-50, 1}, 7, 2'800'000}};
   for (const auto& c : kCases) {
     UseRate(c.rate);
     EXPECT_EQ(c.time, node->FrameToTime(c.index)) << c.rate.ToDouble();

@@ -22,6 +22,30 @@ inline Calls FillCalls(int32_t first, int32_t last) {
   return calls;
 }
 
+// Counts the calls that find another thread in a fake. The fake's log leads here while this lives.
+class OneAtATime {
+ public:
+  explicit OneAtATime(CallLog& log) : log_(log) {
+    log.OnEvery([this](const std::string& call) {
+      if (inside_.exchange(true)) ++collisions_;
+      if (whileInside) whileInside(call);
+      inside_ = false;
+    });
+  }
+  ~OneAtATime() { log_.OnEvery(nullptr); }
+  OneAtATime(const OneAtATime&) = delete;
+  OneAtATime& operator=(const OneAtATime&) = delete;
+  int Collisions() const { return collisions_; }
+
+  // Set before other threads call.
+  std::function<void(const std::string& call)> whileInside;
+
+ private:
+  CallLog& log_;
+  std::atomic<bool> inside_{false};
+  std::atomic<int> collisions_{0};
+};
+
 struct CacheFixture : testing::Test {
   void SetUp() override { SetRange({0, 9999}); }
   void SetRange(KivRange range) { Send(*node, CommandId::SetCacheRange, &range); }

@@ -59,6 +59,63 @@ TEST_F(FrameCacheThreads, AReadThroughWaitsUntilNoTaskUsesTheSource) {
   EXPECT_EQ(490, ShownAt(490));
 }
 
+// The worker is held in the middle of a read while each call comes, which has time to get in its way.
+TEST_F(FrameCacheThreads, NoCallEntersTheSourceWhileTheWorkerIsInIt) {
+  const KivRange range{0, 700};
+  const SpeedSettings reversed{1, 1, 1, 0, 99};
+  const std::pair<const char*, std::function<void()>> kCalls[] = {
+      {"getter", [&] { test::Send(*node, CommandId::GetScaledSize, 0); }},
+      {"setter", [&] { test::Send(*node, CommandId::SetDecodeScale, 0); }},
+      {"unknown", [&] { node->ProcessCommand(0x1234, 0, 0); }},
+      {"range", [&] { SetRange(range); }},
+      {"speed", [&] { test::Send(*node, CommandId::SetSpeedSettings, &reversed); }},
+      {"initialize", [&] { Initialize(KivKey::Speed::kReverse, 1); }},
+      {"cleanup", [&] { Initialize(L"CLIP.CMD.CLEANUP", 1); }},
+      {"flush", [&] { node->Flush(); }},
+      {"finish", [&] { node->FinishReading(), source->Flush(); }},
+      {"forget", [&] { node->Forget(), source->Flush(); }},
+  };
+  for (const auto& [name, call] : kCalls) {
+    SCOPED_TRACE(name);
+    settings = KivCommon::CreateProperties();
+    SetReverse(0);
+    TurnOn();
+    test::OneAtATime guard(source->log);
+    std::atomic<bool> isHeld{false}, goOn{false};
+    guard.whileInside = [&](const std::string& entered) {
+      if (entered != "GetCurrentFrame" || isHeld.exchange(true)) return;
+      for (int i = 0; i < 20000 && !goOn; ++i) std::this_thread::yield();
+    };
+    node->Seek(500, nullptr, 0);
+    while (!isHeld) std::this_thread::yield();
+    call();
+    goOn = true;
+    EXPECT_EQ(500, ShownAt(500));
+    node->FinishReading();  // the worker looks at what ends here
+    EXPECT_EQ(0, guard.Collisions());
+  }
+}
+
+// Jumps to and fro queue tasks that drop what others have read.
+TEST_F(FrameCacheThreads, JumpsNeverMeetTheWorkerInTheSource) {
+  const unsigned seed = std::random_device()();
+  SCOPED_TRACE(seed);
+  std::minstd_rand random(seed);
+  TurnOn();
+  test::OneAtATime guard(source->log);
+  guard.whileInside = [](const std::string&) { std::this_thread::yield(); };
+  constexpr int32_t kPlaces[] = {500, 505, 520, 100, 900, 490, 12000};
+  for (int step = 0; step < 3000; ++step) {
+    const int32_t index = kPlaces[random() % std::size(kPlaces)];
+    node->Seek(index, nullptr, 0);
+    if (random() % 2 == 0) continue;
+    ASSERT_EQ(index, Shown());
+    source->log.Take();
+  }
+  node->FinishReading();
+  EXPECT_EQ(0, guard.Collisions());
+}
+
 const struct Interruption {
   const char* name;
   void (*act)(test::CacheFixture&);

@@ -77,6 +77,74 @@ TEST_F(FrameCache, WhatNoSpanCoversIsReadThrough) {
   }
 }
 
+// The reverse node counts on below the first frame, and comes back from there.
+TEST_F(FrameCache, StepsBelowTheFirstFrameAreTakenBackBeforeItShowsTheNext) {
+  TurnOn();
+  node->Seek(2, nullptr, 0);
+  const struct {
+    int32_t step, position;
+  } steps[] = {{-5, 0}, {-1, 0}, {3, 0}, {1, 0}, {1, 1}, {INT32_MIN, 0}, {INT32_MAX, 0}, {7, 7}};
+  for (const auto& c : steps) {
+    node->Skip(c.step, nullptr);
+    EXPECT_EQ(c.position, node->GetPosition(nullptr)) << c.step;
+    EXPECT_EQ(c.position, Shown()) << c.step;
+  }
+  node->Skip(-9, nullptr);
+  EXPECT_EQ(4, ShownAt(4));
+  EXPECT_EQ(5, (node->Skip(1, nullptr), Shown()));
+}
+
+// A node below may refill its one frame while that is still being read.
+TEST_F(FrameCache, WhatIsReadThroughIsACopy) {
+  source->frame = test::MakeFrame(3);
+  TurnOn();
+  SetRange({0, 0});
+  node->Seek(60, nullptr, 0);
+  const auto shown = node->GetCurrentFrame(nullptr);
+  EXPECT_NE(source->frame.Get(), shown.Get());
+  source->frame->GetBitmap()->Fill(4);
+  EXPECT_EQ(3, test::NumberIn(shown));
+}
+
+// Everything that may change the pictures of the nodes below.
+TEST_F(FrameCache, NewSettingsBelowMakeItReadAnew) {
+  const KivRational rate{50, 1};
+  const SpeedSettings faster{2, 1, 1};
+  const auto with = [](CommandId id, const void* record) {
+    return [=](test::CacheFixture& f) { Send(*f.node, id, record); };
+  };
+  const std::pair<const char*, std::function<void(test::CacheFixture&)>> kChanges[] = {
+      {"decoder", with(CommandId::SetDecoder, nullptr)},
+      {"scale", with(CommandId::SetDecodeScale, &rate)},
+      {"source rate", with(CommandId::SetSourceFrameRate, &rate)},
+      {"render rate", with(CommandId::SetRenderFrameRate, &rate)},
+      {"size", with(CommandId::SetOutputSize, &rate)},
+      {"proxy", [](auto& f) { Send(*f.node, CommandId::SetProxyEnabled, 1); }},
+      {"alpha", with(CommandId::SetAlphaVideoSettings, nullptr)},
+      {"speed", with(CommandId::SetSpeedSettings, &faster)},
+      {"forget", [](auto& f) { f.node->Forget(); }},
+      {"bag",
+       [&](auto& f) {
+         f.settings->SetRational(KivKey::Render::kRender_Framerate, &rate);
+         f.Initialize(KivKey::Speed::kReverse, 1);
+       }},
+  };
+  for (const auto& [name, change] : kChanges) {
+    SCOPED_TRACE(name);
+    SetReverse(0);
+    TurnOn();
+    EXPECT_EQ(30, ShownAt(30));
+    node->FinishReading();
+    source->shownScale = 2;
+    Send(*node, CommandId::GetScaledSize, 0);
+    EXPECT_EQ(30, Shown());  // an answer changes nothing
+    change(*this);
+    EXPECT_EQ(60, Shown());
+    node->FinishReading();
+    source->shownScale = 1;
+  }
+}
+
 // 2^31 - 1 frames of 4 MiB each are asked for; 64 fit.
 TEST_F(FrameCache, AHostileSpanSizeCostsBoundedMemory) {
   constexpr int64_t kPicture = int64_t{4} << 20;
@@ -98,6 +166,28 @@ TEST_F(FrameCache, AHostileSpanSizeCostsBoundedMemory) {
   EXPECT_EQ(1, Shown());
   EXPECT_LE(64 * kPicture, most);
   EXPECT_GE(80 * kPicture, most);
+}
+
+// 64 pictures of 4 MiB fill it; only what leaves room again is kept for reuse.
+TEST(FrameStore, FramesForReuseCountWithinItsBytes) {
+  FrameStore store;
+  const auto put = [&](int32_t index) {
+    const KivComPtr<IKivFrame> frame = test::MakeEmptyFrame();
+    frame.As<IKivVideoFrame>()->Allocate(1024, 1024, 0, KivCGMemoryType::kCached, nullptr, 0, 0);
+    store.Put(index, frame, 0);
+  };
+  const auto spares = [&] {
+    int count = 0;
+    while (store.TakeSpare({1024, 1024})) ++count;
+    return count;
+  };
+  for (int32_t i = 0; i < 70; ++i) put(i);
+  EXPECT_EQ(0, spares());
+  store.Evict({0, 59});
+  EXPECT_EQ(4, spares());
+  store.Evict({0, 39});
+  for (int32_t i = 40; i < 60; ++i) put(i);
+  EXPECT_EQ(4, spares());
 }
 
 void SendReverseOff(test::CacheFixture& fixture) {

@@ -71,8 +71,10 @@ TEST_F(Reverser, TimeRunsForwardInTheOutput) {
   EXPECT_EQ(39'600'000, Retimed(400'000));
   InitializeWith(101, {30000, 1001});  // trunc(121.078) frames last 4.03736 seconds
   EXPECT_EQ(40'373'666, Retimed(0));
-  InitializeWith(100, {0, 1});  // 0 frames at no rate
-  EXPECT_EQ(-5, Retimed(5));
+  for (const KivRational& unknown : {KivRational{0, 1}, {0, 0}, {1, 0}, {-25, 1}}) {
+    InitializeWith(101, unknown);
+    EXPECT_EQ(40'373'666, Retimed(0)) << unknown.ToDouble();
+  }
   InitializeWith(100, {25, 1});
   EXPECT_EQ(0, Retimed(5, test::MakeEmptyFrame()));
 }

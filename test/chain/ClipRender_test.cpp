@@ -179,6 +179,20 @@ TEST_F(ClipRender, SettingsReachEveryNodeEverBuiltInOrder) {
   EXPECT_EQ((Calls{"Save 0", "Save 1", "Save 2", "Load 0", "Load 1", "Load 2"}), order);
 }
 
+TEST_F(ClipRender, ANewChainEndsTheUseOfTheOldOne) {
+  Build({0, 2});
+  test::FakeNode& old = nodes.Tail();
+  render->GetFrame(&frame);
+  old.log.Take();
+  Build({0});
+  EXPECT_EQ((Calls{"Initialize", "Command 0x9C5", "Flush"}), old.log.Take());
+  EXPECT_EQ((test::SentCommand{0x9C5, 0, 0}), old.commands.back());
+  EXPECT_EQ(1, IntIn(old.settings, L"CLIP.CMD.CLEANUP"));
+  EXPECT_EQ(0, IntIn(old.settings, KivKey::Render::kRender_CacheEnable));
+  EXPECT_EQ(0, IntIn(old.settings, KivKey::Speed::kReverse));
+  EXPECT_EQ(Calls{}, TailCalls());
+}
+
 // A tail that throws stands for any foreign node.
 TEST_F(ClipRender, NoExceptionLeaves) {
   Build({0});

@@ -90,6 +90,18 @@ TEST_F(SourceBaseOnFake, HandsBothBagsOnAndKeepsSettingsToItself) {
   EXPECT_EQ(Calls{"Initialize"}, source.log.Take());
 }
 
+// As the source does: only a node that never moved starts from 0.
+TEST_F(SourceBaseOnFake, CountsOnBelowTheFirstFrame) {
+  node.Skip(1, nullptr);
+  EXPECT_EQ(1, node.Own());
+  node.Skip(-2, nullptr);
+  node.Skip(-3, nullptr);
+  EXPECT_EQ(-4, node.Own());
+  node.Skip(5, nullptr);
+  EXPECT_EQ(1, node.Own());
+  EXPECT_EQ(1, source.position);
+}
+
 TEST_F(SourceBaseOnFake, PositionFollowsOnlyWhatSucceeded) {
   source.result = E_FAIL;
   EXPECT_EQ(E_FAIL, node.Skip(3, nullptr));

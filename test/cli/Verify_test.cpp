@@ -4,9 +4,11 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <random>
 
 #include "test/cli/RunProgram.h"
 #include "test/support/NumberedClip.h"
+#include "test/support/Remux.h"
 #include "test/write/WriterReadBack.h"
 
 namespace {
@@ -26,6 +28,64 @@ TEST_F(Verify, EveryWayToAFrameShowsTheSamePicture) {
     const ProgramResult result = RunKivclip(folder_, "verify " + clip_ + " " + options);
     EXPECT_EQ(0, result.status) << options << ": " << result.err;
     EXPECT_TRUE(result.out.ends_with("frames: forward, backward and random agree\n")) << result.out;
+  }
+}
+
+// Placeholders agree with each other; nobody asked for them.
+TEST_F(Verify, EveryCommandFailsWhenNotOnePictureCanBeDecoded) {
+  std::string bytes = ReadBytes(clip_);
+  const size_t payload = bytes.find("mdat") + 4;
+  const size_t behind = bytes.find("moov");
+  ASSERT_LT(payload, behind);
+  std::fill(bytes.begin() + static_cast<ptrdiff_t>(payload),
+            bytes.begin() + static_cast<ptrdiff_t>(behind - 4), '\x55');
+  WriteBytes(folder_.Path("lost.mp4"), bytes);
+  for (const char* command :
+       {"verify @lost.mp4", "render @lost.mp4 -o @x.y4m", "render @lost.mp4 --reverse -o null",
+        "sheet @lost.mp4 -o @x.png", "frame @lost.mp4 --at 3 -o @x.png"}) {
+    const ProgramResult result = RunKivclip(folder_, command);
+    EXPECT_EQ(1, result.status) << command;
+    EXPECT_EQ("", result.out) << command;
+    EXPECT_TRUE(result.err.ends_with("lost.mp4' could be decoded\n")) << result.err;
+    EXPECT_EQ(1, std::count(result.err.begin(), result.err.end(), '\n')) << result.err;
+  }
+  EXPECT_EQ(std::vector<std::string>{"lost.mp4"}, folder_.Names());
+}
+
+// Each time is off by up to 15 ms of the 25 frames a second, in order all the same.
+std::vector<int64_t> JitteredTimes(int frames) {
+  std::mt19937 random(7);
+  std::vector<int64_t> times;
+  for (int i = 0; i < frames; ++i) {
+    times.push_back(i * 40 + static_cast<int64_t>(random() % 31));
+  }
+  return times;
+}
+
+TEST_F(Verify, FrameNumbersOfUnevenClipsCountItsPictures) {
+  const kivtest::ClipRecipe vp9{
+      .codec = "libvpx-vp9", .container = "mkv", .size = {320, 176}, .frames = 100, .gop = 30};
+  kivtest::ClipRecipe jittered = vp9;
+  jittered.times = JitteredTimes(100);
+  const std::string repeats = folder_.Path("repeats.mkv");
+  kivtest::Restamp(kivtest::MakeClip(vp9), repeats,
+                   [](int number, int64_t time) { return number % 7 == 3 ? time - 40 : time; });
+  for (const std::string& clip : {kivtest::MakeClip(jittered), repeats}) {
+    const ProgramResult result = RunKivclip(folder_, "verify " + clip);
+    EXPECT_EQ(0, result.status) << result.out << result.err;
+    const ProgramResult reverse = RunKivclip(folder_, "verify " + clip + " --reverse");
+    EXPECT_EQ(0, reverse.status) << reverse.out << reverse.err;
+    const ProgramResult rendered =
+        RunKivclip(folder_, "render " + clip + " -o @back.mkv --codec ffv1 --reverse");
+    ASSERT_EQ(0, rendered.status) << rendered.err;
+    const std::vector<int> back = kivtest::NumbersInOrder(folder_.Path("back.mkv"));
+    ASSERT_EQ(100u, back.size());
+    for (int i = 0; i < 100; ++i) EXPECT_EQ(99 - i, back[static_cast<size_t>(i)]);
+    for (const int number : {12, 13, 57, 99}) {
+      const std::string range = std::to_string(number) + ":" + std::to_string(number);
+      RunKivclip(folder_, "render " + clip + " -o @one.mkv --codec ffv1 --frames " + range);
+      EXPECT_EQ(std::vector<int>{number}, kivtest::NumbersInOrder(folder_.Path("one.mkv")));
+    }
   }
 }
 

@@ -105,6 +105,7 @@ struct DamageCase {
   const char* name;
   int mutations;
   ClipRecipe recipe;
+  bool twice = false;  // one behind the other
 };
 
 void PrintTo(const DamageCase& value, std::ostream* out) { *out << value.name; }
@@ -119,6 +120,7 @@ class DamagedClip : public testing::TestWithParam<DamageCase> {
     const bool sample = std::string(GetParam().name) == "sample";
     bytes_ = ReadBytes(sample ? KIV_SAMPLES "/city.mp4" : MakeClip(recipe));
     if (bytes_.empty()) GTEST_SKIP() << "no sample";
+    if (GetParam().twice) bytes_ += bytes_;
     path_ = TemporaryPath("damaged." + recipe.container);
   }
   void TearDown() override { EXPECT_EQ(objects_, kiv::LiveObjectCount()); }
@@ -167,6 +169,9 @@ INSTANTIATE_TEST_SUITE_P(
         DamageCase{"hevc", 40, {.codec = "libx265", .bFrames = 2}},
         DamageCase{"avi", 60, {.codec = "mpeg4", .container = "avi", .bFrames = 2}},
         DamageCase{"mpg", 60, {.codec = "mpeg2video", .container = "mpg", .bFrames = 2}},
+        DamageCase{"ts_twice", 60, {.container = "ts", .bFrames = 2}, true},
+        DamageCase{
+            "mpg_twice", 60, {.codec = "mpeg2video", .container = "mpg", .bFrames = 2}, true},
         DamageCase{"webm", 40, {.codec = "libvpx-vp9", .container = "webm"}},
         DamageCase{"ffv1", 30, {.codec = "ffv1", .container = "mkv"}},
         DamageCase{"gif", 30, {.codec = "gif", .container = "gif", .pixelFormat = "rgb8"}}),

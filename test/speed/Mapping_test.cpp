@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <random>
+#include <vector>
 
 #include "kiv/StreamCommon/VideoStreamer.h"
 #include "kiv/cache/VideoFrameCache.h"
@@ -32,6 +33,7 @@ struct Timing {
   KivRational from, to, speed;
   KivRange reversed{0, -1};
   int32_t cacheFrames = 0;  // 0: without a cache
+  bool hasRateNode = true;
 
   bool IsReversed() const { return reversed.end >= reversed.start; }
 
@@ -67,8 +69,10 @@ constexpr NodeClass kNodes[] = {{NodeType::kSource, &MakeSource<CVideoStreamer>}
 class Chain {
  public:
   explicit Chain(const Timing& timing) : timing_(timing) {
-    const int32_t ids[] = {0, 2, 5, 6, 7};
-    render_->BuildChain(ids, 5);
+    std::vector<int32_t> ids{0, 2};
+    if (timing.hasRateNode) ids.push_back(5);
+    ids.insert(ids.end(), {6, 7});
+    render_->BuildChain(ids.data(), static_cast<int32_t>(ids.size()));
     const KivSize size{64, 48};
     Send(CommandId::SetSourceFrameRate, &timing.from);
     Send(CommandId::SetRenderFrameRate, &timing.to);
@@ -128,7 +132,8 @@ void ExpectPlays(const Timing& timing, int32_t pullEvery) {
   SCOPED_TRACE(testing::Message() << timing.from.numerator << " to " << timing.to.numerator
                                   << " at " << timing.speed.numerator << "/"
                                   << timing.speed.denominator << " reversed to "
-                                  << timing.reversed.end << ", cache " << timing.cacheFrames);
+                                  << timing.reversed.end << ", cache " << timing.cacheFrames
+                                  << (timing.hasRateNode ? "" : ", no rate node"));
   Chain chain(timing);
   const int32_t total = timing.Total();
   chain.Seek(0);
@@ -139,6 +144,21 @@ void ExpectPlays(const Timing& timing, int32_t pullEvery) {
   for (int32_t frame = total - 1; frame > 0; --frame) {
     chain.Skip(-1);
     if (frame % pullEvery == 1) chain.Expect();
+  }
+  // Past both ends and back, in strides that miss them.
+  int32_t at = 0;
+  for (const int32_t target :
+       {3, -1, 0, 1, -4, 2, total - 1, total, total - 2, total + 5, total - 1, -7, total / 2}) {
+    chain.Skip(target - at);
+    at = target;
+    if (at >= 0 && at < total) chain.Expect();
+  }
+  for (const int32_t stride : {1, -1}) {
+    for (int32_t i = 0; i < total + 9; ++i) {
+      chain.Skip(stride);
+      at += stride;
+      if (at >= 0 && at < total && i % pullEvery == 0) chain.Expect();
+    }
   }
   // In 9 frames of any speed, steps have taken over from what the seek found.
   constexpr int32_t kRollIn = 9;
@@ -172,6 +192,18 @@ TEST(Mapping, EveryCombinationHoldsForwardsBackwardsAndAfterSeeks) {
             if (testing::Test::HasFailure()) return;
           }
         }
+      }
+    }
+  }
+}
+
+TEST(Mapping, EveryChainWithoutARateNodeHoldsAsWell) {
+  const test::NoTween none;
+  for (const KivRational& speed : kSpeeds) {
+    for (const KivRange& reversed : {KivRange{0, -1}, {0, kFrames - 1}, {15, 30}}) {
+      for (const int32_t cacheFrames : {0, 4, 20}) {
+        ExpectPlays({k25, k25, speed, reversed, cacheFrames, false}, 1);
+        if (testing::Test::HasFailure()) return;
       }
     }
   }

@@ -134,6 +134,33 @@ TEST(VideoShifter, HostileSpeedsNeitherHangNorOverflow) {
   }
 }
 
+// However far a skip goes, or wherever other settings left the upstream.
+TEST(VideoShifter, FarSkipsSeekAndEndWhereSteppingEnds) {
+  test::FakeTween tween;
+  for (const KivRational& speed : {KivRational{1, 2}, {2, 5}, {4, 5}, {3, 2}, {7, 1}}) {
+    for (const int32_t far : {100'001, -90'000, 300'000'000}) {
+      Shifter shifter(speed);
+      shifter.source->shownScale = 1;
+      shifter.From(100'000, 2);
+      shifter.source->log.Take();
+      const Frames shown = test::Play(*shifter.node, 1, far);
+      EXPECT_GT(40u, shifter.source->log.Take().size()) << far;
+      Shifter stepping(speed);
+      stepping.source->shownScale = 1;
+      EXPECT_EQ(shown[0], stepping.From(99'952 + far, 50).back())
+          << speed.numerator << "/" << speed.denominator << " by " << far;
+    }
+    for (const int32_t astray : {INT32_MIN, -2'000'000, INT32_MAX}) {
+      Shifter shifter(speed);
+      shifter.From(100, 2);
+      shifter.source->position = astray;
+      shifter.source->log.Take();
+      test::Play(*shifter.node, 1, astray < 0 ? 1 : -1);
+      EXPECT_GT(40u, shifter.source->log.Take().size()) << astray;
+    }
+  }
+}
+
 struct Bags {
   HRESULT Initialize(Shifter& shifter) const {
     return shifter.node->Initialize(settings.Reference(), info.Reference());

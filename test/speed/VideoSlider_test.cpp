@@ -19,12 +19,13 @@ struct Slider : test::NodeOnFake<CVideoSlider> {
 
 TEST(VideoSlider, SeeksTheNearestSourceFrame) {
   constexpr int32_t kMost = INT32_MAX;
+  // Rates that are none leave both at 25.
   const struct {
     KivRational from, to;
     int32_t frame, upstream;
-  } cases[] = {{k25, {50, 1}, 3, 2},   {{50, 1}, k25, 1, 2},       {k25, {24, 1}, 12, 13},
-               {kFilm, k25, 10, 12},   {k25, {0, 1}, 0, 0},        {k25, {0, 1}, 5, kMost},
-               {{-25, 1}, k25, 5, -4}, {k25, {1, kMost}, 9, kMost}};
+  } cases[] = {{k25, {50, 1}, 3, 2},  {{50, 1}, k25, 1, 2}, {k25, {24, 1}, 12, 13},
+               {kFilm, k25, 10, 12},  {k25, {0, 1}, 0, 0},  {k25, {0, 1}, 5, 5},
+               {{-25, 1}, k25, 5, 5}, {k25, {1, 0}, 5, 5},  {k25, {1, kMost}, 9, kMost}};
   for (const auto& c : cases) {
     Slider slider(c.from, c.to);
     int32_t reached = -7;
@@ -84,8 +85,45 @@ TEST(VideoSlider, HostileRatesNeitherHangNorOverflow) {
     for (const int32_t count : {1, -1, INT32_MAX, INT32_MIN, INT32_MAX}) {
       EXPECT_EQ(S_OK, slider.node->Skip(count, nullptr));
     }
-    EXPECT_LE(slider.source->position, 60);
-    EXPECT_GE(slider.source->position, 0);
+    // The last skip led far beyond the end.
+    const int32_t shown = test::NumberIn(slider.node->GetCurrentFrame(nullptr));
+    EXPECT_EQ(rate.numerator == INT64_MAX ? 0 : 50, shown);
+    EXPECT_GT(100u, slider.source->log.Take().size());
+  }
+}
+
+// A source without a decoder has no end: its times grow with every index.
+TEST(VideoSlider, FarSkipsSeekAndEndWhereSteppingEnds) {
+  for (const KivRational& to : {k25, kFilm, KivRational{60, 1}, KivRational{7, 1}}) {
+    Slider slider(k25, to);
+    slider.node->Seek(0, nullptr, 0);
+    for (const int32_t far : {9000, -8500, 1'000'000, -1'000'000, INT32_MAX, INT32_MIN}) {
+      slider.source->log.Take();
+      slider.node->Skip(far, nullptr);
+      EXPECT_GT(40u, slider.source->log.Take().size()) << to.numerator << " by " << far;
+      if (std::abs(int64_t{far}) > 1'000'000) continue;
+      const int32_t shown = slider.source->position;
+      Slider stepping(k25, to);
+      stepping.node->Seek(slider.node->GetPosition(nullptr) - 5, nullptr, 0);
+      for (int i = 0; i < 5; ++i) stepping.node->Skip(1, nullptr);
+      EXPECT_EQ(stepping.source->position, shown) << to.numerator << " by " << far;
+    }
+  }
+}
+
+// The upstream was left far away by other settings: no step goes after it one by one.
+TEST(VideoSlider, AnUpstreamFarFromThePositionIsSought) {
+  for (const int32_t astray : {INT32_MAX, 2'000'000, -2'000'000, INT32_MIN}) {
+    for (const int32_t step : {1, -1}) {
+      Slider slider(k25, k25);
+      slider.node->Seek(100, nullptr, 0);
+      slider.source->position = astray;
+      slider.source->log.Take();
+      slider.node->Skip(step, nullptr);
+      EXPECT_GT(10'000u, slider.source->log.Take().size());
+      if (step > 0 && astray > 0) continue;  // it stands behind what is wanted already
+      EXPECT_EQ(100 + step, slider.source->position) << astray;
+    }
   }
 }
 

@@ -1,10 +1,13 @@
+#include <algorithm>
 #include <memory>
 #include <stdexcept>
+#include <string_view>
 
 #include "test/support/NumberedClip.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
+#include <libavcodec/bsf.h>
 #include <libavformat/avformat.h>
 #include <libavutil/display.h>
 #include <libavutil/opt.h>
@@ -31,6 +34,7 @@ struct Free {
   void operator()(AVPacket* packet) const { av_packet_free(&packet); }
   void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
   void operator()(SwsContext* context) const { sws_freeContext(context); }
+  void operator()(AVBSFContext* context) const { av_bsf_free(&context); }
   void operator()(AVFormatContext* context) const {
     if (context->pb) avio_closep(&context->pb);
     avformat_free_context(context);
@@ -54,6 +58,17 @@ void Set(void* object, const char* name, const std::string& value) {
   if (!value.empty()) av_opt_set(object, name, value.c_str(), AV_OPT_SEARCH_CHILDREN);
 }
 
+// The text that libx264 puts into its first packet.
+void PatchBuild(AVPacket* packet, int build) {
+  constexpr std::string_view kMark = "x264 - core ";
+  uint8_t* const end = packet->data + packet->size;
+  uint8_t* const found = std::search(packet->data, end, kMark.begin(), kMark.end());
+  if (found == end) return;
+  for (uint8_t* digit = found + kMark.size() + 3; digit-- > found + kMark.size(); build /= 10) {
+    *digit = static_cast<uint8_t>('0' + build % 10);
+  }
+}
+
 class Encoder {
  public:
   Encoder(const ClipRecipe& recipe, const std::string& path) : recipe_(recipe) {
@@ -62,7 +77,11 @@ class Encoder {
     format_.reset(format);
     OpenVideo();
     if (!recipe.audioCodec.empty()) OpenAudio();
-    Check(avio_open(&format_->pb, path.c_str(), AVIO_FLAG_WRITE), "opening " + path);
+    AVDictionary* options = nullptr;
+    av_dict_set_int(&options, "seekable", recipe.streamed ? 0 : -1, 0);
+    Check(avio_open2(&format_->pb, path.c_str(), AVIO_FLAG_WRITE, nullptr, &options),
+          "opening " + path);
+    av_dict_free(&options);
     Set(format, "movflags", recipe.movflags);
     Set(format, "update", "1");  // of a picture file: it is no pattern
     if (recipe.startMilliseconds < 0) Set(format, "avoid_negative_ts", "disabled");
@@ -94,9 +113,31 @@ class Encoder {
     Check(avcodec_open2(encoder, nullptr, nullptr), "opening an encoder");
     AVStream* const stream = Need(avformat_new_stream(format_.get(), nullptr), "memory");
     Check(avcodec_parameters_from_context(stream->codecpar, encoder), "parameters");
+    if (encoder->codec_type == AVMEDIA_TYPE_VIDEO) FilterParameters(*encoder, stream->codecpar);
     stream->time_base = encoder->time_base;
     stream->avg_frame_rate = encoder->framerate;
     return stream;
+  }
+
+  void FilterParameters(const AVCodecContext& encoder, AVCodecParameters* parameters) {
+    if (recipe_.packetFilter.empty()) return;
+    AVBSFContext* filter = nullptr;
+    Check(av_bsf_list_parse_str(recipe_.packetFilter.c_str(), &filter), "packet filter");
+    filter_.reset(filter);
+    Check(avcodec_parameters_copy(filter_->par_in, parameters), "parameters");
+    filter_->time_base_in = encoder.time_base;
+    Check(av_bsf_init(filter_.get()), "packet filter");
+    Check(avcodec_parameters_copy(parameters, filter_->par_out), "parameters");
+  }
+
+  // False when the filter drops the packet. None in use makes more of one.
+  bool Refine(AVPacket* packet) {
+    if (recipe_.x264Build > 0) PatchBuild(packet, recipe_.x264Build);
+    if (!filter_) return true;
+    Check(av_bsf_send_packet(filter_.get(), packet), "packet filter");
+    const int received = av_bsf_receive_packet(filter_.get(), packet);
+    if (received != AVERROR(EAGAIN)) Check(received, "packet filter");
+    return received >= 0;
   }
 
   AVRational FrameLength() const {
@@ -130,7 +171,9 @@ class Encoder {
   void SetCodecOptions(AVCodecContext* video) const {
     const std::string gop = std::to_string(recipe_.gop);
     const std::string groups = "keyint=" + gop + ":min-keyint=" + gop + ":scenecut=0:b-adapt=0" +
-                               ":open-gop=" + (recipe_.openGop ? "1" : "0");
+                               ":open-gop=" + (recipe_.openGop ? "1" : "0") +
+                               (recipe_.encoderParameters.empty() ? "" : ":") +
+                               recipe_.encoderParameters;
     if (recipe_.codec == "libx264") {
       Set(video, "preset", "veryfast");
       Set(video, "x264-params", groups);
@@ -188,6 +231,10 @@ class Encoder {
     frame->format = video_->pix_fmt;
     frame->pts = TimeOf(number);
     Check(av_frame_get_buffer(frame.get(), 0), "memory");
+    if (video_->pix_fmt == AV_PIX_FMT_PAL8) {
+      Paint(bgra, number, frame.get());
+      return Drain(video_.get(), frame.get(), videoStream_);
+    }
     scaler_.reset(
         Need(sws_getCachedContext(scaler_.release(), frame->width, frame->height, AV_PIX_FMT_BGRA,
                                   frame->width, frame->height, video_->pix_fmt, SWS_BILINEAR,
@@ -197,6 +244,22 @@ class Encoder {
     const int strides[] = {frame->width * 4};
     sws_scale(scaler_.get(), planes, strides, 0, frame->height, frame->data, frame->linesize);
     Drain(video_.get(), frame.get(), videoStream_);
+  }
+
+  // Greys, which the new palette has in the opposite order.
+  void Paint(const std::vector<uint8_t>& bgra, int number, AVFrame* frame) const {
+    const bool reversed = recipe_.newPaletteAt > 0 && number >= recipe_.newPaletteAt;
+    auto* const palette = reinterpret_cast<uint32_t*>(frame->data[1]);
+    for (uint32_t i = 0; i < 256; ++i) {
+      palette[i] = 0xFF000000U | 0x010101U * (reversed ? 255 - i : i);
+    }
+    for (int y = 0; y < frame->height; ++y) {
+      for (int x = 0; x < frame->width; ++x) {
+        const uint8_t grey = bgra[4 * static_cast<size_t>(y * frame->width + x)];
+        frame->data[0][y * frame->linesize[0] + x] =
+            reversed ? static_cast<uint8_t>(255 - grey) : grey;
+      }
+    }
   }
 
   void EncodeAudio() {
@@ -221,6 +284,7 @@ class Encoder {
       if (packet->duration == 0 && encoder == video_.get()) {
         packet->duration = DurationAt(packet->pts);
       }
+      if (encoder == video_.get() && !Refine(packet.get())) continue;
       av_packet_rescale_ts(packet.get(), encoder->time_base, stream->time_base);
       Check(av_interleaved_write_frame(format_.get(), packet.get()), "writing");
     }
@@ -231,6 +295,7 @@ class Encoder {
   Held<AVCodecContext> video_;
   Held<AVCodecContext> audio_;
   Held<SwsContext> scaler_;
+  Held<AVBSFContext> filter_;
   AVStream* videoStream_ = nullptr;
   AVStream* audioStream_ = nullptr;
   int64_t audioSamples_ = 0;

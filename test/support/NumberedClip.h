@@ -29,6 +29,15 @@ struct ClipRecipe {
   int rotation = 0;  // degrees clockwise when shown
   bool mirrored = false;
   std::string movflags = {};
+  // Further parameters of libx264 and libx265, "name=value:name=value".
+  std::string encoderParameters = {};
+  // The build that libx264 says it is; 0 leaves it the truth.
+  int x264Build = 0;
+  // A filter of the packets with its options, as on FFmpeg's command line.
+  std::string packetFilter = {};
+  // A picture with a palette has another one from this frame on; 0 has one palette.
+  int newPaletteAt = 0;
+  bool streamed = false;  // written as into a pipe: nothing is entered afterwards
 
   friend bool operator==(const ClipRecipe&, const ClipRecipe&) = default;
 };

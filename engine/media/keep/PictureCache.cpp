@@ -1,6 +1,7 @@
 #include "engine/media/keep/PictureCache.h"
 
 #include <algorithm>
+#include <system_error>
 
 #include "engine/base/Boundary.h"
 #include "kiv/platform/Logger.h"
@@ -78,7 +79,7 @@ HRESULT PictureCache::At(int64_t frame, const AVFrame** picture) {
 
 // Somewhere in the middle the first picture is shown before the rest of its group is cared for.
 bool PictureCache::AsksForFillLocked(int64_t frame) const {
-  if (!pattern_.AsksForFill() || !planner_.CanFill(store_)) return false;
+  if (threadRefused_ || !pattern_.AsksForFill() || !planner_.CanFill(store_)) return false;
   return pattern_.IsConfirmed() || planner_.IsNearEnd(frame);
 }
 
@@ -94,10 +95,20 @@ HRESULT PictureCache::Hand(const KeptPicture& kept, const AVFrame** picture) {
   return S_OK;
 }
 
+bool PictureCache::StartWorker() {
+  try {
+    worker_ = std::thread(&PictureCache::Work, this);
+  } catch (const std::system_error& error) {
+    KIV_LOG(LogLevel::kFailure, L"PictureCache: nothing is decoded ahead: %hs", error.what());
+    threadRefused_ = true;
+  }
+  return !threadRefused_;
+}
+
 // Null when the thread cannot provide it.
 std::shared_ptr<const KeptPicture> PictureCache::WaitForFill(std::unique_lock<std::mutex>& lock,
                                                              int64_t frame) {
-  if (!worker_.joinable()) worker_ = std::thread(&PictureCache::Work, this);
+  if (!worker_.joinable() && !StartWorker()) return nullptr;
   wanted_ = frame;
   store_.Changed().notify_all();
   store_.Changed().wait(lock, [&] { return wanted_ != frame || store_.HasLocked(frame); });

@@ -49,6 +49,8 @@ class KIV_ENGINE_API PictureCache {
  private:
   bool AsksForFillLocked(int64_t frame) const;
   HRESULT Hand(const KeptPicture& kept, const AVFrame** picture);
+  // False when the system refuses a thread.
+  bool StartWorker();
   std::shared_ptr<const KeptPicture> WaitForFill(std::unique_lock<std::mutex>& lock, int64_t frame);
   HRESULT ReadDirectly(std::unique_lock<std::mutex>& lock, int64_t frame, const AVFrame** picture);
   HRESULT ReadAlone(int64_t frame);
@@ -81,6 +83,7 @@ class KIV_ENGINE_API PictureCache {
   int64_t fruitlessAfter_ = -1;  // nothing to be gained until there are more reads than these
   int64_t fromMemory_ = 0;
   bool ending_ = false;
+  bool threadRefused_ = false;  // everything is read by the caller
   std::thread worker_;
 };
 

@@ -1,23 +1,29 @@
 // Every frame of a video stream: its time, its duration, its key mark and where decoding starts.
 //
-// The packets are read once. A file of moderate size is read when it is opened; of a larger one only
-// as far as anybody asked, and until then the number of frames is what the container says.
+// All packets are read once, when the file is opened. Only of a large file whose container lists
+// every frame, at a steady rate, the rest is read as far as anybody asked.
+//
+// Frames are numbered by their stamps. Where those repeat or go back, as in streams that were put one
+// behind the other, the order is that in which the decoder gives the pictures out.
 //
 // Units:    time int64 in 100 ns from the first shown frame; frames are numbered in the order of
 //           display, packets in the order of decoding.
 // Owns:     the input it reads packets from, until it has read the last one.
 // Threads:  any. It is shared by the decoders of a stream.
 // Locks:    one, innermost.
-// Errors:   E_UNSUPPORTED for a stream without frames. Storage that cannot be had is thrown.
+// Errors:   E_UNSUPPORTED for a stream without frames, E_ABORT when reading was given up. Storage
+//           that cannot be had is thrown.
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
 
 #include "engine/media/read/MediaInput.h"
 #include "engine/media/read/PacketTable.h"
+#include "engine/media/read/PaletteTrack.h"
 #include "engine/media/read/TimeGrid.h"
 
 namespace kiv {
@@ -34,10 +40,16 @@ struct FrameRoute {
   int32_t target = 0;
 };
 
+struct IndexReading {
+  // Up to this size a file is read whole even if its container lists the frames: in about a second.
+  int64_t bytesAtOnce = int64_t{256} << 20;
+  // Told now and then how many bytes of how many are read; false gives up. May be empty.
+  std::function<bool(int64_t, int64_t)> progress = {};
+};
+
 class KIV_ENGINE_API FrameIndex {
  public:
-  // A file up to `bytesAtOnce` is read whole at once.
-  static HRESULT Open(std::unique_ptr<MediaInput> input, int stream, int64_t bytesAtOnce,
+  static HRESULT Open(std::unique_ptr<MediaInput> input, int stream, const IndexReading& reading,
                       std::shared_ptr<FrameIndex>* index);
 
   // True when the stamps are of no use: frames then have numbers in the order they come out of the
@@ -46,7 +58,7 @@ class KIV_ENGINE_API FrameIndex {
   KivRational Rate() const;
   bool IsConstantRate() const;
   int64_t FrameCount() const;
-  // The time at which the last frame ends, as far as that is known without reading further.
+  // The time at which the last frame ends.
   int64_t Duration() const;
   int32_t KeyCount() const;
   // The same index moved into the clip.
@@ -57,10 +69,14 @@ class KIV_ENGINE_API FrameIndex {
   // `frame` lies in the clip.
   FrameRoute RouteTo(int64_t frame);
   int32_t KeyBefore(int32_t packet) const;
+  // The packet to start from so that everything from key packet `key` on is right.
+  int32_t StartFor(int32_t key) const;
   FramePacket Packet(int32_t packet) const;
   // -1 for packets that show nothing.
   int32_t FrameOf(int32_t packet);
   std::optional<int32_t> Find(const AVPacket& packet) const;
+  // Adds what the container told before `number`, the packet's, and a decoder that starts there needs.
+  void Equip(int32_t number, AVPacket* packet) const;
 
   bool StartsInsideGroup() const;
   // The first picture that could be decoded was the one of `packet`.
@@ -71,12 +87,16 @@ class KIV_ENGINE_API FrameIndex {
  private:
   FrameIndex(std::unique_ptr<MediaInput> input, int stream);
 
-  HRESULT Prepare(int64_t bytesAtOnce);
+  HRESULT Prepare(const IndexReading& reading);
+  HRESULT ReadAllLocked(const IndexReading& reading);
   bool ReadPacketsLocked(int32_t count);
-  void SettleLocked();
+  bool SettleListedLocked(const IndexReading& reading);
+  HRESULT SettleAllLocked();
+  void SettleByOutputLocked(const std::string& path);
+  void FindRateLocked();
+  StampUnits UnitsLocked() const;
   void CheckGridLocked(int32_t firstNew);
   void EnsureFrameLocked(int64_t frame);
-  int64_t EstimatedCount() const;
   int64_t CountLocked() const;
   int64_t StartLocked(int64_t frame) const;
   int64_t LastDurationLocked() const;
@@ -87,13 +107,17 @@ class KIV_ENGINE_API FrameIndex {
   std::unique_ptr<MediaInput> input_;  // null once everything is read
   const int stream_;
   const AVCodecID codec_;
+  const int unitLengthBytes_;  // of H.264
   AvPtr<AVPacket> packet_;
   PacketTable table_;
+  PaletteTrack palettes_;
   TimeGrid grid_;
   KivRational rate_{25, 1};
   bool constantRate_ = false;
   bool sequential_ = false;
-  int64_t estimate_ = 0;
+  bool unstamped_ = false;
+  int64_t listed_ = 0;       // frames by the container's table, while there is an input
+  int64_t longestStep_ = 0;  // in units; a larger one is a jump
   int64_t limit_ = INT64_MAX;
 };
 

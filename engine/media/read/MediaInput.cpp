@@ -7,12 +7,14 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstring>
 
 #include "kiv/platform/KivCommon.h"
 #include "kiv/platform/Logger.h"
 
 extern "C" {
 #include <libavutil/avstring.h>
+#include <libavutil/intreadwrite.h>
 #include <libavutil/mem.h>
 }
 
@@ -153,6 +155,37 @@ std::vector<int> MediaInput::AudioStreams() const {
     streams.push_back(static_cast<int>(i));
   }
   return streams;
+}
+
+// Fragments bring tables of their own, which are read as they come.
+bool MediaInput::HasFragments() const {
+  constexpr int kMostBoxes = 4096;
+  int64_t offset = 0;
+  for (int box = 0; box < kMostBoxes && offset < fileSize_; ++box) {
+    std::array<uint8_t, 16> head{};
+    if (pread(descriptor_, head.data(), head.size(), offset) < 8) return true;
+    if (std::memcmp(&head[4], "moof", 4) == 0) return true;
+    uint64_t size = AV_RB32(head.data());
+    if (size == 0) return false;  // up to the end
+    if (size == 1) size = AV_RB64(&head[8]);
+    if (size < 8 || size > static_cast<uint64_t>(fileSize_ - offset)) return size < 8;
+    offset += static_cast<int64_t>(size);
+  }
+  return offset < fileSize_;
+}
+
+std::optional<std::vector<int64_t>> MediaInput::ListedTimes(int stream) const {
+  // Other containers' tables are of key frames, or count what is no frame.
+  if (!IsFormat("mov") || HasFragments()) return std::nullopt;
+  std::vector<int64_t> times;
+  for (int i = 0; i < avformat_index_get_entries_count(Stream(stream)); ++i) {
+    const AVIndexEntry& entry = *avformat_index_get_entry(Stream(stream), i);
+    if (entry.pos > fileSize_ - entry.size) return std::nullopt;
+    if (entry.flags & AVINDEX_DISCARD_FRAME) continue;
+    if (!times.empty() && entry.timestamp <= times.back()) return std::nullopt;
+    times.push_back(entry.timestamp);
+  }
+  return times.empty() ? std::nullopt : std::optional(std::move(times));
 }
 
 void MediaInput::Select(std::span<const int> streams) {

@@ -10,6 +10,7 @@
 #include <chrono>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -43,6 +44,11 @@ class KIV_ENGINE_API MediaInput {
   // Packets of every other stream are dropped by the demuxer.
   void Select(std::span<const int> streams);
   void SelectOnly(int stream) { Select({&stream, 1}); }
+  // The times of decoding of all frames that are shown, in units of the stream, when the container
+  // holds a table of every packet in the file. They rise.
+  std::optional<std::vector<int64_t>> ListedTimes(int stream) const;
+  // How far into the file the demuxer has read.
+  int64_t Offset() const { return offset_; }
   // The next packet of `stream`; false at the end or when reading fails.
   bool ReadPacket(int stream, AVPacket* packet);
   // The next packet of any selected stream.
@@ -51,6 +57,7 @@ class KIV_ENGINE_API MediaInput {
  private:
   explicit MediaInput(const std::string& path) : path_(path) {}
 
+  bool HasFragments() const;
   HRESULT OpenFile();
   HRESULT OpenDemuxer();
   int ProbeStreams();

@@ -1,5 +1,7 @@
 #include "engine/media/read/PacketFeed.h"
 
+#include "kiv/values/Saturate.h"
+
 namespace kiv {
 namespace {
 
@@ -81,7 +83,9 @@ bool PacketFeed::SeekByTime(const FramePacket& target, int attempt) {
   int64_t stamp = display ? target.pts : target.dts;
   if (stamp == kNoStamp) return false;
   const AVRational timeBase = input_->Stream(stream_)->time_base;
-  if (attempt > 0) stamp -= av_rescale_q(int64_t{1} << attempt, {1, 1}, timeBase);
+  if (attempt > 0) {
+    stamp = SaturatingSubtract(stamp, av_rescale_q(int64_t{1} << attempt, {1, 1}, timeBase));
+  }
   return av_seek_frame(input_->Context(), stream_, stamp, AVSEEK_FLAG_BACKWARD) >= 0;
 }
 

@@ -10,11 +10,14 @@
 #include <span>
 #include <vector>
 
+#include "engine/media/read/Timeline.h"
 #include "kiv/values/Export.h"
 
 namespace kiv {
 
 constexpr int64_t kNoStamp = INT64_MIN;
+// No codec shows a picture later than so many pictures after it was decoded.
+constexpr int32_t kDeepestReorder = 16;
 
 struct FramePacket {
   int64_t pts = kNoStamp;
@@ -23,7 +26,8 @@ struct FramePacket {
   int32_t size = 0;
   int32_t duration = 0;
   bool key = false;
-  bool hidden = false;  // decoded for others, never shown
+  bool hidden = false;   // decoded for others, never shown
+  bool gradual = false;  // a key packet from which on pictures get whole part by part
 };
 
 class KIV_ENGINE_API PacketTable {
@@ -35,6 +39,14 @@ class KIV_ENGINE_API PacketTable {
   void Settle(Extent extent);
   // From now on frames are numbered as packets are: for streams without usable stamps.
   void SettleInDecodingOrder();
+  // The shown ones of `packets` get numbers as listed; their times follow where stamps do not.
+  void SettleAs(std::span<const int32_t> packets, const StampUnits& units);
+  // Once all have numbers: whether the stamps may be what gave them. Stamps that repeat say nothing
+  // of the order; such as go back, in decoding or by more than pictures are ever put off, or leap by
+  // more than `longest`, do so between streams that were joined.
+  bool HasSoundStamps(int64_t longest) const;
+  // Frames whose stamps do not follow from those before; the first frame always.
+  std::span<const int32_t> Parts() const { return parts_; }
   // Hides what would be shown before packet `first`.
   void HideBefore(int32_t first);
 
@@ -45,8 +57,9 @@ class KIV_ENGINE_API PacketTable {
   int32_t PacketOf(int32_t frame) const { return frames_[static_cast<size_t>(frame)]; }
   // -1 for a hidden packet and for one without a number yet.
   int32_t FrameOf(int32_t packet) const { return frameOf_[static_cast<size_t>(packet)]; }
-  int64_t StampOf(int32_t frame) const { return Packet(PacketOf(frame)).pts; }
-  std::vector<int64_t> Stamps(int32_t firstFrame) const;
+  // Higher than the frame's before, also where the packet's is not.
+  int64_t StampOf(int32_t frame) const { return stamps_[static_cast<size_t>(frame)]; }
+  std::span<const int64_t> Stamps(int32_t firstFrame) const;
   int32_t PacketsWithoutStamp() const { return withoutStamp_; }
 
   // The key packet to start from to decode `packet`: the last one that is neither decoded nor shown
@@ -55,6 +68,9 @@ class KIV_ENGINE_API PacketTable {
   int32_t KeyFor(int32_t packet) const;
   // The last key packet before `packet`; packet 0 when there is none.
   int32_t KeyBefore(int32_t packet) const;
+  // Where to start so that everything from key packet `key` on is right: the packet itself, or some
+  // way before a gradual one, but no further back than the last that is not.
+  int32_t StartFor(int32_t key) const;
   // The packet with the position and size of `packet` and its stamps, of which missing ones match
   // any. Nothing when it is unknown, as the rest of a packet that was cut is, or could be several.
   std::optional<int32_t> Find(const FramePacket& packet) const;
@@ -62,16 +78,22 @@ class KIV_ENGINE_API PacketTable {
   bool StartsInsideGroup() const;
 
  private:
+  void Number(int32_t packet, int64_t stamp);
+  bool IsShownBefore(int32_t packet, int32_t other) const;
   std::span<const int32_t> AtPosition(int64_t position) const;
   std::span<const int32_t> Ordered() const;
 
   std::vector<FramePacket> packets_;
-  std::vector<int32_t> frames_;   // packet of each frame
+  std::vector<int32_t> frames_;  // packet of each frame
+  std::vector<int64_t> stamps_;  // time of each frame
+  std::vector<int32_t> parts_{0};
   std::vector<int32_t> frameOf_;  // frame of each packet
   std::vector<int32_t> waiting_;  // packets without a number yet
   std::vector<int32_t> keys_;
   mutable std::vector<int32_t> byPosition_;
   int64_t lastDts_ = kNoStamp;
+  int64_t lastPts_ = kNoStamp;
+  bool reordered_ = false;  // packets are not shown in the order of decoding
   int32_t withoutStamp_ = 0;
 };
 

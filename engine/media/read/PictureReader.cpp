@@ -73,15 +73,26 @@ HRESULT PictureReader::OpenDecoder(const AVCodecParameters& parameters, AVRation
                                    const DecoderSettings& settings) {
   const AVCodec* codec = FindDecoder(parameters.codec_id, settings.name);
   if (!codec) return E_UNSUPPORTED;
-  decoder_ = HoldAv(avcodec_alloc_context3(codec));
+  expectedBytes_ = BytesOf(parameters);
+  const int threads = ThreadsFor(settings, parameters);
+  const HRESULT hr = OpenWith(*codec, parameters, timeBase, threads);
+  // The system may refuse threads: a limit for its user, or no memory for their stacks.
+  if (Succeeded(hr) || threads == 1) return hr;
+  return OpenWith(*codec, parameters, timeBase, 1);
+}
+
+HRESULT PictureReader::OpenWith(const AVCodec& codec, const AVCodecParameters& parameters,
+                                AVRational timeBase, int threads) {
+  decoder_ = HoldAv(avcodec_alloc_context3(&codec));
   if (avcodec_parameters_to_context(decoder_.get(), &parameters) < 0) return E_UNSUPPORTED;
   decoder_->pkt_timebase = timeBase;
-  decoder_->thread_count = ThreadsFor(settings, parameters);
+  decoder_->thread_count = threads;
   decoder_->max_pixels = kMaxPicturePixels;
   decoder_->opaque = NextStreamMark();
+  // Or columns that the stream cuts off on the left would stay where no vector begins behind them.
+  decoder_->flags |= AV_CODEC_FLAG_UNALIGNED;
   UseSlabsForPictures(decoder_.get());
-  expectedBytes_ = BytesOf(parameters);
-  return avcodec_open2(decoder_.get(), codec, nullptr) < 0 ? E_UNSUPPORTED : S_OK;
+  return avcodec_open2(decoder_.get(), &codec, nullptr) < 0 ? E_UNSUPPORTED : S_OK;
 }
 
 HRESULT PictureReader::At(int64_t frame, const AVFrame** picture) {
@@ -122,9 +133,9 @@ HRESULT PictureReader::At(int64_t frame, const ReadSpan& span, const AVFrame** p
 
 bool PictureReader::Reach(int64_t frame) {
   const FrameRoute route = index_->RouteTo(frame);
-  bool reached = CanRunOnTo(route, frame) ? RunTo(frame) : StartAt(route.key) && RunTo(frame);
+  int32_t from = index_->StartFor(route.key);
+  bool reached = CanRunOnTo(route, frame) ? RunTo(frame) : StartAt(from) && RunTo(frame);
   if (reached && !IsLostNearStart(route, frame)) return true;
-  int32_t from = route.key;
   for (int i = 0; startedAt_ > 0 && i < kEarlierKeys && MayTryAgain(); ++i) {
     from = index_->KeyBefore(from);
     reached = StartAt(from) && RunTo(frame);
@@ -157,7 +168,21 @@ bool PictureReader::CanRunOnTo(const FrameRoute& route, int64_t frame) const {
   return route.key <= feed_->Position();
 }
 
+// Some of what a decoder goes by stands in the stream's first packet only, as the encoder's version
+// does whose mistakes the decoder repeats. It outlives a flush. Damage in that packet is no matter:
+// playing from the start meets it too.
+void PictureReader::Prime(int32_t start) {
+  if (primed_) return;
+  primed_ = true;
+  if (start == 0 || !feed_->MoveTo(0)) return;
+  AVPacket* const first = feed_->Next();
+  if (!first) return;
+  first->pts = first->dts = 0;
+  if (avcodec_send_packet(decoder_.get(), first) == AVERROR(ENOMEM)) throw std::bad_alloc();
+}
+
 bool PictureReader::StartAt(int32_t packet) {
+  Prime(packet);
   avcodec_flush_buffers(decoder_.get());
   av_frame_unref(next_.get());
   av_frame_unref(shown_.get());
@@ -225,6 +250,7 @@ void PictureReader::SendNext(int64_t wanted) {
     avcodec_send_packet(decoder_.get(), nullptr);
     return;
   }
+  if (number == startedAt_) index_->Equip(number, packet);
   packet->pts = packet->dts = number;
   const bool passedOver = IsPassedOver(number, wanted);
   decoder_->skip_frame = passedOver ? AVDISCARD_NONREF : AVDISCARD_DEFAULT;

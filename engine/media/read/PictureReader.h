@@ -2,7 +2,8 @@
 //
 // The decoder runs on from where it stands when the wanted frame lies ahead in the same group of
 // pictures, and starts at the group's key packet otherwise. Packets are tagged with their number, so
-// what comes out is known by that and by nothing else.
+// what comes out is known by that and by nothing else. A decoder that starts elsewhere has seen the
+// stream's first packet before, and gets the palette in force there.
 //
 // Units:    frame numbers in the order of display, from 0.
 // Owns:     its decoder, its packets and the last picture that came out.
@@ -26,7 +27,7 @@
 namespace kiv {
 
 struct DecoderSettings {
-  // 0 takes as many as suit the machine.
+  // 0 takes as many as suit the machine; one will do where the system refuses more.
   int threads = 0;
   // A decoder asked for by name; empty takes the codec's own.
   std::string name;
@@ -69,11 +70,14 @@ class KIV_ENGINE_API PictureReader {
  private:
   enum class Outcome { kPicture, kEnd };
 
+  HRESULT OpenWith(const AVCodec& codec, const AVCodecParameters& parameters, AVRational timeBase,
+                   int threads);
   bool Holds(int64_t frame) const;
   bool Reach(int64_t frame);
   bool IsLostNearStart(const FrameRoute& route, int64_t frame) const;
   bool MayTryAgain() const;
   bool CanRunOnTo(const FrameRoute& route, int64_t frame) const;
+  void Prime(int32_t start);
   bool StartAt(int32_t packet);
   bool RunTo(int64_t frame);
   bool TakeOutput(int64_t frame);
@@ -97,6 +101,7 @@ class KIV_ENGINE_API PictureReader {
   AvPtr<AVFrame> next_;
   int64_t nextFrame_ = -1;
 
+  bool primed_ = false;   // the decoder has seen the stream's first packet
   bool running_ = false;  // the decoder has been started
   bool feeding_ = false;  // packets are left to send
   bool drained_ = false;  // everything has come out

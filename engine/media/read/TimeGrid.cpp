@@ -79,6 +79,10 @@ int64_t TimeGrid::Ticks(int64_t units) const {
   return static_cast<int64_t>(ticks);
 }
 
+int64_t TimeGrid::UnitsIn(double seconds) const {
+  return std::max<int64_t>(1, SaturateToInt64(seconds / timeBase_.ToDouble() + 0.5));
+}
+
 KivRational TimeGrid::Announced() const {
   return hints_.empty() ? KivRational{25, 1} : SnapRate(hints_.front());
 }
@@ -130,6 +134,19 @@ KivRational TimeGrid::Fit(std::span<const int64_t> stamps) const {
     if (Fits(stamps, 0, stamps.front(), rate)) return rate;
   }
   return {0, 1};
+}
+
+KivRational TimeGrid::FitParts(std::span<const int64_t> stamps,
+                               std::span<const int32_t> parts) const {
+  KivRational rate{0, 1};
+  for (size_t i = 0; i < parts.size(); ++i) {
+    const auto first = static_cast<size_t>(parts[i]);
+    const size_t end = i + 1 < parts.size() ? static_cast<size_t>(parts[i + 1]) : stamps.size();
+    const std::span<const int64_t> part = stamps.subspan(first, end - first);
+    if (i == 0) rate = Fit(part);
+    if (rate.numerator <= 0 || !Fits(part, 0, part.front(), rate)) return {0, 1};
+  }
+  return rate;
 }
 
 }  // namespace kiv

@@ -32,12 +32,16 @@ class KIV_ENGINE_API TimeGrid {
   // Whether `stamps`, which begin with frame `firstIndex`, lie on the grid that starts at `origin`.
   bool Fits(std::span<const int64_t> stamps, int64_t firstIndex, int64_t origin,
             const KivRational& rate) const;
+  // The same for stamps that begin anew at each of `parts`, the numbers of their first frames.
+  KivRational FitParts(std::span<const int64_t> stamps, std::span<const int32_t> parts) const;
   // Frames per second on the whole. `lastDuration` in units may be 0.
   KivRational Average(std::span<const int64_t> stamps, int64_t lastDuration) const;
   // The best guess without any stamps.
   KivRational Announced() const;
   // 100 ns ticks of a count of units, truncated.
   int64_t Ticks(int64_t units) const;
+  // The nearest count of units, at least 1.
+  int64_t UnitsIn(double seconds) const;
 
  private:
   std::vector<KivRational> Candidates(double measured) const;

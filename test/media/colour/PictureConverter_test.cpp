@@ -57,6 +57,21 @@ FramePtr MakePicture(AVPixelFormat format, int width, int height, const std::vec
   return frame;
 }
 
+// Samples of 0 to 255 that differ from their neighbours.
+FramePtr MakePattern(AVPixelFormat format, int width, int height) {
+  FramePtr frame = MakePicture(format, width, height, {});
+  const AVPixFmtDescriptor& form = *av_pix_fmt_desc_get(format);
+  for (int component = 0; component < form.nb_components; ++component) {
+    const bool chroma = component == 1 || component == 2;
+    for (int y = 0; y < (chroma ? AV_CEIL_RSHIFT(height, form.log2_chroma_h) : height); ++y) {
+      for (int x = 0; x < (chroma ? AV_CEIL_RSHIFT(width, form.log2_chroma_w) : width); ++x) {
+        PutSample(frame.get(), component, x, y, (x * 7 + y * 13 + component * 50) & 255);
+      }
+    }
+  }
+  return frame;
+}
+
 struct Bgra {
   double b, g, r;
 };
@@ -195,6 +210,25 @@ TEST(PictureConverter, ChromaIsInterpolatedWhereItLies) {
       const double cr = 96 + x / 2.0 + 2 * ((y - 0.5) / 2.0);
       ASSERT_NEAR(128 + 1.402 * (cr - 128), got[static_cast<size_t>((y * 64 + x) * 4 + 2)], 0.7)
           << x << ',' << y;
+    }
+  }
+}
+
+// A stream's header may cut off columns, so that rows begin anywhere.
+TEST(PictureConverter, RowsMayBeginAnywhere) {
+  for (const AVPixelFormat format :
+       {AV_PIX_FMT_YUV420P, AV_PIX_FMT_YUV422P, AV_PIX_FMT_YUV444P, AV_PIX_FMT_YUV420P10LE,
+        AV_PIX_FMT_NV12, AV_PIX_FMT_P010LE, AV_PIX_FMT_GRAY8, AV_PIX_FMT_GBRP, AV_PIX_FMT_YUVA420P,
+        AV_PIX_FMT_YUV440P, AV_PIX_FMT_YUV411P, AV_PIX_FMT_YUV444P16LE, AV_PIX_FMT_RGB24}) {
+    for (const size_t left : {size_t{4}, size_t{12}, size_t{20}, size_t{36}}) {
+      SCOPED_TRACE(av_get_pix_fmt_name(format) + (" " + std::to_string(left)));
+      const FramePtr cut = MakePattern(format, 136, 24);
+      cut->crop_left = left;
+      ASSERT_EQ(0, av_frame_apply_cropping(cut.get(), AV_FRAME_CROP_UNALIGNED));
+      const FramePtr copy = MakePicture(format, cut->width, cut->height, {});
+      ASSERT_EQ(0, av_frame_copy(copy.get(), cut.get()));
+      EXPECT_EQ(Convert(*copy, copy->width, 24), Convert(*cut, copy->width, 24));
+      EXPECT_EQ(Convert(*copy, 50, 11), Convert(*cut, 50, 11));
     }
   }
 }

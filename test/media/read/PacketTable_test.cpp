@@ -41,6 +41,46 @@ TEST(PacketTable, NumbersFramesInTheOrderOfDisplayAndFindsTheirKeys) {
   }
 }
 
+TEST(PacketTable, StartsTwoRenewalsBeforeOneByParts) {
+  PacketTable inOrder;
+  PacketTable reordered;
+  for (int32_t number = 0; number < 500; ++number) {
+    FramePacket packet = Packet(number, number, number % 10 == 0);
+    packet.gradual = packet.key && number != 0 && number != 150;
+    inOrder.Append(packet);
+    packet.pts += number % 2 == 0 ? 2 : 0;
+    reordered.Append(packet);
+  }
+  const struct {
+    int32_t key, inOrder, reordered;
+  } cases[] = {{0, 0, 0},       {10, 0, 0},      {20, 0, 0},      {30, 10, 0},    {150, 150, 150},
+               {160, 150, 150}, {170, 150, 150}, {180, 160, 150}, {490, 470, 190}};
+  for (const auto& c : cases) {
+    EXPECT_EQ(c.inOrder, inOrder.StartFor(c.key)) << c.key;
+    EXPECT_EQ(c.reordered, reordered.StartFor(c.key)) << c.key;
+  }
+}
+
+// The same groups twice, one behind the other, as their pictures come out.
+TEST(PacketTable, TakesTheOrderThatItIsGivenWhereStampsBeginAnew) {
+  PacketTable table = OpenGroups();
+  table.Settle(PacketTable::Extent::kComplete);
+  EXPECT_TRUE(table.HasSoundStamps(1000));
+  EXPECT_FALSE(table.HasSoundStamps(0)) << "every step is too long";
+  for (int32_t packet = 0; packet < 8; ++packet) table.Append(FramePacket(table.Packet(packet)));
+  table.Settle(PacketTable::Extent::kComplete);
+  EXPECT_FALSE(table.HasSoundStamps(1000));
+  const int32_t order[] = {0, 2, 3, 1, 5, 6, 4, 7, 8, 10, 11, 9, 13, 14, 12, 15};
+  const int32_t keys[] = {0, 0, 0, 0, 4, 0, 0, 4, 8, 8, 8, 8, 12, 8, 8, 12};
+  table.SettleAs(order, {1, 1, 1000});
+  ASSERT_EQ(16, table.FrameCount());
+  for (int32_t frame = 0; frame < 16; ++frame) {
+    EXPECT_EQ(order[frame], table.PacketOf(frame));
+    EXPECT_EQ(frame, table.StampOf(frame));
+    EXPECT_EQ(keys[frame], table.KeyFor(frame));
+  }
+}
+
 TEST(PacketTable, FindsPacketsByWhereTheyLieAndHowLongTheyAre) {
   PacketTable table = OpenGroups();
   FramePacket wanted = Packet(6, 3);
