@@ -48,8 +48,10 @@ constexpr int64_t EarliestStartFor(int64_t rated, double rate) {
   constexpr double kHalfSecond = 5'000'000.0;
   const int64_t half = SaturateToInt64(kHalfSecond / rate);
   const auto scaled = static_cast<double>(rated * kTicksPerSecond);
+  const int64_t start = SaturateToInt64(scaled / rate);
+  if (start == INT64_MAX) return start;  // beyond all times, and so is half a frame before
   int64_t earliest = 0;
-  const bool isBeyond = __builtin_sub_overflow(SaturateToInt64(scaled / rate), half, &earliest);
+  const bool isBeyond = __builtin_sub_overflow(start, half, &earliest);
   if (!isBeyond) return earliest;
   return half > 0 ? INT64_MIN : INT64_MAX;
 }

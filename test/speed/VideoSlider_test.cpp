@@ -1,5 +1,8 @@
 #include "kiv/speed/VideoSlider.h"
 
+#include <algorithm>
+#include <utility>
+
 #include "test/speed/SpeedFixture.h"
 
 namespace {
@@ -108,6 +111,23 @@ TEST(VideoSlider, FarSkipsSeekAndEndWhereSteppingEnds) {
       for (int i = 0; i < 5; ++i) stepping.node->Skip(1, nullptr);
       EXPECT_EQ(stepping.source->position, shown) << to.numerator << " by " << far;
     }
+  }
+}
+
+// 5,000 frames of 100 ms, then 5,000 of 10 ms: the mean rate says little of where a time lies.
+TEST(VideoSlider, FarSkipsGoByTheTimesOfUnevenFrames) {
+  Slider slider({200, 11}, k25);
+  slider.source->lastFrame = 9999;
+  slider.source->timeAt = [](int32_t index) {
+    const int64_t slow = std::min(index, 5000), fast = std::max(index - 5000, 0);
+    return slow * 1'000'000 + fast * 100'000;
+  };
+  slider.node->Seek(0, nullptr, 0);
+  for (const auto& [step, frame] : {std::pair{12'000, 4800}, {750, 5998}, {-12'000, 300}}) {
+    slider.source->log.Take();
+    slider.node->Skip(step, nullptr);
+    EXPECT_EQ(frame, slider.source->position) << "by " << step;
+    EXPECT_GT(3000u, slider.source->log.Take().size());
   }
 }
 

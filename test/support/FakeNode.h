@@ -7,6 +7,7 @@
 #include <array>
 #include <cstdint>
 #include <cstdio>
+#include <functional>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -87,7 +88,8 @@ class FakeNode : public kiv::CountedObject<IKivSourceBase> {
   // With a rate, time follows the position up to the last frame, and frames carry it.
   std::optional<KivRational> rate;
   int32_t lastFrame = INT32_MAX;
-  int32_t shownScale = 1;  // a frame shows its position times this
+  std::function<int64_t(int32_t)> timeAt;  // of frames that are not evenly spaced
+  int32_t shownScale = 1;                  // a frame shows its position times this
   KivSize size{4, 2};
   int32_t lastMode = -1;
   int32_t status = 0;
@@ -102,6 +104,7 @@ class FakeNode : public kiv::CountedObject<IKivSourceBase> {
   bool FailsNow() { return failAfter >= 0 && failAfter-- == 0; }
   HRESULT Answer() { return FailsNow() ? E_FAIL : result; }
   int64_t TimeOf(int32_t index) const {
+    if (timeAt) return timeAt(index);
     return index * int64_t{10'000'000} * rate->denominator / rate->numerator;
   }
 };

@@ -78,7 +78,7 @@ class FreshReader : public testing::TestWithParam<ReaderCase> {
     const std::string path = MakeClip(GetParam().recipe);
     const Playing playing(path);
     played_ = playing.prints;
-    ASSERT_EQ(S_OK, kiv::MediaFile::Open(path, &file_));
+    ASSERT_EQ(S_OK, kiv::MediaFile::Open(path, {}, &file_));
     ASSERT_EQ(S_OK, file_->Track(0, &track_));
     ASSERT_EQ(static_cast<int64_t>(played_.size()), track_->index->FrameCount());
     ASSERT_LE(60u, played_.size());
