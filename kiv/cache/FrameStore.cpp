@@ -9,7 +9,7 @@
 namespace {
 
 int64_t BytesOf(const KivSize& size) {
-  return kiv::kBytesPerPixel * std::max(size.width, 0) * std::max(size.height, 0);
+  return int64_t{kiv::kBytesPerPixel} * std::max(size.width, 0) * std::max(size.height, 0);
 }
 
 }  // namespace
