@@ -84,7 +84,7 @@ void Composite::RequirePictures() const {
 }
 
 KivComPtr<IKivFrame> Composite::Pull() {
-  const auto frame = clip_->Pull();
+  auto frame = clip_->Pull();
   if (!IsComposed()) return frame;
   const auto shape = clip_->Fill() ? Filled(frame) : Straight(frame);
   return footage_ ? OverFootage(shape) : shape;

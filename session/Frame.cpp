@@ -19,7 +19,7 @@ std::shared_ptr<uint8_t> NewPixels(Size size) {
 
 }  // namespace
 
-Frame FrameMaker::Make(KivComPtr<IKivFrame> frame, const FramePlace& place) {
+Frame FrameMaker::Make(const KivComPtr<IKivFrame>& frame, const FramePlace& place) {
   Frame made;
   const KivSize size = SizeOf(*frame);
   made.size_ = FromKiv(size);

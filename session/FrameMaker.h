@@ -15,7 +15,7 @@ struct FramePlace {
 class FrameMaker {
  public:
   // `frame` has straight rows and is written by nobody any more.
-  static Frame Make(KivComPtr<IKivFrame> frame, const FramePlace& place);
+  static Frame Make(const KivComPtr<IKivFrame>& frame, const FramePlace& place);
 };
 
 }  // namespace kiv::session

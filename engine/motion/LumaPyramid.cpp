@@ -35,7 +35,7 @@ void LumaPyramid::Build(const uint8_t* bgra, const KivSize& size) {
 }
 
 void LumaPyramid::BuildBase(const uint8_t* bgra) {
-  const ptrdiff_t stride = frameSize_.width * kBytesPerPixel;
+  const ptrdiff_t stride = ptrdiff_t{kBytesPerPixel} * frameSize_.width;
   LumaPlane& base = levels_[0];
   const int side = factor_ == 1 ? 1 : 2;
   base.Resize({frameSize_.width / side, frameSize_.height / side});
