@@ -3,6 +3,8 @@
 // Inputs are scaled where they have another size than what they are placed in.
 //
 // Units:    colours as fractions of full; angles in degrees clockwise, 0 to the right.
+// Threads:  one caller at a time for each filter.
+// Errors:   as FilterBase.
 #pragma once
 
 #include "engine/filters/FilterBase.h"

@@ -3,6 +3,8 @@
 // Units:    time int64 in 100 ns; frame index int32; sizes in pixels; a row is width x 4 bytes,
 //           BGRA with straight (not pre-multiplied) alpha, no gap between rows.
 // Threads:  a frame is written by one thread at a time; its count may change on any thread.
+// Errors:   E_INVALIDARG for sizes that no picture has, E_NOTREADY for a copy of a frame that holds no
+//           picture, E_OUTOFMEMORY; the frame is then as it was.
 #pragma once
 
 #include <cstddef>

@@ -72,7 +72,10 @@ struct KIV_EXPORT IKivPropertyList : IUnknown {
   virtual HRESULT Remove(const wchar_t* key) = 0;
 };
 
-// Holds one reference to a bag and gives it back when it goes.
+// A reference to a bag.
+//
+// Owns:     that reference.
+// Threads:  one caller at a time for each holder.
 class KivPropDecorator {
  public:
   KivPropDecorator() = default;

@@ -6,6 +6,7 @@
 // run dry after each.
 //
 // Units:    frame numbers, both ends included; bytes.
+// Owns:     a share of the stream's index.
 // Threads:  FillPlanner: one caller at a time.
 #pragma once
 
