@@ -1,4 +1,4 @@
-// The texts that a front end keeps in a clip's settings file beside the settings themselves.
+// The texts that a front end keeps in a clip's settings file in addition to the settings.
 #pragma once
 
 #include <memory>

@@ -37,7 +37,7 @@ class KIV_ENGINE_API WriterFile {
   bool IsSeekable() const { return !temporary_.empty(); }
   // The file under its name of the moment; empty for a stream.
   const std::string& TemporaryName() const { return temporary_; }
-  // The first failure of Write or Seek, for callers behind a library that loses the reason.
+  // The first failure of Write or Seek, for callers that go through a library that loses the reason.
   const WriteError& FirstError() const { return firstError_; }
 
  private:

@@ -65,8 +65,8 @@ struct KIV_EXPORT IKivFrame : IUnknown {
   virtual HRESULT Reserved7() { return E_NOTIMPL; }
   virtual HRESULT Reserved8() { return E_NOTIMPL; }
   // The pixel data, to read and write; null when the frame holds no picture, or when it shares memory
-  // with a copy and storage of its own cannot be had. Stays valid while the size stays. Who only
-  // reads, or fills the frame anew, does so cheaper by KivCommon::ReadPixels and PixelsToFill.
+  // with a copy and memory of its own runs out. Stays valid while the size stays. To read only, or to
+  // fill the whole frame, KivCommon::ReadPixels and PixelsToFill are cheaper.
   virtual void* GetPixels() = 0;
   virtual HRESULT Reserved10() { return E_NOTIMPL; }
   // Takes over size, pixels, time and index. Memory is shared until one of the two is written, or

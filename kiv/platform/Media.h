@@ -64,7 +64,7 @@ struct KivStreamInfo {
   char colourMatrix[16] = {};  // "bt601", "bt709", "bt2020", "rgb"
   char colourRange[16] = {};   // "limited", "full"
   char container[64] = {};
-  int32_t picturesBeyondEnd = 0;  // that the container lists behind the end of a file cut off
+  int32_t picturesBeyondEnd = 0;  // that the container lists after the end of a truncated file
 };
 
 // Counts since the decoder was opened.
