@@ -31,7 +31,9 @@ frame plain
 frame once --chain source,flip --settings flip.json
 frame twice --chain source,flip,flip --settings flip.json
 frame off --chain source,flip
+frame option --chain source,flip --mirror
 cmp plain twice
 cmp plain off
+cmp once option
 if cmp -s plain once; then echo "the new node does nothing"; exit 1; fi
 echo "the node author's guide works as it stands"
