@@ -46,11 +46,11 @@ std::string NamesOf(const OptionRow& row) {
 }
 
 CLI::Option* AddOption(CLI::App& app, const OptionRow& row, Typed* typed) {
-  const auto& [name, argument, help, group, key, bareValue, isPath] = row.facts;
+  const OptionFacts& option = row.facts;
   const std::string names = NamesOf(row);
-  if (argument == nullptr) return app.add_flag(names, typed->isOn, help);
-  if (bareValue == nullptr) return app.add_option(names, typed->text, help);
-  return app.add_flag(fmt::format("{}{{{}}}", names, bareValue), typed->text, help);
+  if (option.argument == nullptr) return app.add_flag(names, typed->isOn, option.help);
+  if (option.bareValue == nullptr) return app.add_option(names, typed->text, option.help);
+  return app.add_flag(fmt::format("{}{{{}}}", names, option.bareValue), typed->text, option.help);
 }
 
 std::string ArgumentOf(const OptionFacts& option) {

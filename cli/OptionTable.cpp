@@ -46,7 +46,7 @@ constexpr auto kRequired = Presence::kRequired;
 constexpr auto kOptional = Presence::kOptional;
 
 // What is written, and which frames.
-const OptionRow kOutputs[] = {
+constexpr OptionRow kOutputs[] = {
     {{"output", "OUTPUT",
       "a .mp4, .mov, .mkv, .webm or .y4m file, a pattern with %d ending in .png, - or null",
       OptionGroup::kFormat},
@@ -65,7 +65,7 @@ const OptionRow kOutputs[] = {
      kRequired},
 };
 
-const OptionRow kOfOneCommand[] = {
+constexpr OptionRow kOfOneCommand[] = {
     {{"level", "LEVEL", "how strongly it will be steadied, 10 if not given or stored", kGroup},
      ReadLevel,
      kStabilizeBit},
@@ -83,13 +83,13 @@ const OptionRow kOfOneCommand[] = {
      kKeyframesBit},
 };
 
-const OptionRow kSaveSettings[] = {
+constexpr OptionRow kSaveSettings[] = {
     {{"save-settings", "FILE.json", "save the clip's settings after", kGroup},
      Store<&Options::saveSettings>,
      kChainBits},
 };
 
-const OptionRow kMessages[] = {
+constexpr OptionRow kMessages[] = {
     {{"progress", "FORM", "json, bar or none; a bar on a terminal, else none, if not given",
       kGroup},
      Into<&Options::progress, ReadProgress>,
