@@ -4,16 +4,15 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <filesystem>
+#include <map>
 
-#include "cli/CliValues.h"
 #include "cli/KeptOptions.h"
 #include "cli/Messages.h"
 #include "cli/OpeningProgress.h"
 #include "cli/OptionTable.h"
 #include "cli/Reference.h"
 #include "session/Fail.h"
-#include "session/OptionValues.h"
+#include "session/OptionTable.h"
 #include "session/SettingsFile.h"
 
 namespace cli {
@@ -34,24 +33,49 @@ class HelpFormatter : public CLI::Formatter {
 
 std::string Refusal(const std::string& value) { return value.empty() ? "no value given" : ""; }
 
-CLI::Option* AddOption(CLI::App& app, const OptionRow& row, OptionTexts* texts) {
-  if (row.flag != nullptr) return app.add_flag(row.names, texts->*row.flag, row.help);
-  if (row.standIn == nullptr) return app.add_option(row.names, texts->*row.text, row.help);
-  return app.add_flag(fmt::format("{}{{{}}}", row.names, row.standIn), texts->*row.text, row.help);
+// What CLI11 writes into: one of both, by the kind of the option.
+struct Typed {
+  std::string text;
+  bool isOn = false;
+};
+using TypedOptions = std::map<const OptionRow*, Typed>;
+
+std::string NamesOf(const OptionRow& row) {
+  const std::string name = SpelledOut(row.facts);
+  return row.shortName == nullptr ? name : fmt::format("{},{}", row.shortName, name);
 }
 
-std::string ValueNameOf(const OptionRow& row) {
-  return row.standIn == nullptr ? row.valueName : fmt::format("[={}]", row.valueName);
+CLI::Option* AddOption(CLI::App& app, const OptionRow& row, Typed* typed) {
+  const OptionFacts& option = row.facts;
+  const std::string names = NamesOf(row);
+  if (option.argument == nullptr) return app.add_flag(names, typed->isOn, option.help);
+  if (option.bareValue == nullptr) return app.add_option(names, typed->text, option.help);
+  return app.add_flag(fmt::format("{}{{{}}}", names, option.bareValue), typed->text, option.help);
+}
+
+std::string ArgumentOf(const OptionFacts& option) {
+  return option.bareValue == nullptr ? option.argument : fmt::format("[={}]", option.argument);
 }
 
 // Two commands may share an option under the same name, so the rows of one command are added alone.
-void AddOptions(CLI::App& app, const CommandRow& command, OptionTexts* texts) {
+void AddOptions(CLI::App& app, const CommandRow& command, TypedOptions* typed) {
   for (const OptionRow& row : OptionTable()) {
-    if ((row.commands & command.bit) == 0) continue;
-    CLI::Option* option = AddOption(app, row, texts);
-    if (row.valueName != nullptr) option->type_name(ValueNameOf(row))->check(Refusal, "");
+    if (!row.IsOf(command)) continue;
+    CLI::Option* option = AddOption(app, row, &(*typed)[&row]);
+    if (row.facts.argument != nullptr) {
+      option->type_name(ArgumentOf(row.facts))->check(Refusal, "");
+    }
     if (row.presence == Presence::kRequired) option->required();
   }
+}
+
+OptionTexts TextsOf(const TypedOptions& typed) {
+  OptionTexts texts;
+  for (const auto& [row, each] : typed) {
+    const std::string text = each.isOn ? kBareValue : each.text;
+    if (!text.empty()) texts.emplace(row, text);
+  }
+  return texts;
 }
 
 std::string CommandNames() {
@@ -104,12 +128,13 @@ enum class Parsed { kCommand, kHelp };
 
 Parsed Parse(const CommandRow& command, const std::vector<std::string>& arguments,
              std::string* input, OptionTexts* texts) {
+  TypedOptions typed;
   CLI::App app(command.help, "kivclip " + std::string(command.name));
   app.footer(fmt::format("Example:\n  kivclip {}\n\n{}", command.example, kFooter));
   app.formatter(std::make_shared<HelpFormatter>());
   app.allow_windows_style_options(false);
   if (command.takesInput) app.add_option("INPUT", *input, "the clip")->required()->type_name("");
-  AddOptions(app, command, texts);
+  AddOptions(app, command, &typed);
   try {
     // CLI11 takes them from the back.
     app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
@@ -123,189 +148,37 @@ Parsed Parse(const CommandRow& command, const std::vector<std::string>& argument
   } catch (const CLI::ParseError& error) {
     FailParsing(FirstLine(error.what()), command);
   }
+  *texts = TextsOf(typed);
   return Parsed::kCommand;
 }
 
-void ReadCrop(const OptionTexts& texts, ClipOptions* chain) {
-  if (!texts.crop.empty()) chain->crop = ReadRegion("--crop", texts.crop);
-  chain->cropKeyframes = texts.cropKeyframes;
-  if (chain->crop && !chain->cropKeyframes.empty()) {
-    FailUsage("--crop and --crop-keyframes exclude each other");
+// Empty for an option that is not there.
+std::string TextOf(const OptionTexts& texts, std::string_view name) {
+  const auto found = std::find_if(texts.begin(), texts.end(),
+                                  [&](const auto& each) { return each.first->facts.name == name; });
+  return found == texts.end() ? "" : found->second;
+}
+
+template <typename Wanted>
+void ReadThose(const OptionTexts& texts, Options* options, Wanted wanted) {
+  for (const auto& [row, text] : texts) {
+    if (wanted(*row)) Read(*row, text, options);
   }
-}
-
-void ReadTimeOptions(const OptionTexts& texts, ClipOptions* chain) {
-  if (!texts.speed.empty()) chain->speed = ReadSpeed("--speed", texts.speed);
-  if (!texts.fps.empty()) chain->frameRate = ReadRate("--fps", texts.fps);
-  if (!texts.interpolation.empty()) {
-    chain->interpolation = ReadInterpolation("--interpolation", texts.interpolation);
-  }
-}
-
-void ReadAlphaFill(const OptionTexts& texts, AlphaOptions* alpha) {
-  if (!texts.alphaColour.empty()) alpha->colour = ReadColour("--alpha-color", texts.alphaColour);
-  if (!texts.alphaGradient.empty()) {
-    alpha->gradient = ReadGradient("--alpha-gradient", texts.alphaGradient);
-  }
-  alpha->image = texts.alphaImage;
-  const int fills = (alpha->colour ? 1 : 0) + (alpha->gradient ? 1 : 0) + !alpha->image.empty();
-  if (fills > 1) {
-    FailUsage("--alpha-color, --alpha-gradient and --alpha-image exclude each other");
-  }
-}
-
-void ReadAlpha(const OptionTexts& texts, AlphaOptions* alpha) {
-  alpha->preset = texts.alphaPreset;
-  ReadAlphaFill(texts, alpha);
-  alpha->fullHd = texts.alphaFullHd;
-  alpha->over = texts.over;
-  const auto seconds = [](const char* option, const std::string& text, Least least) {
-    return text.empty() ? std::nullopt : std::optional(ReadSeconds(option, text, least));
-  };
-  alpha->duration = seconds("--alpha-duration", texts.alphaDuration, Least::kAboveZero);
-  alpha->pause = seconds("--alpha-pause", texts.alphaPause, Least::kZero);
-  alpha->length = seconds("--alpha-length", texts.alphaLength, Least::kAboveZero);
-  if (!texts.alphaLoop.empty()) alpha->loop = ReadIndex("--alpha-loop", texts.alphaLoop);
-}
-
-ClipOptions ReadClipOptions(const OptionTexts& texts) {
-  ClipOptions chain;
-  if (!texts.chain.empty()) chain.chain = ReadChain("--chain", texts.chain);
-  ReadTimeOptions(texts, &chain);
-  if (!texts.size.empty()) chain.size = ReadSize("--size", texts.size);
-  if (!texts.decodeScale.empty()) {
-    chain.decodeScale = ReadScale("--decode-scale", texts.decodeScale);
-  }
-  if (!texts.proxy.empty() && texts.noProxy) FailUsage("--proxy and --no-proxy exclude each other");
-  chain.proxy = texts.proxy;
-  chain.noProxy = texts.noProxy;
-  chain.reverse = texts.reverse;
-  chain.noReverse = texts.noReverse;
-  if (chain.reverse && chain.noReverse) FailUsage("--reverse and --no-reverse exclude each other");
-  if (!texts.reverseRange.empty()) {
-    // Settings may hold the other half.
-    if (!texts.reverse && texts.settings.empty()) FailUsage("--reverse-range needs --reverse");
-    chain.reverseRange = ReadSpan("--reverse-range", texts.reverseRange);
-  }
-  if (!texts.memory.empty()) chain.memory = ReadMemory("--memory", texts.memory);
-  if (!texts.stabilize.empty()) {
-    chain.stabilize = ReadStabilize("--stabilize", texts.stabilize);
-  }
-  chain.settings = texts.settings;
-  ReadCrop(texts, &chain);
-  ReadAlpha(texts, &chain.alpha);
-  return chain;
-}
-
-void PlanTheOutput(const OptionTexts& texts, Options* options) {
-  ExportPlan plan{texts.output, texts.format, texts.codec, {}, {}};
-  if (!texts.quality.empty()) plan.quality = ReadIndex("--quality", texts.quality);
-  options->form = FormOf(plan);
-  options->plan = plan;
-}
-
-void ReadSpanOptions(const OptionTexts& texts, Options* options) {
-  if (!texts.frames.empty()) options->frames = ReadSpan("--frames", texts.frames);
-  if (!texts.progress.empty()) options->progress = ReadProgress("--progress", texts.progress);
-}
-
-void ReadRenderOptions(const OptionTexts& texts, Options* options) {
-  PlanTheOutput(texts, options);
-  ReadSpanOptions(texts, options);
-  options->report = texts.report;
-  const bool single = options->frames.last && *options->frames.last == options->frames.first;
-  if (options->form == OutputForm::kPicture && !single) {
-    FailUsage(
-        "the output '{}' holds one picture: give a pattern such as frame_%04d.png, or "
-        "one frame with --frames N:N",
-        texts.output);
-  }
-}
-
-bool IsPicture(const ExportPlan& plan) {
-  try {
-    return FormOf(plan) == OutputForm::kPicture;
-  } catch (const SessionError&) {
-    return false;
-  }
-}
-
-void PlanThePicture(const OptionTexts& texts, Options* options) {
-  options->plan.output = texts.output;
-  if (!IsPicture(options->plan)) {
-    FailUsage("the output '{}' is no picture: give a name that ends in .png, without %",
-              texts.output);
-  }
-  options->form = OutputForm::kPicture;
-}
-
-void ReadFrameOptions(const OptionTexts& texts, Options* options) {
-  PlanThePicture(texts, options);
-  options->at = ReadIndex("--at", texts.at);
-}
-
-void ReadSheetOptions(const OptionTexts& texts, Options* options) {
-  PlanThePicture(texts, options);
-  ReadSpanOptions(texts, options);
-}
-
-void ReadPlot(const OptionTexts& texts, Options* options) {
-  options->plot = texts.plot;
-  options->output = texts.plot;
-  OptionTexts picture;
-  picture.output = texts.plot;
-  if (!texts.plot.empty()) PlanThePicture(picture, options);
-}
-
-void ReadStabilizeOptions(const OptionTexts& texts, Options* options) {
-  ReadPlot(texts, options);
-  if (!texts.progress.empty()) options->progress = ReadProgress("--progress", texts.progress);
-  options->clip.stabilize.emplace();
-  if (!texts.level.empty()) options->clip.stabilize = ReadStabilize("--level", texts.level);
-  options->saveSettings = texts.settings;
-  if (!std::filesystem::exists(texts.settings)) options->clip.settings.clear();
-}
-
-void ReadKeyframesOptions(const OptionTexts& texts, Options* options) {
-  ReadPlot(texts, options);
-  if (!texts.at.empty()) options->atFrame = ReadFrame("--at", texts.at);
 }
 
 Options Interpret(const CommandRow& command, const std::string& input, const OptionTexts& texts) {
   Options options;
+  options.command = &command;
   options.input = input;
-  options.output = texts.output;
-  options.json = texts.json;
-  options.quiet = texts.quiet;
-  if (!texts.verbose.empty()) options.logLevel = ReadLogLevel("--verbose", texts.verbose);
-  options.clip = ReadClipOptions(texts);
-  options.clip.kept = KeptOptionsOf(command, texts);
+  ReadThose(texts, &options, [](const OptionRow& row) { return row.IsCommon(); });
+  ReadThose(texts, &options, [](const OptionRow& row) { return row.IsOfClip(); });
+  CheckOptions(options.clip);
+  ReadThose(texts, &options,
+            [](const OptionRow& row) { return !row.IsCommon() && !row.IsOfClip(); });
+  options.clip.kept = KeptOptionsOf(texts);
   options.clip.onNote = PrintNote;
   options.clip.onOpening = TellOfOpening(input);
-  options.saveSettings = texts.saveSettings;
-  if (command.name == "render") {
-    options.command = Command::kRender;
-    ReadRenderOptions(texts, &options);
-  } else if (command.name == "frame") {
-    options.command = Command::kFrame;
-    ReadFrameOptions(texts, &options);
-  } else if (command.name == "sheet") {
-    options.command = Command::kSheet;
-    ReadSheetOptions(texts, &options);
-  } else if (command.name == "verify") {
-    options.command = Command::kVerify;
-    ReadSpanOptions(texts, &options);
-  } else if (command.name == "stabilize") {
-    options.command = Command::kStabilize;
-    ReadStabilizeOptions(texts, &options);
-  } else if (command.name == "keyframes") {
-    options.command = Command::kKeyframes;
-    ReadKeyframesOptions(texts, &options);
-  } else if (command.name == "register") {
-    options.command = Command::kRegister;
-  } else if (command.name == "unregister") {
-    options.command = Command::kUnregister;
-  }
+  if (command.complete != nullptr) command.complete(&options);
   return options;
 }
 
@@ -325,13 +198,13 @@ std::optional<Options> ReadCommandLine(const std::vector<std::string>& arguments
   std::string input;
   OptionTexts texts;
   if (Parse(command, rest, &input, &texts) == Parsed::kHelp) return std::nullopt;
-  const bool hasChain = (command.bit & kChainBits) != 0;
-  if (!hasChain || texts.settings.empty()) return Interpret(command, input, texts);
-  FillFromSettings(SettingsFile::Read(texts.settings), command, &texts);
+  const std::string settings = (command.bit & kChainBits) != 0 ? TextOf(texts, "settings") : "";
+  if (settings.empty()) return Interpret(command, input, texts);
+  FillFromSettings(SettingsFile::Read(settings), command, &texts);
   try {
     return Interpret(command, input, texts);
   } catch (const SessionError& error) {
-    FailUsage("{} (the options kept in '{}' included)", error.what(), texts.settings);
+    FailUsage("{} (the options kept in '{}' included)", error.what(), settings);
   }
 }
 

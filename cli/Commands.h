@@ -12,7 +12,7 @@ void RunStabilize(const Options& options);
 void RunKeyframes(const Options& options);
 void RunVerify(const Options& options);
 void RunInfo(const Options& options);
-void RunRegister();
-void RunUnregister();
+void RunRegister(const Options& options);
+void RunUnregister(const Options& options);
 
 }  // namespace cli

@@ -9,25 +9,19 @@
 namespace cli {
 namespace {
 
-// -o and --output of "-o,--output".
 std::vector<std::string> NamesOf(const OptionRow& row) {
-  const std::string names = row.names;
-  const size_t comma = names.find(',');
-  if (comma == std::string::npos) return {names};
-  return {names.substr(0, comma), names.substr(comma + 1)};
+  const std::string name = SpelledOut(row.facts);
+  if (row.shortName == nullptr) return {name};
+  return {row.shortName, name};
 }
 
 bool TakesNextWord(const OptionRow& row) {
-  return row.valueName != nullptr && row.standIn == nullptr;
+  return row.facts.argument != nullptr && row.facts.bareValue == nullptr;
 }
 
 bool IsFile(const OptionRow& row) {
-  const std::string_view name = row.valueName != nullptr ? row.valueName : "";
+  const std::string_view name = row.facts.argument != nullptr ? row.facts.argument : "";
   return name.find("FILE") != std::string_view::npos || name == "OUTPUT";
-}
-
-bool HasOption(const CommandRow& command, const OptionRow& row) {
-  return (row.commands & command.bit) != 0;
 }
 
 std::string CommandNames() {
@@ -77,9 +71,8 @@ std::string BashCompletion() {
       OptionNames("|", [](const OptionRow& row) { return TakesNextWord(row) && !IsFile(row); }) +
       ") return ;;\n  esac\n  case ${COMP_WORDS[1]} in\n";
   for (const CommandRow& command : CommandTable()) {
-    text += fmt::format(
-        "    {}) options='{} --help' ;;\n", command.name,
-        OptionNames(" ", [&](const OptionRow& row) { return HasOption(command, row); }));
+    text += fmt::format("    {}) options='{} --help' ;;\n", command.name,
+                        OptionNames(" ", [&](const OptionRow& row) { return row.IsOf(command); }));
   }
   return text +
          "  esac\n"
@@ -100,12 +93,12 @@ std::string ZshHelp(std::string_view text) {
 
 // What _arguments expects behind the name of an option: how its value follows, what it is.
 std::string ZshSpecOf(const OptionRow& row, const std::string& name) {
-  const std::string help = ZshHelp(row.help);
-  if (row.valueName == nullptr) return fmt::format("{}[{}]", name, help);
+  const std::string help = ZshHelp(row.facts.help);
+  if (row.facts.argument == nullptr) return fmt::format("{}[{}]", name, help);
   const std::string value =
-      fmt::format("{}:{}", ZshHelp(row.valueName), IsFile(row) ? "_files" : " ");
-  return row.standIn == nullptr ? fmt::format("{}[{}]:{}", name, help, value)
-                                : fmt::format("{}=-[{}]::{}", name, help, value);
+      fmt::format("{}:{}", ZshHelp(row.facts.argument), IsFile(row) ? "_files" : " ");
+  return row.facts.bareValue == nullptr ? fmt::format("{}[{}]:{}", name, help, value)
+                                        : fmt::format("{}=-[{}]::{}", name, help, value);
 }
 
 std::string ZshArguments(const OptionRow& row) {
@@ -128,7 +121,7 @@ std::string ZshCompletion() {
   for (const CommandRow& command : CommandTable()) {
     text += fmt::format("    {})\n      _arguments", command.name);
     for (const OptionRow& row : OptionTable()) {
-      if (HasOption(command, row)) text += ZshArguments(row);
+      if (row.IsOf(command)) text += ZshArguments(row);
     }
     text += command.takesInput ? " \\\n        '1:INPUT:_files' ;;\n" : " ;;\n";
   }
@@ -142,7 +135,7 @@ std::string FishOption(const CommandRow& command, const OptionRow& row) {
     line += name.starts_with("--") ? " -l " + name.substr(2) : " -s " + name.substr(1);
   }
   if (TakesNextWord(row)) line += IsFile(row) ? " -r -F" : " -x";
-  return line + " -d " + Quoted(row.help) + "\n";
+  return line + " -d " + Quoted(row.facts.help) + "\n";
 }
 
 std::string FishCompletion() {
@@ -153,7 +146,7 @@ std::string FishCompletion() {
   }
   for (const CommandRow& command : CommandTable()) {
     for (const OptionRow& row : OptionTable()) {
-      if (HasOption(command, row)) text += FishOption(command, row);
+      if (row.IsOf(command)) text += FishOption(command, row);
     }
   }
   return text;

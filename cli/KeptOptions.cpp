@@ -4,20 +4,10 @@
 #include <system_error>
 
 #include "session/Export.h"
-#include "session/OptionValues.h"
 #include "session/SessionError.h"
 
 namespace cli {
 namespace {
-
-std::string KeyOf(const OptionRow& row) {
-  const std::string name = row.names;
-  return "Kivclip." + name.substr(name.find_first_not_of('-'));
-}
-
-bool IsKeptBy(const CommandRow& command, const OptionRow& row) {
-  return row.isKept && (row.commands & command.bit) != 0;
-}
 
 // For whoever loads the settings from another folder.
 std::string AbsolutePath(const std::string& path) {
@@ -26,11 +16,15 @@ std::string AbsolutePath(const std::string& path) {
   return whole.empty() ? path : whole.lexically_normal().string();
 }
 
+bool IsOfFormat(const OptionRow& row) { return row.facts.group == OptionGroup::kFormat; }
+
 bool SuitsTheOutput(const OptionTexts& texts) {
-  ExportPlan plan{texts.output, texts.format, texts.codec, {}, {}};
-  if (!texts.quality.empty()) plan.quality = ReadIndex("--quality", texts.quality);
+  Options options;
+  for (const auto& [row, text] : texts) {
+    if (IsOfFormat(*row)) Read(*row, text, &options);
+  }
   try {
-    FormOf(plan);
+    FormOf(options.plan);
     return true;
   } catch (const SessionError&) {
     return false;
@@ -40,22 +34,23 @@ bool SuitsTheOutput(const OptionTexts& texts) {
 }  // namespace
 
 void FillFromSettings(const SettingsFile& settings, const CommandRow& command, OptionTexts* texts) {
-  const OptionTexts typed = *texts;
+  OptionTexts filled = *texts;
   for (const OptionRow& row : OptionTable()) {
-    if (!IsKeptBy(command, row) || !(texts->*row.text).empty()) continue;
-    texts->*row.text = settings.Text(KeyOf(row));
+    if (row.facts.settingsKey == nullptr || !row.IsOf(command)) continue;
+    std::string text = settings.Text(row.facts.settingsKey);
+    if (!text.empty()) filled.try_emplace(&row, std::move(text));
   }
-  if (SuitsTheOutput(*texts)) return;
-  texts->codec = typed.codec;
-  texts->quality = typed.quality;
+  const bool suits = SuitsTheOutput(filled);
+  for (auto& [row, text] : filled) {
+    if (suits || !IsOfFormat(*row)) texts->try_emplace(row, std::move(text));
+  }
 }
 
-KeptOptions KeptOptionsOf(const CommandRow& command, const OptionTexts& texts) {
+KeptOptions KeptOptionsOf(const OptionTexts& texts) {
   KeptOptions kept;
-  for (const OptionRow& row : OptionTable()) {
-    if (!IsKeptBy(command, row) || (texts.*row.text).empty()) continue;
-    const std::string& text = texts.*row.text;
-    kept.emplace_back(KeyOf(row), row.text == &OptionTexts::over ? AbsolutePath(text) : text);
+  for (const auto& [row, text] : texts) {
+    if (row->facts.settingsKey == nullptr) continue;
+    kept.emplace_back(row->facts.settingsKey, row->facts.isKeptAsPath ? AbsolutePath(text) : text);
   }
   return kept;
 }

@@ -1,5 +1,5 @@
 // Options that a clip's settings keep beside what the nodes keep there, so that a settings file alone
-// repeats a render: each as it was typed, under "Kivclip." and its name.
+// repeats a render: each as it was typed, under the key that its row names.
 //
 // Errors:   SessionError.
 #pragma once
@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "cli/OptionTable.h"
-#include "cli/Options.h"
 #include "session/SettingsFile.h"
 
 namespace cli {
@@ -21,6 +20,6 @@ using KeptOptions = std::vector<std::pair<std::string, std::string>>;
 // output named now stays out.
 void FillFromSettings(const SettingsFile& settings, const CommandRow& command, OptionTexts* texts);
 
-KeptOptions KeptOptionsOf(const CommandRow& command, const OptionTexts& texts);
+KeptOptions KeptOptionsOf(const OptionTexts& texts);
 
 }  // namespace cli

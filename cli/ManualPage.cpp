@@ -24,13 +24,12 @@ std::string Roff(std::string_view text) {
 }
 
 std::string NamesOf(const OptionRow& row) {
-  std::string names = fmt::format("\\fB{}\\fR", Roff(row.names));
-  if (const size_t comma = names.find(','); comma != std::string::npos) {
-    names.replace(comma, 1, "\\fR, \\fB");
-  }
-  if (row.valueName == nullptr) return names;
-  const std::string value = fmt::format("\\fI{}\\fR", Roff(row.valueName));
-  return row.standIn == nullptr ? names + " " + value : fmt::format("{}[={}]", names, value);
+  std::string names = fmt::format("\\fB{}\\fR", Roff(SpelledOut(row.facts)));
+  if (row.shortName != nullptr) names = fmt::format("\\fB{}\\fR, {}", Roff(row.shortName), names);
+  if (row.facts.argument == nullptr) return names;
+  const std::string value = fmt::format("\\fI{}\\fR", Roff(row.facts.argument));
+  return row.facts.bareValue == nullptr ? names + " " + value
+                                        : fmt::format("{}[={}]", names, value);
 }
 
 std::string CommandsText() {
@@ -47,13 +46,14 @@ std::string OptionsText() {
   for (const OptionRow& row : OptionTable()) {
     std::string commands;
     for (const CommandRow& command : CommandTable()) {
-      if ((row.commands & command.bit) == 0) continue;
+      if (!row.IsOf(command)) continue;
       commands += fmt::format("{}{}", commands.empty() ? "" : ", ", command.name);
     }
-    const bool isCommon = row.commands == kEveryBit;
-    text += fmt::format(".TP\n{}\n{}.\n", NamesOf(row), Roff(row.help));
-    if (!isCommon)
-      text += fmt::format("({}{})\n", commands, row.isKept ? "; kept in settings" : "");
+    text += fmt::format(".TP\n{}\n{}.\n", NamesOf(row), Roff(row.facts.help));
+    if (!row.IsCommon()) {
+      const bool isKept = row.facts.settingsKey != nullptr;
+      text += fmt::format("({}{})\n", commands, isKept ? "; kept in settings" : "");
+    }
   }
   return text;
 }

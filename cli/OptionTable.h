@@ -1,9 +1,14 @@
-// Every option of every command, in one table.
+// Every option of every command, in one table: the session library's rows and kivclip's own.
 #pragma once
 
+#include <map>
 #include <span>
 #include <string>
 #include <string_view>
+#include <variant>
+
+#include "cli/Options.h"
+#include "session/OptionTable.h"
 
 namespace cli {
 
@@ -23,36 +28,28 @@ enum CommandBits : unsigned {
   kEveryBit = ~0u,
 };
 
-// Option values as they were typed; empty when the option is not there.
-struct OptionTexts {
-  std::string output, at, frames, size, decodeScale, proxy, settings, saveSettings, chain;
-  std::string reverseRange, memory;
-  std::string speed, fps, interpolation;
-  std::string format, codec, quality, progress, report;
-  std::string stabilize, level;
-  std::string crop, cropKeyframes, plot;
-  std::string alphaColour, alphaGradient, alphaImage, alphaFullHd, alphaDuration, alphaPause;
-  std::string alphaLoop, alphaLength, over;
-  std::string verbose;
-  bool json = false, noProxy = false, reverse = false, noReverse = false, quiet = false;
-  bool alphaPreset = false;
-};
-
 enum class Presence { kOptional, kRequired };
 
+// Two rows may share a name where no command has both.
 struct OptionRow {
-  const char* names;  // as CLI11 takes them
+  OptionFacts facts;
+  std::variant<OptionReader<ClipOptions>, OptionReader<ExportPlan>, OptionReader<Options>> read;
   unsigned commands;
-  Presence presence;
-  const char* valueName;
-  const char* help;
-  std::string OptionTexts::*text;  // null for a flag
-  bool OptionTexts::*flag;
-  const char* standIn = nullptr;  // not null: the value may be left out, and is this one then
-  bool isKept = false;            // saved with the clip's settings, by its first name
+  Presence presence = Presence::kOptional;
+  const char* shortName = nullptr;  // "-o"
+
+  bool IsOf(const CommandRow& command) const;
+  bool IsOfClip() const { return std::holds_alternative<OptionReader<ClipOptions>>(read); }
+  bool IsCommon() const { return commands == kEveryBit; }
 };
 
+// In the order that help lists them.
 std::span<const OptionRow> OptionTable();
+
+// What was typed for each option that is there, in the order of the table.
+using OptionTexts = std::map<const OptionRow*, std::string>;
+
+void Read(const OptionRow& row, std::string_view text, Options* options);
 
 struct CommandRow {
   std::string_view name;
@@ -60,6 +57,10 @@ struct CommandRow {
   bool takesInput;
   const char* help;
   const char* example;
+  void (*run)(const Options& options);
+  // What options of this command mean together, once each was read. May be null.
+  void (*complete)(Options* options) = nullptr;
+  bool printsResult = false;  // to standard output
 };
 
 std::span<const CommandRow> CommandTable();

@@ -13,28 +13,18 @@ namespace cli {
 
 using namespace kiv::session;
 
-enum class Command {
-  kRender,
-  kInfo,
-  kFrame,
-  kSheet,
-  kStabilize,
-  kKeyframes,
-  kVerify,
-  kRegister,
-  kUnregister
-};
+struct CommandRow;
+
 enum class ProgressForm { kAutomatic, kNone, kBar, kJson };
 
 struct Options {
-  Command command = Command::kInfo;
+  const CommandRow* command = nullptr;
   std::string input;
   std::string output;
   ExportPlan plan;
   OutputForm form = OutputForm::kNothing;  // of the output
   ClipOptions clip;
   std::string saveSettings;
-  FrameSpan frames;
   int32_t at = 0;
   std::string plot;                // keyframes, stabilize
   std::optional<int32_t> atFrame;  // keyframes

@@ -5,8 +5,8 @@
 
 namespace cli {
 
-void RunRegister() { RegisterComponent(); }
+void RunRegister(const Options&) { RegisterComponent(); }
 
-void RunUnregister() { UnregisterComponent(); }
+void RunUnregister(const Options&) { UnregisterComponent(); }
 
 }  // namespace cli

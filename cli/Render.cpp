@@ -26,7 +26,7 @@ void Run(const Options& options, const FrameSpan& frames, const char* framesOpti
 
 }  // namespace
 
-void RunRender(const Options& options) { Run(options, options.frames, "--frames"); }
+void RunRender(const Options& options) { Run(options, options.plan.frames, "--frames"); }
 
 void RunFrame(const Options& options) { Run(options, {options.at, options.at}, "--at"); }
 

@@ -17,7 +17,7 @@ void RunSheet(const Options& options) {
   Clip clip = Clip::Open(options.input, options.clip);
   Watch watch(options.progress);
   const kiv::draw::Sheet sheet =
-      kiv::draw::DrawSheet(clip, options.frames, "--frames", watch.Function());
+      kiv::draw::DrawSheet(clip, options.plan.frames, "--frames", watch.Function());
   watch.End();
   WritePicture(options.output, sheet.picture.size, sheet.picture.bgra.data());
   if (!options.saveSettings.empty()) clip.SaveSettings(options.saveSettings);

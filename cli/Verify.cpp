@@ -35,8 +35,8 @@ std::string ListOf(const std::vector<int32_t>& frames) {
 void RunVerify(const Options& options) {
   CheckFiles(options);
   Watch watch(options.progress);
-  const VerifyResult result =
-      Verify(options.input, options.clip, options.frames, watch.Function(), options.saveSettings);
+  const VerifyResult result = Verify(options.input, options.clip, options.plan.frames,
+                                     watch.Function(), options.saveSettings);
   watch.End();
   std::string text;
   if (!result.backward.empty()) text += "backward: " + ListOf(result.backward) + "\n";

@@ -1,5 +1,6 @@
 // Shows how far a session's work is, and ends it when the user interrupts.
 //
+// Owns:     the line on the screen.
 // Threads:  one.
 #pragma once
 

@@ -6,9 +6,9 @@
 #include <vector>
 
 #include "cli/CommandLine.h"
-#include "cli/Commands.h"
 #include "cli/Interrupt.h"
 #include "cli/Messages.h"
+#include "cli/OptionTable.h"
 #include "session/Library.h"
 #include "session/SessionError.h"
 
@@ -20,29 +20,6 @@ int StatusOf(kiv::session::ErrorCode code) {
   using kiv::session::ErrorCode;
   const bool isUsage = code == ErrorCode::kInvalidArgument || code == ErrorCode::kOutOfRange;
   return isUsage ? kUsage : kFailed;
-}
-
-void RunCommand(const cli::Options& options) {
-  switch (options.command) {
-    case cli::Command::kRender:
-      return cli::RunRender(options);
-    case cli::Command::kFrame:
-      return cli::RunFrame(options);
-    case cli::Command::kSheet:
-      return cli::RunSheet(options);
-    case cli::Command::kStabilize:
-      return cli::RunStabilize(options);
-    case cli::Command::kKeyframes:
-      return cli::RunKeyframes(options);
-    case cli::Command::kVerify:
-      return cli::RunVerify(options);
-    case cli::Command::kInfo:
-      return cli::RunInfo(options);
-    case cli::Command::kRegister:
-      return cli::RunRegister();
-    case cli::Command::kUnregister:
-      return cli::RunUnregister();
-  }
 }
 
 // Standard error belongs to kivclip's own lines unless the log is asked for.
@@ -60,7 +37,7 @@ void SetUpMessages(const cli::Options& options) {
 int Run(const std::vector<std::string>& arguments) {
   if (const auto options = cli::ReadCommandLine(arguments)) {
     SetUpMessages(*options);
-    RunCommand(*options);
+    options->command->run(*options);
   }
   return kDone;
 }

@@ -11,7 +11,7 @@ namespace kiv::draw {
 namespace {
 
 constexpr session::Size kPlotSize{1280, 720};
-// More points than this no picture shows apart.
+// No picture shows more points than this apart.
 constexpr int64_t kMostPoints = 2000;
 // Of the frames between the first and the last keyframe, how much is shown beyond them.
 constexpr int64_t kMarginShare = 20;

@@ -20,7 +20,7 @@ __extension__ using Wide = __int128;
 
 constexpr size_t kPathCapacity = AlphaVideoSettings::kPathCapacity;
 
-// As one path for whoever loads the settings from another folder. UTF-16 counts in the record.
+// Absolute, so that the settings can be loaded from another folder. UTF-16 counts in the record.
 std::wstring StoredPath(const char* option, const std::string& path) {
   std::error_code ignored;
   const auto whole = std::filesystem::absolute(path, ignored);

@@ -1,4 +1,4 @@
-// One opened clip behind its chain, driven as an editor drives it: decoder, bags and commands go in
+// One opened clip with its chain, driven as an editor drives it: decoder, bags and commands go in
 // through the facade, frames come out through the render interface.
 //
 // Units:    frame numbers count the result from 0.

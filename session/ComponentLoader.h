@@ -1,6 +1,7 @@
 // Finds the component's library and makes its one class.
 //
 // Owns:     the loaded library, for the life of the process.
+// Threads:  any.
 // Errors:   SessionError naming the library and the reason.
 #pragma once
 

@@ -8,6 +8,7 @@
 #include "kiv/platform/PictureFacts.h"
 #include "session/Fail.h"
 #include "session/Frames.h"
+#include "session/OptionTable.h"
 
 namespace kiv::session {
 namespace {
@@ -113,6 +114,7 @@ KivComPtr<IKivFrame> Composite::OverFootage(const KivComPtr<IKivFrame>& frame) c
 
 std::unique_ptr<Composite> BuildClip(const std::string& path, const ClipOptions& options,
                                      KivPropDecorator measured) {
+  CheckOptions(options);
   PreparedClip prepared = Prepare(path, options, std::move(measured));
   std::unique_ptr<ChainClip> footage;
   if (prepared.isPreset && !options.alpha.over.empty()) {

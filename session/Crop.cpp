@@ -32,7 +32,7 @@ void CheckKind(HRESULT result, const ClipOptions& options, const wchar_t* key, c
 
 int32_t WholeSide(double side) { return std::max(kiv::SaturateToInt32(side + 0.5), 1); }
 
-// The stretch from `begin` on, as far as it lies in the picture; numbers that are none give nothing.
+// The stretch from `begin` on, as far as it lies in the picture; NaN gives nothing.
 struct Stretch {
   double begin = 0, length = 0;
 };

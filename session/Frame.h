@@ -15,6 +15,7 @@ namespace kiv::session {
 // Units:    times in 100 ns.
 // Owns:     a share of the picture: a copy of a frame is the same picture, and nobody writes it again.
 // Threads:  any.
+// Errors:   SessionError for a size that cannot be scaled to.
 class KIV_SESSION_API Frame {
  public:
   Frame() = default;

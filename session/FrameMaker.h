@@ -1,4 +1,8 @@
 // Makes the frames that hosts get of those that a chain gives. Not installed.
+//
+// Owns:     the frame made holds a reference to the chain's frame.
+// Threads:  any.
+// Errors:   creates none.
 #pragma once
 
 #include "kiv/platform/Frame.h"

@@ -19,6 +19,7 @@ struct Keyframe {
   KeyframeValue value{};
 };
 
+// Owns:     the keyframes, not the file.
 // Threads:  one caller at a time.
 // Errors:   SessionError naming the file and what is wrong with it.
 class KIV_SESSION_API KeyframeDocument {

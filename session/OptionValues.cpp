@@ -11,6 +11,7 @@
 #include "session/Fail.h"
 #include "session/KeyframeFile.h"
 #include "session/NodeNames.h"
+#include "session/OptionTable.h"
 
 namespace kiv::session {
 namespace {

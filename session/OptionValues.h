@@ -12,9 +12,6 @@
 
 namespace kiv::session {
 
-// What stands for the level of --stabilize where none is given.
-constexpr const char* kBareValue = "on";
-
 KIV_SESSION_API Size ReadSize(std::string_view option, std::string_view text);  // 1280x720
 KIV_SESSION_API Rational ReadScale(std::string_view option,
                                    std::string_view text);  // 1/2, 0.5 is refused

@@ -18,7 +18,7 @@
 namespace kiv::session {
 namespace {
 
-// One picture is no frame rate; it is shown as one at 25 a second.
+// A single picture has no frame rate; it is shown at 25 a second.
 constexpr KivRational kRateOfStills{25, 1};
 
 // Products of a frame count and two fractions.
@@ -67,7 +67,7 @@ void RequireNode(const std::vector<int32_t>& nodes, NodeType type, const char* o
   FailUsage("{} needs the node '{}' in --chain", option, name);
 }
 
-// The stabilizer goes by the source's frame numbers, the rate node reads times that neither of the
+// The stabilizer uses the source's frame numbers, the rate node reads times that neither of the
 // others tells, and the reverse node mirrors the numbers of the frames that it is given.
 void CheckOrder(const std::vector<int32_t>& nodes) {
   NodeType last = NodeType::kSource;

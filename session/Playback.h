@@ -43,7 +43,7 @@ ResultShape ResultOf(const Playback& playback, const KivStreamInfo& info, const 
 // How many frames the rate node makes of the whole clip, beyond 32 bits where they are too many.
 int64_t RatedTotal(const Playback& playback, const KivStreamInfo& info);
 
-// What a chain is made of beside the source and what its playback needs.
+// What a chain needs in addition to the source and the nodes of its playback.
 struct FurtherNodes {
   bool alpha = false;
   bool stabilizer = false;

@@ -22,6 +22,8 @@ enum class ErrorCode {
 
 // The message is one line for the person at the screen. It names files as they were given, and options
 // as `kivclip` spells them ("--reverse-range").
+//
+// Threads:  any; an error does not change.
 class KIV_SESSION_API SessionError : public std::runtime_error {
  public:
   SessionError(ErrorCode code, const std::string& message)

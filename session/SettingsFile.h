@@ -1,4 +1,4 @@
-// The texts that a front end keeps in a clip's settings file beside the settings themselves.
+// The texts that a front end keeps in a clip's settings file in addition to the settings.
 #pragma once
 
 #include <memory>
@@ -8,6 +8,8 @@
 
 namespace kiv::session {
 
+// Owns:     a share of what was read; the file is closed.
+// Threads:  any.
 // Errors:   SessionError naming the file and what is wrong with it.
 class KIV_SESSION_API SettingsFile {
  public:
@@ -22,7 +24,7 @@ class KIV_SESSION_API SettingsFile {
   std::shared_ptr<const Impl> impl_;
 };
 
-// Replaces a file by a text in one step; "-" is standard output.
+// Replaces a file by a text in one step; "-" is standard output. SessionError as above.
 KIV_SESSION_API void WriteTextFile(const std::string& path, const std::string& text);
 
 }  // namespace kiv::session

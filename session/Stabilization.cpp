@@ -80,7 +80,7 @@ Stabilization StabilizationOf(const ClipOptions& options, IKivProperties* settin
   if (!options.stabilize) return found;
   const int32_t wanted = options.stabilize->level.value_or(found.level);
   found.isOn = wanted > 0 || !options.stabilize->level;
-  // Turned off it keeps its level for the next time; a stored 0 is none.
+  // Turned off it keeps its level for the next time; a stored 0 is not a level.
   if (wanted > 0) found.level = wanted;
   if (found.level <= 0) found.level = kStabLevelDefault;
   return found;

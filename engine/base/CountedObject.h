@@ -2,6 +2,7 @@
 //
 // Owns:     the object deletes itself when its last reference is given back.
 // Threads:  the count and the queries any; the rest is the derived class's matter.
+// Errors:   E_NOINTERFACE for an interface that is not in the list; E_OUTOFMEMORY for no object.
 #pragma once
 
 #include <atomic>

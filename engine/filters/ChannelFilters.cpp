@@ -50,7 +50,7 @@ HRESULT ForEachRow(const SourcePicture& picture, const TargetPicture& output,
   return S_OK;
 }
 
-// No number counts as 0.
+// NaN counts as 0.
 double Fraction(double value) { return value > 0 ? std::min(value, 1.0) : 0; }
 
 uint8_t CodeOf(double fraction) {
@@ -58,7 +58,7 @@ uint8_t CodeOf(double fraction) {
 }
 
 // The share of the second colour at a pixel's middle, linear in x and y: 0 and 1 at the corners of
-// `place` that lie farthest behind and ahead.
+// `place` that lie farthest back and ahead.
 struct Ramp {
   Ramp(double degrees, const KivRectF& place) {
     const double angle = (std::isfinite(degrees) ? degrees : 0) * kPi / 180;

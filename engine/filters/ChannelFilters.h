@@ -1,8 +1,10 @@
 // The filters that work on coverage: alpha channel, green channel, pre-multiplied alpha.
 //
-// Inputs are scaled where they have another size than what they are placed in.
+// Inputs are scaled if their size differs from the place they are put in.
 //
 // Units:    colours as fractions of full; angles in degrees clockwise, 0 to the right.
+// Threads:  one caller at a time for each filter.
+// Errors:   as FilterBase.
 #pragma once
 
 #include "engine/filters/FilterBase.h"
@@ -14,7 +16,7 @@ namespace kiv {
 class CAlphaChannelFilter final : public FilterBase {
  public:
   // "mode" 0 fills with r0 g0 b0; any other runs from there to r1 g1 b1 in the direction "theta",
-  // from the rectangle's corner farthest behind to the one farthest ahead. "channelChoose" says which channel of
+  // from the rectangle's corner farthest back to the one farthest ahead. "channelChoose" says which channel of
   // the input carries the coverage: 0 blue, 1 green, 2 red, 3 (at first) alpha.
   CAlphaChannelFilter();
 

@@ -1,4 +1,4 @@
-// The vectorized row operations behind the channel filters and the compositing. Chosen at run time
+// The vectorized row operations of the channel filters and the compositing. Chosen at run time
 // for the processor.
 //
 // Units:    rows of `width` BGRA pixels with straight alpha; `channel` 0 to 3 is blue, green, red,

@@ -1,4 +1,7 @@
 // Scales a part of the first input into a part of the output.
+//
+// Threads:  one caller at a time for each filter.
+// Errors:   as FilterBase.
 #pragma once
 
 #include "engine/filters/FilterBase.h"

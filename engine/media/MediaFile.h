@@ -4,7 +4,7 @@
 // Threads:  any.
 // Locks:    one, before the indices'.
 // Errors:   those of MediaInput; E_NOTREADY for a stream that is not there; E_UNSUPPORTED for one
-//           without frames or with pictures too large. Storage that cannot be had is thrown.
+//           without frames or with pictures too large. std::bad_alloc when memory runs out.
 #pragma once
 
 #include <memory>

@@ -4,7 +4,7 @@
 // Owns:     idle buffers; a buffer that is out belongs to whoever took it.
 // Threads:  any.
 // Locks:    one, innermost.
-// Errors:   a null buffer when storage cannot be had; nothing is thrown.
+// Errors:   a null buffer when memory runs out; nothing is thrown.
 #pragma once
 
 #include <array>
@@ -44,7 +44,7 @@ class KIV_ENGINE_API BufferPool {
   BufferPool(const BufferPool&) = delete;
   BufferPool& operator=(const BufferPool&) = delete;
 
-  // At least `size` bytes of unspecified content; null for 0 or when storage cannot be had.
+  // At least `size` bytes of unspecified content; null for 0 or when memory runs out.
   void* Acquire(size_t size);
   // `size` is what it was acquired with. Null is allowed.
   void Release(void* buffer, size_t size);
@@ -81,7 +81,7 @@ class KIV_ENGINE_API BufferPool {
 class PooledBuffer {
  public:
   PooledBuffer() = default;
-  // Empty when storage cannot be had.
+  // Empty when memory runs out.
   explicit PooledBuffer(size_t size) : data_(BufferPool::Shared().Acquire(size)) {
     size_ = data_ ? size : 0;
   }

@@ -3,7 +3,7 @@
 // Units:    bytes.
 // Owns:     a share of the buffer; the last one gives it back to the pool.
 // Threads:  the shares of one buffer may live on several threads; one share belongs to one.
-// Errors:   an empty buffer when storage cannot be had; nothing is thrown.
+// Errors:   an empty buffer when memory runs out; nothing is thrown.
 #pragma once
 
 #include <atomic>

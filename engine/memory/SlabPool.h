@@ -5,7 +5,7 @@
 // Owns:     the slabs; a buffer that is out belongs to whoever took it.
 // Threads:  any.
 // Locks:    one, innermost.
-// Errors:   null when storage cannot be had; nothing is thrown.
+// Errors:   null when memory runs out; nothing is thrown.
 #pragma once
 
 #include <cstddef>

@@ -45,7 +45,7 @@ class StiffCurve {
     Factorize();
   }
 
-  // `path` has room for kBand points more behind its own.
+  // `path` has room for kBand more points after its own.
   void Solve(std::vector<PathPoint>* path) const {
     PathPoint* const s = path->data();
     std::fill_n(s + count_, kBand, PathPoint{});
@@ -59,7 +59,7 @@ class StiffCurve {
   }
 
  private:
-  // A row from its diagonal on: at first of the matrix, then of D and, behind it, of L'.
+  // A row from its diagonal on: at first of the matrix, then of D and, after it, of L'.
   using Row = std::array<double, kBand + 1>;
 
   static void Take(const PathPoint& point, double share, PathPoint* from) {

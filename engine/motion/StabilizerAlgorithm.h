@@ -3,6 +3,7 @@
 // Owns:     copies of all that it is given; the corrections of one level are kept.
 // Threads:  any.
 // Locks:    two, one for each side; Begin and ReleaseState take both, the analysis' first.
+// Errors:   as IKivStabilizerAlgorithm.
 #pragma once
 
 #include <memory>

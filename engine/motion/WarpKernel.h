@@ -34,7 +34,7 @@ bool SampleColumns(const WarpSource& source, const WarpLine& line, ptrdiff_t fir
                    int16_t* out);
 
 // `count` pixels at the columns x, x + step, ... of `columns`, which begins with column 0. From the
-// column before x's to the second one behind the last, all are read.
+// column before x's to the second one after the last, all are read.
 void SampleLine(const int16_t* columns, double x, double step, size_t count, uint8_t* out);
 
 // The weights of the four neighbours at `fraction` of the way from the second to the third.

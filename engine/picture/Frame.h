@@ -48,7 +48,7 @@ struct IPictureHolder : IUnknown {
   virtual bool MayShare() = 0;
 };
 
-// Gives the frame a share of `memory`. False when it is no frame of the engine's or cannot share.
+// Gives the frame a share of `memory`. False when it is not a frame of the engine or cannot share.
 bool ShareWith(IKivFrame* frame, const PictureMemory& memory);
 
 class CFrame final : public CountedObject<IKivFrame, IKivVideoFrame, IKivBitmap, IPictureHolder> {

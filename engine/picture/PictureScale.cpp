@@ -101,7 +101,7 @@ void Resample(const SourcePicture& source, const ScaleAxis& horizontal, const Sc
   }
 }
 
-// False for what is no number, too.
+// False for NaN, too.
 bool IsWithin(double begin, double length, int32_t size) {
   return begin >= 0 && length > 0 && begin + length <= size;
 }

@@ -21,7 +21,7 @@ enum class ScaleFilter : int32_t {
   kArea = 2,    // the exact mean of what a pixel covers; as kLinear when made larger
   // A curve through four pixels, of more when made smaller; exact where pixels fall on pixels.
   kCubic = 3,
-  // The same passing beside them: as soft on whole pixels as between them and with hardly any
+  // The same without passing through them: as soft on whole pixels as between and with hardly any
   // overshoot, so that edges keep their place and their look while a region moves.
   kSmooth = 4,
 };

@@ -1,4 +1,4 @@
-// The vectorized row operations behind scaling. Chosen at run time for the processor.
+// The vectorized row operations of scaling. Chosen at run time for the processor.
 //
 // Between loading and storing, a pixel is four floats: blue, green and red times coverage, and
 // coverage, from 0 to 255. Rows are `ScaleRow`s, which vectors may overrun.
@@ -42,7 +42,7 @@ class ScaleRow {
 void LoadScaleRow(const uint8_t* bgra, size_t pixels, float* row);
 
 // `out` along `row`. With every count kScaleTaps, which is the quick case, `row` has as many pixels
-// behind its end.
+// after its end.
 void SampleScaleRow(const float* row, const std::vector<ScaleTaps>& taps, const float* weights,
                     bool fourEach, float* out);
 

@@ -1,4 +1,4 @@
-// The algorithm factory's table: which module stands behind which name.
+// The algorithm factory's table: which module each name stands for.
 //
 // Owns:     nothing; a module that was loaded stays for the life of the process.
 // Threads:  any.

@@ -12,7 +12,7 @@ namespace kiv {
 // The value that names the picture shown in place of missing media.
 constexpr const wchar_t* kMissingPictureName = L"NOT_FOUND_JPEG_PATH";
 
-// The folder behind "media://"; empty for none, as at first.
+// The folder that "media://" stands for; empty for none, as at first.
 KIV_ENGINE_API void SetMediaRoot(const std::wstring& folder);
 KIV_ENGINE_API void SetNamedValue(const std::wstring& name, const std::wstring& text);
 KIV_ENGINE_API void ClearNamedValue(const std::wstring& name);
@@ -21,7 +21,7 @@ KIV_ENGINE_API void ClearNamedValue(const std::wstring& name);
 //   media://a/b   root/a/b when that exists or no a/b does, else a/b; E_INVALIDARG when ".." would
 //                 leave the root
 //   a/b           itself when it exists, else root/a/b when that exists, else itself
-//   /a/b          itself, also behind media://; so is any location behind another scheme
+//   /a/b          itself, also after media://; so is any location with another scheme
 KIV_ENGINE_API HRESULT TranslateLocation(const std::wstring& location, std::wstring* path);
 
 // The creation function of kPathServiceClassId.

@@ -1,6 +1,7 @@
 // Motion as a grid of vectors, one for each square of kNodeStep pixels of a brightness plane.
 //
 // Units:    pixels of that plane.
+// Threads:  NodeGrid: any reads; one writes a node at a time.
 #pragma once
 
 #include <algorithm>

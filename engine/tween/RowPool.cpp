@@ -13,7 +13,7 @@ constexpr int kMostThreads = 8;
 
 }  // namespace
 
-// As many as there are to be had; without any, callers do all parts themselves.
+// As many as the system gives; without any, callers do all parts themselves.
 RowPool::RowPool(int threads) {
   try {
     for (int i = 1; i < threads; ++i) threads_.emplace_back([this] { Work(); });

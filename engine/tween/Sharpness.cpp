@@ -82,7 +82,7 @@ float BestSharpness(const KeyPictures& keys, const NodeGrid<TweenNode>& field, i
   const View older{keys.older, keys.size}, newer{keys.newer, keys.size};
   const float side = static_cast<float>(factor * kNodeStep);
   const int rows = (field.Height() + kEachNode - 1) / kEachNode;
-  // Added up in one order, whoever made which.
+  // Added up in one order, whichever thread made which.
   std::vector<Products> found(static_cast<size_t>(rows));
   pool.Run(rows, [&](int row) {
     const int j = row * kEachNode;

@@ -1,4 +1,4 @@
-// The interpolation algorithm behind the factory: keeps two key frames and answers the frames
+// The interpolation algorithm that the factory makes: keeps two key frames and answers the frames
 // between them.
 //
 // Units:    indices as CVAlgorithm says.

@@ -1,13 +1,13 @@
 // A file's sound streams, copied packet by packet into a container beside written pictures.
 //
 // A stream that the container cannot hold is left out. Time 0 of the output is the start of the
-// file's first video stream. What a hostile file says of its times is not trusted: packets that go
+// file's first video stream. What a file says of its times is not trusted: packets that go
 // back in time or lie years away are dropped.
 //
 // Owns:     the file, opened a second time.
 // Threads:  one caller at a time.
-// Errors:   a file whose sound cannot be read any further ends its sound, without an error; storage
-//           that cannot be had is thrown.
+// Errors:   a file whose sound cannot be read any further ends its sound, without an error;
+//           std::bad_alloc when memory runs out.
 #pragma once
 
 #include <functional>

@@ -37,7 +37,7 @@ class WriterEncoder {
   WriteError Open();
 
   AVCodecContext* Context() const { return context_; }
-  // The frame to fill next; null when storage cannot be had. The encoder may still read the former
+  // The frame to fill next; null when memory runs out. The encoder may still read the former
   // one, so its memory can be another each time.
   AVFrame* WritableFrame();
   WriteError Encode(int64_t number, const PacketSink& sink);

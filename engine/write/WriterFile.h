@@ -1,10 +1,9 @@
 // A file in the making: written under a temporary name beside the final one, renamed when complete.
 //
 // Standard output, pipes and devices are written to directly, in order.
-// Owns:     the descriptor (not standard output's) and the temporary file, removed unless
-// committed. Threads:  one caller at a time. Errors:   one line naming the final file and the
-// reason. A closed pipe is a failure, not a signal:
-//           the program ignores SIGPIPE (IgnoreWriteSignals).
+// Owns:     the descriptor (not standard output's) and the temporary file, removed unless committed.
+// Threads:  one caller at a time; the flag may be set by any.
+// Errors:   one line naming the final file and the reason. A closed pipe is a failure, not a signal.
 #pragma once
 
 #include <atomic>
@@ -38,7 +37,7 @@ class KIV_ENGINE_API WriterFile {
   bool IsSeekable() const { return !temporary_.empty(); }
   // The file under its name of the moment; empty for a stream.
   const std::string& TemporaryName() const { return temporary_; }
-  // The first failure of Write or Seek, for callers behind a library that loses the reason.
+  // The first failure of Write or Seek, for callers that go through a library that loses the reason.
   const WriteError& FirstError() const { return firstError_; }
 
  private:

@@ -1,4 +1,4 @@
-// The vectorized row operations behind WriterConvert. Chosen at run time for the processor.
+// The vectorized row operations of WriterConvert. Chosen at run time for the processor.
 //
 // Units:    rows of `width` BGRA pixels; alpha is ignored. Chroma sums are int16: a pair of rows in
 //           1/128 of a code, without the offset of 128.

@@ -18,7 +18,7 @@ class WriterTimes {
   void Stamp(AVPacket* packet, AVRational units) const;
 
  private:
-  // Also of numbers before the first picture and behind the last.
+  // Also of numbers before the first picture and after the last.
   int64_t TicksAt(int64_t number) const;
 
   const PictureSeries& series_;

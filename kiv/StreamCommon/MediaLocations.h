@@ -14,6 +14,6 @@ bool IsMediaLocationAvailable(const wchar_t* location);
 // not looked at.
 bool IsImageLocation(const wchar_t* location);
 
-// The service behind named values and locations; obtained afresh for each use, null when there is
+// The service for named values and locations; obtained afresh for each use, null when there is
 // none.
 KivComPtr<IKivPathService> ObtainPathService();

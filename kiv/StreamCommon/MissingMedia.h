@@ -9,5 +9,5 @@
 // once: what it found, or did not find, stays for the life of the process.
 KivComPtr<IKivFrame> MissingMediaImage();
 
-// Lets go of the picture and allows a new lookup.
+// Releases the picture and allows a new lookup.
 void ForgetMissingMediaImage();

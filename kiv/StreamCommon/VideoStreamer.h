@@ -15,8 +15,8 @@
 // Threads:  any, as CStreamer.
 // Locks:    lock_ of CStreamer, held for the whole of each operation; the process's missing-media
 //           lock comes after it.
-// Errors:   status E_FAIL without a decoder, 1 when it failed. Null only when a transparent frame
-//           cannot be had either; the caller's status is then untouched.
+// Errors:   status E_FAIL without a decoder, 1 when it failed. Null only when memory runs out for
+//           a transparent frame, too; the caller's status is then untouched.
 class CVideoStreamer : public CStreamer {
  public:
   explicit CVideoStreamer(IUnknown* outer);
@@ -53,7 +53,7 @@ class CVideoStreamer : public CStreamer {
   KivComPtr<IKivFrame> TransparentFrameLocked() KIV_REQUIRES(lock_);
 
   KivSize outputSize_ KIV_GUARDED_BY(lock_){1280, 720};
-  // Told with the next frame: a size on its way with another decoder is none of this one's.
+  // Told with the next frame: a size that comes with another decoder does not apply to this one.
   bool sizeIsNew_ KIV_GUARDED_BY(lock_) = false;
   KivRational decodeScale_ KIV_GUARDED_BY(lock_){1, 1};
   bool proxyEnabled_ KIV_GUARDED_BY(lock_) = false;

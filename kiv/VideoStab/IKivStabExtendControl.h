@@ -15,6 +15,7 @@ using StabCallback = void (*)(int32_t state, int64_t percent, void* context);
 //
 // Threads:  any. The callback runs on the task's thread. It may steer the task and drop references,
 //           but must not call the clip, its render or its nodes: they may be waiting for it.
+// Errors:   as IKivTask; SetCallback does not fail.
 struct KIV_EXPORT IKivStabExtendControl : IKivTask {
   static constexpr GUID kIid{
       0x19C20127, 0x7E03, 0x327C, {0x17, 0x4A, 0x2B, 0xCE, 0x4C, 0xE6, 0x6A, 0x87}};

@@ -218,7 +218,7 @@ void CKivVideoStabExtendControl::onProcess(KivTaskProgress* progress) {
   Tell(done ? StabCallbackState::kFinished : StabCallbackState::kRunning, progress->numerator);
 }
 
-// Lets go of everything before the callback, which may end the task.
+// Releases everything before the callback, which may end the task.
 void CKivVideoStabExtendControl::AnalyseNext(KivTaskProgress* progress) {
   const Run run = CurrentRun();
   *progress = {kAll, 1, 1};

@@ -23,7 +23,7 @@ struct StabStoredData {
   std::vector<StabMotion> motions;
 };
 
-// Puts `data` into `bag`. E_OUTOFMEMORY when there is no bag to be had for it.
+// Puts `data` into `bag`. E_OUTOFMEMORY when no bag can be made for it.
 HRESULT StoreStabData(const StabStoredData& data, IKivProperties* bag);
 
 // Reads what `bag` holds. Settings that it does not hold stay as they are in `data`, but for the path,

@@ -7,7 +7,7 @@
 #include "kiv/base/ThreadAnnotations.h"
 #include "kiv/values/ResultCodes.h"
 
-// Runs `body`, which returns a result code. Storage that cannot be had gives E_OUTOFMEMORY, any
+// Runs `body`, which returns a result code. std::bad_alloc gives E_OUTOFMEMORY, any
 // other exception E_FAIL. A body that needs a lock says so itself.
 template <typename Body>
 HRESULT AtBoundary(Body&& body) noexcept KIV_NO_THREAD_ANALYSIS {

@@ -28,7 +28,7 @@ struct PrefetchPlan {
   CacheSpan read;
 };
 
-// A span reaches twice as far behind the index as ahead of it. None when `current`, the span asked
+// A span reaches twice as far below the index as above it. None when `current`, the span asked
 // for last, still covers what a smaller span around the index would.
 std::optional<PrefetchPlan> PlanPrefetch(int32_t index, const SpanRules& rules,
                                          const std::optional<CacheSpan>& current);

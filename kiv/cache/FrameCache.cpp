@@ -182,7 +182,7 @@ HRESULT CFrameCache::ProcessCommand(uint32_t id, uintptr_t param, uintptr_t extr
   CSimpleMutexLock guard(nodeLock_);
   const auto is = [id](CommandId other) { return static_cast<uint32_t>(other) == id; };
   const auto isRow = [&](const CommandRow<Self>& row) { return is(row.id); };
-  // These leave no task behind that could be in the upstream when they are passed on.
+  // These leave no task running that could be in the upstream when they are passed on.
   if (std::any_of(std::begin(kRows), std::end(kRows), isRow)) {
     return Dispatch(*this, kRows, id, param, extra);
   }

@@ -17,7 +17,7 @@
 #include "kiv/chain/SourceBase.h"
 
 // Passes everything on while caching is off. While it is on (switched on itself, or playing in
-// reverse with speed settings in force), frames come from memory, and what is missing is read by a
+// reverse with speed settings enabled), frames come from memory, and what is missing is read by a
 // task; a frame that no task can bring is read through from upstream.
 //
 // Units:    frame index int32; time int64 in 100 ns.
@@ -38,7 +38,7 @@ class CFrameCache : public CSourceBase {
   // The class that implements the operations below has ended the tasks by then, see EndTasks.
   ~CFrameCache() override;
 
-  // A frame shaped like `source` to copy it into; null when there is none to be had.
+  // A frame shaped like `source` to copy it into; null when no memory is available.
   virtual void GetSpareFrame(KivComPtr<IKivFrame>* spare, IKivFrame* source) = 0;
   virtual HRESULT CopyToOutput(IKivFrame* source) KIV_REQUIRES(mapLock_) = 0;
   virtual void OnOutputFrameCreated() {}
@@ -130,7 +130,7 @@ class CFrameCache : public CSourceBase {
 
   std::atomic<bool> clearing_{false};
 
-  // Wakes whoever waits: a frame was stored, a task is over, the upstream changes hands.
+  // Wakes all that wait: a frame was stored, a task is over, another thread may use the upstream.
   SimpleSync::CSimpleCondition changed_;
   // What each queued or running task is to read.
   std::list<CacheSpan> reading_ KIV_GUARDED_BY(mapLock_);

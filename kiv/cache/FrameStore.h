@@ -4,7 +4,7 @@
 // Owns:     the frames in it, at most kMostBytes of pictures but never fewer than kFewestFrames of
 //           them, and up to kMostSpares frames for reuse, as far as these bytes reach.
 // Threads:  none of its own: its user's lock guards it.
-// Errors:   storage that cannot be had is thrown as std::bad_alloc; the store is then unchanged.
+// Errors:   std::bad_alloc when memory runs out; the store is then unchanged.
 #pragma once
 
 #include <cstddef>

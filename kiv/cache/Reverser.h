@@ -6,7 +6,7 @@
 #include "kiv/chain/Dispatch.h"
 #include "kiv/chain/SourceBase.h"
 
-// Reversing is on when it was asked for and the speed settings are in force. While it is, the
+// Reversing is on when it was asked for and the speed settings are enabled. While it is, the
 // position held is the upstream's, and times are turned round so that they grow again.
 //
 // Units:    frame index int32; time int64 in 100 ns.

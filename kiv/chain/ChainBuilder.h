@@ -10,7 +10,7 @@
 #include "kiv/chain/NodeTypes.h"
 
 // One node class: `outer` is the controlling unknown, `upstream` may be null.
-// A null answer means that storage could not be had.
+// A null answer means that memory ran out.
 struct NodeClass {
   NodeType type;
   NodeRef (*create)(IUnknown* outer, const NodeRef& upstream);

@@ -21,7 +21,7 @@ class CClipRenderBase : public scombase::CUnknown, public IKivRenderEx {
  public:
   explicit CClipRenderBase(IUnknown* outer);
 
-  // The object's own operations, behind no interface.
+  // The object's own operations, not reached through an interface.
   virtual HRESULT SaveNodeSettings(IKivProperties* bag) = 0;
   virtual HRESULT LoadNodeSettings(IKivProperties* bag) = 0;
   // Called with lock_ held, before each render operation.

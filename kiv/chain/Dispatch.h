@@ -1,4 +1,7 @@
 // Each node lists the commands it knows as rows; Dispatch runs the right one.
+//
+// Threads:  as the node: one caller at a time.
+// Errors:   the handler's or, for a command that is forwarded or unknown, the upstream's.
 #pragma once
 
 #include <cstddef>

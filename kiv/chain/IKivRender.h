@@ -28,7 +28,7 @@ struct KIV_EXPORT IKivRender : IUnknown {
   virtual HRESULT Seek(int32_t frame, int32_t* reached, int32_t mode) = 0;
   virtual HRESULT Skip(int32_t count, int32_t* moved) = 0;
   virtual int32_t GetPosition() = 0;
-  // Drops frames and tells the nodes to let go of what they hold; the next operation initializes.
+  // Drops frames and tells the nodes to release what they hold; the next operation initializes.
   virtual HRESULT Cleanup() = 0;
   // Always S_OK: answers come through `param`.
   virtual HRESULT ProcessCommand(uint32_t id, uintptr_t param, uintptr_t extra) = 0;

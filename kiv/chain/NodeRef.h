@@ -11,6 +11,7 @@
 //
 // Owns:     one reference, given back the way it was taken.
 // Threads:  one caller at a time for each NodeRef; counts may change on any thread.
+// Errors:   E_NOINTERFACE for an interface that the node does not have.
 #pragma once
 
 #include <cstddef>

@@ -1,5 +1,5 @@
-// How nodes take over frame rates: one that is not above 0, or no number, says that its sender does
-// not know it, and the node keeps its own.
+// How nodes take over frame rates: one that is not above 0, or NaN, means unknown, and the node keeps
+// its own.
 #pragma once
 
 #include <cmath>

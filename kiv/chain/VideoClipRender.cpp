@@ -40,7 +40,7 @@ class OwnInitialize {
   const std::vector<NodeRef>& nodes_;
 };
 
-// Lets go of everything that `tail` and the nodes below it hold, threads and decoder included: nobody
+// Releases everything that `tail` and the nodes below it hold, threads and decoder included: nobody
 // is to read from them any more, but they stay for settings and for hosts that hold them.
 void Retire(const NodeRef& tail) {
   AtBoundary([&] {

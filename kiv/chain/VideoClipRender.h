@@ -12,7 +12,7 @@
 //           on the facade, while the references held here count on the nodes (see NodeRef) and end
 //           with this object: stabilizer, list, cached frame, tail.
 // Threads:  render operations and settings from any thread; BuildChain, SaveNodeSettings and
-//           LoadNodeSettings must not run beside them.
+//           LoadNodeSettings must not run at the same time.
 // Errors:   a failed initialization is reported by the operation that caused it, once. A build that
 //           cannot make a node gives E_OUTOFMEMORY and leaves everything as it was.
 class CVideoClipRender : public CClipRenderBase, public IKivRenderSettings {

@@ -51,7 +51,7 @@ HRESULT DllGetClassObject(const GUID& classId, const GUID& iid, void** object) {
 HRESULT DllCanUnloadNow() { return scombase::CanUnloadModule() ? S_OK : S_FALSE; }
 
 HRESULT DllRegisterServer() {
-  // Whoever runs the registration looks for this line; nothing else is ever written there.
+  // The program that runs the registration looks for this line; nothing else is ever written there.
   std::fputs("222222222222222", stdout);
   std::fflush(stdout);
   return AtBoundary([] {

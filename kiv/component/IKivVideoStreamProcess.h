@@ -2,7 +2,7 @@
 //
 // Owns:     the clip's chain. References taken through any of its interfaces count on the facade.
 // Threads:  commands may come from any thread; BuildChain, SaveSettings, LoadSettings and GetTailNode
-//           must not run beside frame traffic.
+//           must not run while frames are pulled.
 // Errors:   command slots always give S_OK; a host recognises an unhandled getter by an out value
 //           that it preset and that stays unchanged. Null record pointers are ignored.
 #pragma once

@@ -1,4 +1,4 @@
-// Which class stands behind each node type id. A type without a row is skipped by the chain
+// Which class each node type id names. A type without a row is skipped by the chain
 // builder.
 #pragma once
 

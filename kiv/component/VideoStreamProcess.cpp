@@ -188,7 +188,7 @@ scombase::CUnknown* CreateVideoStreamProcess(IUnknown* outer, HRESULT* result) {
   scombase::CUnknown* object = nullptr;
   *result = AtBoundary([&] {
     object = new CKivVideoStreamProcess(outer, ComponentNodes());
-    // The creation reference; whoever called gives it back.
+    // The creation reference; the caller gives it back.
     object->NonDelegatingAddRef();
     return S_OK;
   });

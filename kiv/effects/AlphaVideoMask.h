@@ -1,4 +1,4 @@
-// The full-HD mask of a preset: a second file whose frames run beside the preset's.
+// The full-HD mask of a preset: a second file whose frames run along with the preset's.
 //
 // Units:    time in 100 ns.
 // Owns:     the opened source and its decoder until Release.

@@ -59,7 +59,7 @@ int32_t MapToMaskFrame(const AlphaVideoTiming& timing, int32_t frame) {
   const int32_t pauseFrame = ClampToInt32(int64_t{WholeFrames(rate * pause)} - 1);
   const double clip =
       static_cast<double>(FrameCountOf(timing.renderRange)) / timing.renderRate.ToDouble();
-  // A clip whose length is no number is longer than nothing: its frames stay as they are.
+  // A clip whose length is NaN is not longer than the preset: its frames stay as they are.
   if (!(clip > duration)) return frame;
   if (pauseFrame > 0) {
     const double extra = clip - duration;

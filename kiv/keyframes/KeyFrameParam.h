@@ -50,7 +50,7 @@ class CKivKeyFrameParam final : public scombase::CUnknown, public IKivKeyFramePa
   // changed. The changed flag stays as it is.
   int32_t FromJson(const std::wstring& text);
 
-  // Set by every edit; whoever evaluates clears it before.
+  // Set by every edit; an evaluation clears it first.
   bool IsChanged() const { return changed_; }
   void ClearChanged() { changed_ = false; }
 

@@ -21,7 +21,7 @@ inline double ThroughText(double value) {
 // division gives the double nearest to that decimal.
 inline double ToSixDecimals(double value) {
   constexpr double kScale = 1e6;
-  // Below this the scaled number keeps enough bits behind the point to tell a tie from its neighbours.
+  // Below this the scaled number keeps enough bits after the point to tell a tie from its neighbours.
   constexpr double kLimit = 2147483648.0;
   if (!(std::fabs(value) < kLimit)) return ThroughText(value);
   const double scaled = value * kScale;

@@ -27,7 +27,7 @@ class XTuple {
 
 class KIV_EXPORT XDictionary {
  public:
-  // 0, or 12 when storage cannot be had.
+  // 0, or 12 when memory runs out.
   int SetKeyValue(int key, XTuple value);
   // Null when nothing stands under the key.
   const void* Find(int key) const;
@@ -44,7 +44,7 @@ constexpr int kFrameInterpolationParamsKey = 2;
 // The module's modes are its own; 0 is the default.
 struct FrameInterpolationParams {
   uint32_t interpolationMode = 0;
-  // Frames generated between two key frames. May change at any time; reads go by its value then.
+  // Frames generated between two key frames. May change at any time; a read uses the value of that moment.
   int32_t inBetweenCount = 0;
   int32_t fixed[2] = {2, 1};
 };

@@ -3,6 +3,8 @@
 // Units:    rectangles in fractions of a frame, {0, 0, 1, 1} is the whole.
 // Owns:     a filter keeps references to its inputs until the next run or until they are replaced.
 // Threads:  one caller at a time for each filter.
+// Errors:   Run without the inputs that the filter needs and ReadOutput before a Run give E_NOTREADY, a
+//           GUID that names no filter E_NOTFOUND. A run that fails leaves the last result.
 #pragma once
 
 #include <cstdint>

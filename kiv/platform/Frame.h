@@ -3,6 +3,8 @@
 // Units:    time int64 in 100 ns; frame index int32; sizes in pixels; a row is width x 4 bytes,
 //           BGRA with straight (not pre-multiplied) alpha, no gap between rows.
 // Threads:  a frame is written by one thread at a time; its count may change on any thread.
+// Errors:   E_INVALIDARG for sizes that no picture has, E_NOTREADY for a copy of a frame that holds no
+//           picture, E_OUTOFMEMORY; the frame is then as it was.
 #pragma once
 
 #include <cstddef>
@@ -63,8 +65,8 @@ struct KIV_EXPORT IKivFrame : IUnknown {
   virtual HRESULT Reserved7() { return E_NOTIMPL; }
   virtual HRESULT Reserved8() { return E_NOTIMPL; }
   // The pixel data, to read and write; null when the frame holds no picture, or when it shares memory
-  // with a copy and storage of its own cannot be had. Stays valid while the size stays. Who only
-  // reads, or fills the frame anew, does so cheaper by KivCommon::ReadPixels and PixelsToFill.
+  // with a copy and memory of its own runs out. Stays valid while the size stays. To read only, or to
+  // fill the whole frame, KivCommon::ReadPixels and PixelsToFill are cheaper.
   virtual void* GetPixels() = 0;
   virtual HRESULT Reserved10() { return E_NOTIMPL; }
   // Takes over size, pixels, time and index. Memory is shared until one of the two is written, or

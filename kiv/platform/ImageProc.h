@@ -1,5 +1,7 @@
 // The engine's image processor. It is asked for and handed on to KivCommon::ImageFunc, which does
 // without one as well.
+//
+// Threads:  any; it has no operation.
 #pragma once
 
 #include "kiv/platform/KivComPtr.h"

@@ -1,4 +1,7 @@
-// Owns one counted interface reference. See ARCHITECTURE.md for which form to use where.
+// Owns one counted interface reference. docs/threads-and-ownership.md says which form to use where.
+//
+// Owns:     one reference, or none.
+// Threads:  one caller at a time for each holder; counts may change on any thread.
 #pragma once
 
 #include <cstddef>

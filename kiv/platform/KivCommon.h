@@ -22,7 +22,7 @@ KIV_PLATFORM_API HRESULT GetInterface(const GUID& classId, IUnknown* outer, uint
                                       const GUID& iid, void** object);
 // The media factory; `name` is null. Null when there is none.
 KIV_PLATFORM_API KivComPtr<IKivFactory> GetFactory(const wchar_t* name);
-// A new, empty bag; without one when storage cannot be had.
+// A new, empty bag; without one when memory runs out.
 KIV_PLATFORM_API KivPropDecorator CreateProperties();
 
 // The pixels of a frame, for a caller that keeps no pointer: it is good until the frame changes or
@@ -30,12 +30,12 @@ KIV_PLATFORM_API KivPropDecorator CreateProperties();
 // copies. Null when there is no frame or it holds no picture.
 KIV_PLATFORM_API const void* ReadPixels(IKivFrame* frame);
 // The same for a caller that writes every pixel: what is there before is unspecified. Null also when
-// storage cannot be had.
+// memory runs out.
 KIV_PLATFORM_API void* PixelsToFill(IKivFrame* frame);
 
 // A BGRA frame of the wanted size. `frame` itself when it has that size already (it is then to be
 // refilled: whoever holds it sees that), else a new one; in both cases `frame` holds the result too.
-// Null, with `frame` untouched, when the size is invalid or storage cannot be had.
+// Null, with `frame` untouched, when the size is invalid or memory runs out.
 KIV_PLATFORM_API KivComPtr<IKivFrame> CreateBGRAFrameFrom(KivComPtr<IKivFrame>& frame,
                                                           const KivSize& size,
                                                           KivCGMemoryType type);
@@ -50,7 +50,7 @@ KIV_PLATFORM_API KivComPtr<IKivCGFilterManager> GetCGFilterManager();
 KIV_PLATFORM_API KivComPtr<IKivCGDevice> GetCGDevice();
 
 namespace ImageFunc {
-// Null when the file is missing or is no picture.
+// Null when the file is missing or is not a picture.
 KIV_PLATFORM_API KivComPtr<IKivBitmap> CreateBitmapFromFile(const wchar_t* path);
 KIV_PLATFORM_API KivComPtr<IKivBitmap> InitBitmap(int32_t width, int32_t height);
 // Scales `source` into the whole of `target`. `processor` may be null; `resizeType` is 0.

@@ -1,4 +1,8 @@
 // Named values and the translation of media locations to file paths.
+//
+// Threads:  any.
+// Errors:   E_NOTFOUND, and E_INSUFFICIENT_BUFFER for a text that does not fit, leave the buffer
+//           untouched.
 #pragma once
 
 #include <cstdint>
@@ -10,8 +14,7 @@ struct KIV_EXPORT IKivPathService : IUnknown {
       0x92B2F536, 0xD238, 0x4EE3, {0x90, 0xFB, 0x2F, 0x6C, 0xFA, 0xC1, 0xF2, 0x5D}};
 
   virtual HRESULT Reserved3() { return E_NOTIMPL; }
-  // Texts are terminated. E_NOTFOUND, and E_INSUFFICIENT_BUFFER for a text that does not fit, leave
-  // the buffer untouched.
+  // Texts are terminated.
   virtual HRESULT GetNamedValue(const wchar_t* name, wchar_t* buffer, int32_t capacity) = 0;
   virtual HRESULT TranslateLocation(const wchar_t* location, wchar_t* buffer, int32_t capacity) = 0;
 };

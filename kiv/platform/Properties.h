@@ -60,7 +60,7 @@ struct KIV_EXPORT IKivProperties : IUnknown {
   virtual HRESULT GetRational(const wchar_t* key, KivRational* value) = 0;
 };
 
-// Walks a bag's entries in key order, for whoever writes a bag down.
+// Walks a bag's entries in key order, to write the bag into a document.
 struct KIV_EXPORT IKivPropertyList : IUnknown {
   static constexpr GUID kIid{
       0x3F9A7C52, 0x4B18, 0x4E6D, {0x95, 0xC0, 0x61, 0x2D, 0x8F, 0xA7, 0x04, 0xBB}};
@@ -72,7 +72,10 @@ struct KIV_EXPORT IKivPropertyList : IUnknown {
   virtual HRESULT Remove(const wchar_t* key) = 0;
 };
 
-// Holds one reference to a bag and gives it back when it goes.
+// A reference to a bag.
+//
+// Owns:     that reference.
+// Threads:  one caller at a time for each holder.
 class KivPropDecorator {
  public:
   KivPropDecorator() = default;

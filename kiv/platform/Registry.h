@@ -1,4 +1,4 @@
-// The registry that component classes are entered in: a per-user file, behind the calls that a
+// The registry that component classes are entered in: a per-user file, through the calls that a
 // component makes.
 //
 // The file is $KIV_REGISTRY, else kiv/registry.json under $XDG_DATA_HOME (or ~/.local/share).

@@ -56,7 +56,7 @@ struct KIV_EXPORT IKivTask : IUnknown {
   virtual uint32_t GetTaskID() = 0;
   // Begins a run and returns at once, in state 2. S_FALSE while one is under way.
   virtual HRESULT Start() = 0;
-  // Waits until the step at hand is over: after S_OK the thread rests in state 3 until Resume.
+  // Waits until the present step is over: after S_OK the thread rests in state 3 until Resume.
   virtual HRESULT Pause() = 0;
   virtual HRESULT Resume() = 0;
   // Waits until the run is over, which it then is: S_FALSE when none was under way or it completed
@@ -90,7 +90,7 @@ struct KIV_EXPORT IKivTaskable : IKivTask {
 // Threads:  as IKivTask. The on... functions are called by the task's thread only, never with a
 //           lock held.
 // Locks:    one, innermost, not held during calls out.
-// Errors:   Start gives E_OUTOFMEMORY when there is no thread to be had and E_NOTREADY after
+// Errors:   Start gives E_OUTOFMEMORY when no thread is available and E_NOTREADY after
 //           EndTask.
 class KIV_PLATFORM_API CKivTaskable : public IKivTaskable {
  public:

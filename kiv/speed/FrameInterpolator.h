@@ -13,7 +13,7 @@
 // Units:    time int64 in 100 ns; index 0 is the older key frame, count + 1 the newer.
 // Owns:     factory and algorithm; one scratch frame of the key frames' size.
 // Threads:  one caller at a time; has no lock.
-// Errors:   false when a frame is null, holds no picture or cannot be had; what the algorithm says
+// Errors:   false when a frame is null, holds no picture or cannot be made; what the algorithm says
 //           of a push or read is not passed on.
 class CFrameInterpolator {
  public:
@@ -35,7 +35,7 @@ class CFrameInterpolator {
   bool PushKeyFrame(IKivFrame* frame);
   // Fills `frame`, whatever its size was.
   bool GetInterpolatedFrame(IKivFrame* frame, int32_t index);
-  // Null when storage cannot be had.
+  // Null when memory runs out.
   KivComPtr<IKivFrame> GetScratchFrame();
 
   bool HasAlgorithm() const { return factory_ && algorithm_; }

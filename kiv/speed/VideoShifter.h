@@ -19,7 +19,7 @@
 // Threads:  one caller at a time, as the clip render makes it.
 // Locks:    lock_ guards the output frame; the upstream may be called with it held.
 // Errors:   an upstream failure is returned unchanged and leaves the position where it was. A
-//           generated frame that cannot be had gives no frame with status 0.
+//           generated frame that cannot be made gives no frame with status 0.
 class CVideoShifter : public CSourceBase {
  public:
   CVideoShifter(IUnknown* outer, NodeRef upstream);

@@ -23,7 +23,7 @@ bool IsValueTypeName(std::wstring_view name) {
   return false;
 }
 
-// Texts are the only thing that can fail to be had.
+// Only the memory for a text can be unavailable.
 template <typename Operation>
 int32_t WithoutExceptions(Operation&& operation) {
   try {

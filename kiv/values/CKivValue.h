@@ -31,7 +31,7 @@ struct KIV_VALUES_API KivBlob {
   KivBlob(KivBlob&& other) noexcept;
   KivBlob& operator=(KivBlob other) noexcept;
 
-  // Null when storage cannot be had or `count` is 0.
+  // Null when memory runs out or `count` is 0.
   static uint8_t* AllocateBytes(size_t count);
   // Makes `bytes`, from AllocateBytes, the blob's own; what it owned before is freed.
   void Adopt(uint8_t* bytes, uint32_t count);

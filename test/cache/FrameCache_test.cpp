@@ -160,7 +160,7 @@ TEST_F(FrameCache, AHostileSpanSizeCostsBoundedMemory) {
   source->log.Take();
   EXPECT_EQ(1, ShownAt(200));
   EXPECT_EQ(FillCalls(0, 369), source->log.TakeWhen(1 + 2 * 370));
-  // The size is known now: 64 x 2/3 behind, 64 / 3 ahead.
+  // The size is known now: 64 x 2/3 below, 64 / 3 above.
   node->Skip(-1, nullptr);
   EXPECT_EQ(FillCalls(157, 219), source->log.TakeWhen(1 + 2 * 63));
   EXPECT_EQ(1, Shown());

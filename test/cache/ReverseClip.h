@@ -1,4 +1,4 @@
-// A numbered clip behind source, cache and reverse, driven through the facade.
+// A numbered clip with source, cache and reverse, driven through the facade.
 #pragma once
 
 #include <string>

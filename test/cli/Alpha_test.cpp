@@ -127,7 +127,7 @@ TEST_F(Alpha, FramesComeInTheOrderOfPauseHoldAndLoop) {
   const Numbers own = Plus({}, 0, 50);
   const Numbers held = Plus(Plus(Plus({}, 0, 20), 19, 51, 0), 20, 29);
   Numbers looped = Plus({}, 0, 20);
-  // The loop counts from frame 0.8: frame 20 is the 19th behind it, its fourth of five.
+  // The loop counts from frame 0.8: frame 20 is the 19th after it, its fourth of five.
   for (int i = 0; i < 51; ++i) looped.push_back(19 + (19 + i) % 5);
   looped = Plus(looped, 20, 29);
   const Numbers whole = Plus(Plus(Plus({0}, 0, 49), 0, 49), 0, 1);

@@ -155,10 +155,14 @@ constexpr std::pair<const char*, const char*> kUsage[] = {
     {"render @clip.mkv -o @x.mp4 --speed 2 --speed 3", "--speed is given more than once"},
     {"render @clip.mkv -o @x.mp4 --speed", "--speed"},
     {"render @clip.mkv -o @x.mp4 --alpha-preset --alpha-color ''", "--alpha-color"},
+    {"render @none.mp4 -o null --reverse --no-reverse", "exclude each other"},
+    {"render @none.mp4 -o null --crop 0,0,1,1 --crop-keyframes @none.json", "exclude each other"},
+    {"render @none.mp4 -o null --reverse_range 2:3", "--reverse_range"},
 };
 
 constexpr std::pair<const char*, const char*> kFailures[] = {
     {"render @none.mp4 -o null", "none.mp4': No such file"},
+    {"render @none.mp4 -o null --reverse=false --no-reverse", "none.mp4': No such file"},
     {"sheet @clip.mkv -o @nowhere/x.png", "there is no folder"},
     {"render @clip.mkv -o @nowhere/%d.png", "there is no folder"},
     {"info '@no\nne.mp4'", "no ne.mp4"},

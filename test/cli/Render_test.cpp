@@ -283,7 +283,7 @@ TEST_F(Render, OfAClipThatCannotBeDecodedTheColoursAreUnknown) {
   std::string bytes = ReadBytes(kivtest::MakeClip({.frames = 10}));
   const size_t pictures = bytes.find("mdat");
   ASSERT_NE(std::string::npos, pictures);
-  // They are behind the index, or stand before it.
+  // They come after the index, or before it.
   const size_t index = bytes.find("moov");
   const size_t end = index > pictures ? index - 4 : bytes.size();
   std::fill(bytes.begin() + static_cast<ptrdiff_t>(pictures) + 4,

@@ -110,7 +110,7 @@ TEST(AlphaChannelFilter, TakesTheCoverageOfTheChannelChosen) {
     for (const auto& [chosen, channel] : kCases) {
       Filtering run(KivKey::Filter::kFilterGUID_AlphaChannel);
       run.Set(8, chosen);
-      run.Set(2, 7.0);  // beyond full, and what is no colour
+      run.Set(2, 7.0);  // outside the range, as -1
       run.Set(3, 0.5);
       run.Set(4, -1.0);
       const auto filled = run(picture, nullptr, size);

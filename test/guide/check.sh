@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Does what docs/node-authors.md says to a copy of the tree, builds the node, runs its test and renders
-# with it; and holds the pieces of code in the other guides against their files. Run from anywhere.
+# with it; and compares the pieces of code in the other guides with their files. Run from anywhere.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/../.."
 bash docs/guide.sh check docs/embedding.md
@@ -14,6 +14,7 @@ bash docs/guide.sh apply docs/node-authors.md "$tree"
 cd "$tree"
 clang-format --dry-run -Werror kiv/flip/*.h kiv/flip/*.cpp test/flip/*.cpp kiv/platform/*.h kiv/chain/*.h
 bash cmake/check-includes.sh kiv/flip/*.h kiv/flip/*.cpp
+bash cmake/check-comments.sh kiv/flip/*.h
 
 # Nothing here is measured, so nothing is optimized.
 cmake -B build -G Ninja -DCMAKE_BUILD_TYPE=Debug -DKIV_WERROR=ON -DKIV_BENCH=OFF >/dev/null
@@ -30,7 +31,9 @@ frame plain
 frame once --chain source,flip --settings flip.json
 frame twice --chain source,flip,flip --settings flip.json
 frame off --chain source,flip
+frame option --chain source,flip --mirror
 cmp plain twice
 cmp plain off
+cmp once option
 if cmp -s plain once; then echo "the new node does nothing"; exit 1; fi
 echo "the node author's guide works as it stands"

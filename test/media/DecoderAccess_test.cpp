@@ -25,7 +25,7 @@ const AccessCase kCases[] = {
     {"h264_5994", {.rate = {60000, 1001}, .gop = 30, .bFrames = 3}},
     {"h264_120", {.rate = {120, 1}, .gop = 60, .bFrames = 3}},
     {"h264_open_groups", {.gop = 10, .bFrames = 3, .openGop = true}},
-    // Pictures close behind the one that their decoding starts at, in the last group.
+    // Pictures soon after the one that their decoding starts at, in the last group.
     {"h264_open_group_of_two", {.frames = 62, .bFrames = 3, .openGop = true}},
     {"h264_open_groups_of_six", {.frames = 24, .gop = 6, .bFrames = 3, .openGop = true}},
     {"h264_fragmented", {.bFrames = 3, .movflags = "frag_keyframe+empty_moov"}},

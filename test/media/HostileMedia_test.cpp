@@ -105,7 +105,7 @@ struct DamageCase {
   const char* name;
   int mutations;
   ClipRecipe recipe;
-  bool twice = false;  // one behind the other
+  bool twice = false;  // one after the other
 };
 
 void PrintTo(const DamageCase& value, std::ostream* out) { *out << value.name; }

@@ -20,7 +20,7 @@ Pixels Flat(const KivSize& size, std::initializer_list<uint8_t> bgra) {
 }
 
 Pixels Warped(const Pixels& source, const KivSize& size, const WarpMap& map) {
-  // A guard behind the last pixel shows writes that go too far.
+  // A guard after the last pixel shows writes that go too far.
   Pixels out(source.size() + 64, 0xA5);
   WarpPicture(source.data(), size, map, out.data());
   EXPECT_TRUE(std::all_of(out.end() - 64, out.end(), [](uint8_t b) { return b == 0xA5; }));

@@ -1,4 +1,4 @@
-// Puts fakes behind the interpolation module's name and drives nodes by frame numbers.
+// Registers fakes under the interpolation module's name and drives nodes by frame numbers.
 #pragma once
 
 #include <array>

@@ -141,7 +141,7 @@ TEST(VideoSlider, AnUpstreamFarFromThePositionIsSought) {
       slider.source->log.Take();
       slider.node->Skip(step, nullptr);
       EXPECT_GT(10'000u, slider.source->log.Take().size());
-      if (step > 0 && astray > 0) continue;  // it stands behind what is wanted already
+      if (step > 0 && astray > 0) continue;  // it is past the wanted frame already
       EXPECT_EQ(100 + step, slider.source->position) << astray;
     }
   }

@@ -24,7 +24,7 @@ struct ClipRecipe {
   std::string audioCodec = {};  // empty: no audio
   // Added to every time. A negative one makes an edit list that hides the frames before 0.
   int64_t startMilliseconds = 0;
-  // Frame i is shown at these times in milliseconds; empty goes by the rate. Repeats its last step.
+  // Frame i is shown at these times in milliseconds; empty: by the rate. Repeats its last step.
   std::vector<int64_t> times = {};
   int rotation = 0;  // degrees clockwise when shown
   bool mirrored = false;

@@ -224,7 +224,7 @@ TEST(Tween, KeepsTheContractOfItsCalls) {
   EXPECT_NE(0, (tween.Read(0), tween.result));
 }
 
-// Odd widths leave pixels over behind the last full vector.
+// Odd widths leave pixels over after the last full vector.
 TEST(Tween, PlainMixingIsExact) {
   for (const int width : {1, 7, 33, 211}) {
     const KivSize size{width, 5};

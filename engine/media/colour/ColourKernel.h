@@ -1,4 +1,4 @@
-// The vectorized row operations behind PictureConverter. Chosen at run time for the processor.
+// The vectorized row operations of PictureConverter. Chosen at run time for the processor.
 //
 // Units:    rows of `width` pixels. Chroma rows hold (sample - middle) x 2^(16 - depth) as int16.
 // Threads:  any; nothing is kept.

@@ -9,7 +9,7 @@ namespace {
 // Frames that small groups are put together to, and that are decoded ahead and kept at least.
 constexpr int64_t kWorthwhile = 64;
 constexpr int64_t kNearEnd = 32;
-// Pictures that are in use beside the kept ones.
+// Pictures that are in use in addition to the kept ones.
 constexpr int64_t kInUse = 2;
 constexpr int64_t kFewest = 2;
 constexpr int64_t kPlainFraction = 4;

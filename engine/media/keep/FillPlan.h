@@ -1,11 +1,12 @@
 // Which frames to decode next for a reader that goes backwards.
 //
-// A group of pictures is decoded upwards and read downwards. A group that fits into the memory at hand
+// A group of pictures is decoded upwards and read downwards. A group that fits into the available memory
 // is taken whole; of a larger one the upper part is kept and the lower passed over, in as few passes
 // as the memory allows. Small groups are taken several at once, so that the decoder's threads do not
 // run dry after each.
 //
 // Units:    frame numbers, both ends included; bytes.
+// Owns:     a share of the stream's index.
 // Threads:  FillPlanner: one caller at a time.
 #pragma once
 
@@ -23,7 +24,7 @@ struct FillPlan {
   int64_t last = -1;
   // What the reader waits for; -1 when nobody does.
   int64_t wanted = -1;
-  // The group is large for the memory at hand.
+  // The group is large for the available memory.
   bool packs = false;
   int64_t generation = 0;
 

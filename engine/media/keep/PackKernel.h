@@ -16,7 +16,7 @@
 namespace kiv {
 
 constexpr size_t kPackBlock = 128;
-// Samples that must be readable before and behind the row above.
+// Samples that must be readable before and after the row above.
 constexpr size_t kPackMargin = 64;
 
 // `above` has the margins filled; `step` is the distance of neighbours of one component.
@@ -24,7 +24,7 @@ constexpr size_t kPackMargin = 64;
 void FoldRow8(const uint8_t* row, const uint8_t* above, size_t count, size_t step, uint8_t* low);
 void FoldRow16(const uint16_t* row, const uint16_t* above, size_t count, size_t step, uint8_t* low,
                uint8_t* high);
-// The same way back; room for whole vectors is needed behind `row`.
+// The same way back; room for whole vectors is needed after `row`.
 void UnfoldRow8(const uint8_t* low, const uint8_t* above, size_t count, size_t step, uint8_t* row);
 void UnfoldRow16(const uint8_t* low, const uint8_t* high, const uint16_t* above, size_t count,
                  size_t step, uint16_t* row);

@@ -4,7 +4,7 @@
 // Units:    bytes.
 // Owns:     its memory, chunks of one size from the slab pool, so that any picture's serve any other's.
 // Threads:  immutable once made: any.
-// Errors:   null for a picture whose form cannot be packed; storage that cannot be had is thrown.
+// Errors:   null for a picture whose form cannot be packed; std::bad_alloc when memory runs out.
 #pragma once
 
 #include <cstdint>

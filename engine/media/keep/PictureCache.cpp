@@ -184,7 +184,7 @@ void PictureCache::Work() {
     }
     lock.lock();
     if (!fruitful) fruitlessAfter_ = reads;
-    // Whoever still waits for a frame of this plan reads it without the thread.
+    // A reader that still waits for a frame of this plan reads it without the thread.
     if (plan.Contains(wanted_) && (plan.wanted == wanted_ || !fruitful)) wanted_ = -1;
     store_.Changed().notify_all();
   }
@@ -248,7 +248,7 @@ bool PictureCache::MayGoOnLocked(const FillPlan& plan) const {
 }
 
 // A reader that has arrived in the plan's frames needs them more than anything else. Until then
-// the plan lives on what the reader leaves behind, unless it may come back to that.
+// the plan uses the memory of what the reader has passed, unless it may return there.
 Yield PictureCache::YieldFor(const FillPlan& plan) const {
   if (pattern_.Frame() <= plan.last) return Yield::kLessNeeded;
   return pattern_.IsScrubbing() ? Yield::kNothing : Yield::kPassed;

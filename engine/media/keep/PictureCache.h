@@ -8,7 +8,7 @@
 // Owns:     the reader, its thread, its part of the picture pool.
 // Threads:  At: one caller at a time; everything else any.
 // Locks:    the reader's, then the pool's.
-// Errors:   the reader's. Storage that cannot be had is thrown.
+// Errors:   the reader's. std::bad_alloc when memory runs out.
 #pragma once
 
 #include <atomic>

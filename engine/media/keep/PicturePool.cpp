@@ -42,7 +42,7 @@ PictureStore* PicturePool::LargestLocked(const PictureStore* except) const {
   return largest;
 }
 
-// Whoever holds less than its share takes from the one that holds most.
+// A store that holds less than its share takes from the one that holds most.
 bool PicturePool::MakeRoomElsewhereLocked(const PictureStore& asking) {
   if (asking.bytes_ >= ShareLocked()) return false;
   PictureStore* const largest = LargestLocked(&asking);

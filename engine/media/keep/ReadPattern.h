@@ -22,7 +22,7 @@ class KIV_ENGINE_API ReadPattern {
 
   int64_t Frame() const { return last_; }
   bool IsBackward() const { return trend_ == Trend::kBackward; }
-  // The frame read last is best come by in filling the frames below it too.
+  // The frame read last is best reached by filling the frames below it too.
   bool AsksForFill() const;
   // The reads themselves have shown it, once at least.
   bool IsConfirmed() const { return backSteps_ > 0; }

@@ -4,15 +4,15 @@
 // every frame, at a steady rate, the rest is read as far as anybody asked.
 //
 // Frames are numbered by their stamps. Where those repeat or go back, as in streams that were put one
-// behind the other, the order is that in which the decoder gives the pictures out.
+// after the other, the order is that in which the decoder outputs the pictures.
 //
 // Units:    time int64 in 100 ns from the first shown frame; frames are numbered in the order of
 //           display, packets in the order of decoding.
 // Owns:     the input it reads packets from, until it has read the last one.
 // Threads:  any. It is shared by the decoders of a stream.
 // Locks:    one, innermost.
-// Errors:   E_UNSUPPORTED for a stream without frames, E_ABORT when reading was given up. Storage
-//           that cannot be had is thrown.
+// Errors:   E_UNSUPPORTED for a stream without frames, E_ABORT when reading was given up;
+//           std::bad_alloc when memory runs out.
 #pragma once
 
 #include <cstdint>
@@ -34,7 +34,7 @@ struct FrameTime {
   bool key = false;
 };
 
-// How to come by a frame: decode from packet `key` on until the one of packet `target` comes out.
+// How to get a frame: decode from packet `key` on until the one of packet `target` comes out.
 struct FrameRoute {
   int32_t key = 0;
   int32_t target = 0;

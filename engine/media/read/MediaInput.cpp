@@ -175,7 +175,7 @@ bool MediaInput::HasFragments() const {
 }
 
 std::optional<std::vector<int64_t>> MediaInput::ListedTimes(int stream) const {
-  // Other containers' tables are of key frames, or count what is no frame.
+  // Other containers' tables are of key frames, or count packets that are not frames.
   if (!IsFormat("mov") || HasFragments()) return std::nullopt;
   std::vector<int64_t> times;
   for (int i = 0; i < avformat_index_get_entries_count(Stream(stream)); ++i) {

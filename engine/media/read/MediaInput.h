@@ -4,7 +4,7 @@
 //           refused any other file, so a play-list leads nowhere.
 // Threads:  one caller at a time.
 // Errors:   E_NOTFOUND without such a file, E_UNSUPPORTED for what is no regular file or holds no
-//           media of a known kind; each logged once. Storage that cannot be had is thrown.
+//           media of a known kind; each logged once. std::bad_alloc when memory runs out.
 #pragma once
 
 #include <chrono>

@@ -1,9 +1,9 @@
-// The order in which a decoder gives out a stream's pictures, read from their headers.
+// The order in which a decoder outputs a stream's pictures, read from their headers.
 //
 // Units:    packets are numbered in the order of decoding.
 // Owns:     a parser; decodes nothing.
 // Threads:  one caller at a time.
-// Errors:   an order that cannot be told is none. Storage that cannot be had is thrown.
+// Errors:   nothing for an order that cannot be determined; std::bad_alloc when memory runs out.
 #pragma once
 
 #include <cstdint>

@@ -17,7 +17,7 @@ bool HasFreePositions(const MediaInput& input) {
          input.IsFormat("hevc") || input.IsFormat("mpegvideo") || input.IsFormat("m4v");
 }
 
-// Seeks of these containers go by the time of display, all others' by that of decoding.
+// Seeks in these containers use the display time, in all others the decoding time.
 bool SeeksByDisplayTime(const MediaInput& input) {
   return input.IsFormat("mov") || input.IsFormat("matroska");
 }

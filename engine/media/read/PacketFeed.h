@@ -1,12 +1,12 @@
-// Gives out a video stream's packets in decoding order from any packet on.
+// Returns a video stream's packets in decoding order from any packet on.
 //
 // Where a seek really ended is found out by looking the packets up in the index; packets before the
-// wanted one are dropped unread, and a seek that ended behind it is repeated further back.
+// wanted one are dropped unread, and a seek that ended after it is repeated further back.
 //
 // Units:    packets are numbered in the order of decoding.
 // Owns:     its input; shares the index.
 // Threads:  one caller at a time.
-// Errors:   false when the packet cannot be reached; storage that cannot be had is thrown.
+// Errors:   false when the packet cannot be reached; std::bad_alloc when memory runs out.
 #pragma once
 
 #include <cstdint>
@@ -23,7 +23,7 @@ class PacketFeed {
   // The input's file is opened again when nothing else leads back to its beginning.
   PacketFeed(std::unique_ptr<MediaInput> input, int stream, std::shared_ptr<FrameIndex> index);
 
-  // The number of the packet that Next gives out.
+  // The number of the packet that Next returns.
   int32_t Position() const { return position_; }
   bool MoveTo(int32_t packet);
   // Null at the end. Valid until the next call.

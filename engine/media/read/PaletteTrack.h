@@ -1,11 +1,11 @@
-// The palettes that a container tells beside a stream's packets, each from a packet on. A demuxer
-// gives each out once, with a packet that it reads on its way; a decoder that starts behind it needs
-// the one in force there.
+// The palettes that a container stores apart from a stream's packets, each from a packet on. A demuxer
+// returns each once, with a packet that it reads on its way; a decoder that starts after it needs
+// the one that applies there.
 //
 // Units:    packets are numbered in the order of decoding.
 // Owns:     the palettes, of each series of equal ones the first. Beyond 32 MiB none is kept.
 // Threads:  none of its own; whoever shares it locks.
-// Errors:   storage that cannot be had is thrown.
+// Errors:   std::bad_alloc when memory runs out.
 #pragma once
 
 #include <array>

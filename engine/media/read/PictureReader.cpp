@@ -89,7 +89,7 @@ HRESULT PictureReader::OpenWith(const AVCodec& codec, const AVCodecParameters& p
   decoder_->thread_count = threads;
   decoder_->max_pixels = kMaxPicturePixels;
   decoder_->opaque = NextStreamMark();
-  // Or columns that the stream cuts off on the left would stay where no vector begins behind them.
+  // Or columns that the stream cuts off on the left would stay where no vector begins after them.
   decoder_->flags |= AV_CODEC_FLAG_UNALIGNED;
   UseSlabsForPictures(decoder_.get());
   return avcodec_open2(decoder_.get(), &codec, nullptr) < 0 ? E_UNSUPPORTED : S_OK;
@@ -147,13 +147,13 @@ bool PictureReader::Reach(int64_t frame) {
   return reached;
 }
 
-// H.264 that refers to pictures before its start may lose one of the first behind it: from further
+// H.264 that refers to pictures before its start may lose one of the first after it: from further
 // back it comes out.
 bool PictureReader::IsLostNearStart(const FrameRoute& route, int64_t frame) const {
   return shownFrame_ < frame && route.target - startedAt_ <= kNearStart;
 }
 
-// From further back there is no more to be had of a decoder that was drained on purpose.
+// Starting further back gives no more from a decoder that was drained on purpose.
 bool PictureReader::MayTryAgain() const { return !stopped_ && !drainedEarly_; }
 
 bool PictureReader::Holds(int64_t frame) const {
@@ -168,7 +168,7 @@ bool PictureReader::CanRunOnTo(const FrameRoute& route, int64_t frame) const {
   return route.key <= feed_->Position();
 }
 
-// Some of what a decoder goes by stands in the stream's first packet only, as the encoder's version
+// Some of what a decoder needs is in the stream's first packet only, as the encoder's version
 // does whose mistakes the decoder repeats. It outlives a flush. Damage in that packet is no matter:
 // playing from the start meets it too.
 void PictureReader::Prime(int32_t start) {

@@ -3,7 +3,7 @@
 // The decoder runs on from where it stands when the wanted frame lies ahead in the same group of
 // pictures, and starts at the group's key packet otherwise. Packets are tagged with their number, so
 // what comes out is known by that and by nothing else. A decoder that starts elsewhere has seen the
-// stream's first packet before, and gets the palette in force there.
+// stream's first packet before, and gets the palette that applies there.
 //
 // Units:    frame numbers in the order of display, from 0.
 // Owns:     its decoder, its packets and the last picture that came out.
@@ -11,7 +11,7 @@
 //           Stop and Counts may be called from any thread.
 // Errors:   E_FAIL when nothing can be decoded, E_UNSUPPORTED without a decoder for the codec, E_ABORT
 //           after Stop. A damaged frame is replaced by the nearest one before it, or after it where
-//           there is none. Storage that cannot be had is thrown.
+//           there is none. std::bad_alloc when memory runs out.
 #pragma once
 
 #include <atomic>
@@ -55,7 +55,7 @@ class KIV_ENGINE_API PictureReader {
   // `*picture` stays valid until the next call. `frame` lies in the clip.
   HRESULT At(int64_t frame, const AVFrame** picture);
   // The same for a caller that goes through a span and then elsewhere: nothing is decoded that only
-  // frames behind the span need. `frame` lies in it.
+  // frames after the span need. `frame` lies in it.
   HRESULT At(int64_t frame, const ReadSpan& span, const AVFrame** picture);
   ReadSpan SpanOf(int64_t first, int64_t last);
   // Ends a call in progress, and every later one until Resume.
@@ -114,7 +114,7 @@ class KIV_ENGINE_API PictureReader {
   int failures_ = 0;
   int64_t outputs_ = 0;  // since the last start, for streams without stamps
   ReadSpan span_;
-  // Pictures before this frame may have been left out, and not only those already behind.
+  // Pictures before this frame may have been left out, and not only those already passed.
   int64_t passedOverTo_ = -1;
   int64_t expectedBytes_ = 0;
   std::atomic<int64_t> decoded_ = 0;

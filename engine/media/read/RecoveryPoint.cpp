@@ -41,7 +41,7 @@ class Units {
         std::search(rest_.begin(), rest_.end(), std::begin(kStartCode), std::end(kStartCode));
     if (rest_.end() - code <= 3) return {};
     rest_ = rest_.subspan(static_cast<size_t>(code - rest_.begin()) + 3);
-    // Whatever follows belongs to it for its reader, which goes by the lengths of the messages.
+    // Whatever follows belongs to it for its reader, which uses the lengths of the messages.
     return rest_;
   }
 

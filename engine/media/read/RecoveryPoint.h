@@ -1,4 +1,4 @@
-// Reads from an H.264 packet whether pictures are whole only some way behind it.
+// Reads from an H.264 packet whether pictures are complete only some frames after it.
 //
 // Threads:  none of its own.
 // Errors:   none: what cannot be read says nothing.

@@ -111,8 +111,8 @@ std::vector<KivRational> TimeGrid::Candidates(double measured) const {
   return candidates;
 }
 
-// Both the first stamp and the one at hand may have been rounded, by half a unit each. A time base
-// as coarse as the frames themselves is held to less, or every rate would fit.
+// Both the first stamp and this one may have been rounded, by half a unit each. With a time base as
+// coarse as the frames themselves less is allowed, or every rate would fit.
 bool TimeGrid::Fits(std::span<const int64_t> stamps, int64_t firstIndex, int64_t origin,
                     const KivRational& rate) const {
   const double unitsPerFrame = 1.0 / (rate.ToDouble() * timeBase_.ToDouble());

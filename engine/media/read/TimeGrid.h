@@ -1,6 +1,7 @@
 // The times of a clip's frames: a regular grid, or each frame's own.
 //
 // Units:    time int64 in 100 ns from the first frame; stamps in time-base units.
+// Threads:  any; a grid does not change.
 #pragma once
 
 #include <cstdint>

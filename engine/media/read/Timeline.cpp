@@ -19,7 +19,7 @@ class Unroller {
   }
 
  private:
-  // Where the stamp lies in the part at hand.
+  // Where the stamp lies in the present part.
   int64_t Place(size_t i) const { return SaturatingAdd(stamps_[i], offset_); }
 
   void Add(size_t i) {

@@ -1,7 +1,7 @@
 // Times for frames whose stamps repeat, go back or are missing.
 //
-// A repeated stamp, or one that is a little early, is moved just behind the frame before it. Where
-// the stamps begin anew, as in streams that were put one behind the other, time runs on.
+// A repeated stamp, or one that is a little early, is moved just after the frame before it. Where
+// the stamps begin anew, as in streams that were joined, time runs on.
 //
 // Units:    stamps in the stream's time base, in the order of display.
 #pragma once

@@ -92,7 +92,7 @@ Bgra Exact(double luma, double cb, double cr, double kr, double kb, bool full, i
 }
 
 std::vector<uint8_t> Convert(const AVFrame& picture, int width, int height) {
-  // Bytes behind the picture show a write past its end.
+  // Bytes after the picture show a write past its end.
   std::vector<uint8_t> bgra(static_cast<size_t>(width * height * 4 + 64), 0xA5);
   kiv::PictureConverter converter;
   EXPECT_EQ(S_OK, converter.Convert(picture, {}, {width, height}, bgra.data()));

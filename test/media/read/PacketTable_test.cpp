@@ -61,7 +61,7 @@ TEST(PacketTable, StartsTwoRenewalsBeforeOneByParts) {
   }
 }
 
-// The same groups twice, one behind the other, as their pictures come out.
+// The same groups twice, one after the other, as their pictures come out.
 TEST(PacketTable, TakesTheOrderThatItIsGivenWhereStampsBeginAnew) {
   PacketTable table = OpenGroups();
   table.Settle(PacketTable::Extent::kComplete);
