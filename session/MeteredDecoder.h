@@ -10,8 +10,8 @@
 
 #include <atomic>
 #include <cstdint>
-#include <mutex>
 
+#include "kiv/base/Mutex.h"
 #include "kiv/platform/Media.h"
 
 namespace kiv::session {
@@ -54,7 +54,7 @@ class MeteredDecoder : public IKivMediaDecoder, public IKivDecoderSize, public I
   KivComPtr<IKivDecoderSize> size_;
   KivComPtr<IKivStreamInfo> stream_;
   KivComPtr<IKivFrameSeek> frames_;
-  std::mutex lock_;
+  Mutex lock_;
   std::atomic<int64_t> nanoseconds_{0};
   std::atomic<int32_t> unread_{0};
   std::atomic<int32_t> read_{0};

@@ -12,5 +12,8 @@
 #define KIV_GUARDED_BY(lock) KIV_THREAD_ATTRIBUTE(guarded_by(lock))
 #define KIV_REQUIRES(...) KIV_THREAD_ATTRIBUTE(requires_capability(__VA_ARGS__))
 #define KIV_ACQUIRE(...) KIV_THREAD_ATTRIBUTE(acquire_capability(__VA_ARGS__))
+#define KIV_TRY_ACQUIRE(...) KIV_THREAD_ATTRIBUTE(try_acquire_capability(__VA_ARGS__))
 #define KIV_RELEASE(...) KIV_THREAD_ATTRIBUTE(release_capability(__VA_ARGS__))
+// Of a function that does nothing: from here on the compiler takes the lock as held.
+#define KIV_ASSERT_HELD(...) KIV_THREAD_ATTRIBUTE(assert_capability(__VA_ARGS__))
 #define KIV_NO_THREAD_ANALYSIS KIV_THREAD_ATTRIBUTE(no_thread_safety_analysis)
