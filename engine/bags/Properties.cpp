@@ -27,8 +27,9 @@ using Entry = std::variant<int32_t, double, std::wstring, KivRectF, KivRange, Ki
 //
 // Owns:     a reference to each stored object.
 // Threads:  any; every operation is complete on its own.
-// Locks:    one leaf lock. What an operation replaces is dropped after it is released, because that
-//           may run a destructor which comes back to this bag.
+// Locks:    one; under it only that of the interfaces that values hold. What an operation replaces is
+//           dropped after it is released, because that may run a destructor which comes back to this
+//           bag.
 class CProperties final : public kiv::CountedObject<IKivProperties, IKivPropertyList> {
  public:
   HRESULT SetValue(const wchar_t* key, const CKivValue* value) override;
