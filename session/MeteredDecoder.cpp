@@ -58,51 +58,51 @@ uint32_t MeteredDecoder::Release() {
 
 KivDecoderStats MeteredDecoder::Stats() {
   KivDecoderStats stats;
-  const std::lock_guard hold(lock_);
+  const MutexLock hold(lock_);
   if (stream_) stream_->GetStats(&stats);
   return stats;
 }
 
 bool MeteredDecoder::TimeOf(int32_t index, int64_t* time, int64_t* duration) {
-  const std::lock_guard hold(lock_);
+  const MutexLock hold(lock_);
   return stream_ && Succeeded(stream_->GetFrameTime(index, time, duration, nullptr));
 }
 
 int64_t MeteredDecoder::GetCurrentTime() {
-  const std::lock_guard hold(lock_);
+  const MutexLock hold(lock_);
   return decoder_->GetCurrentTime();
 }
 
 HRESULT MeteredDecoder::SetProxyOff(bool off) {
-  const std::lock_guard hold(lock_);
+  const MutexLock hold(lock_);
   return decoder_->SetProxyOff(off);
 }
 
 HRESULT MeteredDecoder::SetProxyPath(const wchar_t* path) {
-  const std::lock_guard hold(lock_);
+  const MutexLock hold(lock_);
   return decoder_->SetProxyPath(path);
 }
 
 HRESULT MeteredDecoder::Seek(int64_t time, int32_t mode) {
-  const std::lock_guard hold(lock_);
+  const MutexLock hold(lock_);
   const Stopwatch watch(&nanoseconds_);
   return decoder_->Seek(time, mode);
 }
 
 HRESULT MeteredDecoder::SeekFrame(int32_t index, const KivRational* rate, int32_t mode) {
-  const std::lock_guard hold(lock_);
+  const MutexLock hold(lock_);
   const Stopwatch watch(&nanoseconds_);
   return frames_ ? frames_->SeekFrame(index, rate, mode) : E_NOTIMPL;
 }
 
 HRESULT MeteredDecoder::Skip(int32_t count, int32_t* moved) {
-  const std::lock_guard hold(lock_);
+  const MutexLock hold(lock_);
   const Stopwatch watch(&nanoseconds_);
   return decoder_->Skip(count, moved);
 }
 
 HRESULT MeteredDecoder::ReadCurrentFrame(KivComPtr<IKivFrame>* frame) {
-  const std::lock_guard hold(lock_);
+  const MutexLock hold(lock_);
   const Stopwatch watch(&nanoseconds_);
   const HRESULT hr = decoder_->ReadCurrentFrame(frame);
   ++(Failed(hr) ? unread_ : read_);
@@ -110,12 +110,12 @@ HRESULT MeteredDecoder::ReadCurrentFrame(KivComPtr<IKivFrame>* frame) {
 }
 
 HRESULT MeteredDecoder::SetOutputSize(const KivSize* size) {
-  const std::lock_guard hold(lock_);
+  const MutexLock hold(lock_);
   return size_ ? size_->SetOutputSize(size) : E_NOTIMPL;
 }
 
 HRESULT MeteredDecoder::GetSourceSize(KivSize* size) {
-  const std::lock_guard hold(lock_);
+  const MutexLock hold(lock_);
   return size_ ? size_->GetSourceSize(size) : E_NOTIMPL;
 }
 

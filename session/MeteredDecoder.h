@@ -4,14 +4,15 @@
 // Units:    seconds.
 // Owns:     one reference to the decoder.
 // Threads:  any; interfaces handed out that are the decoder's own are not made safe by this.
-// Locks:    one, held while the decoder, which takes one caller at a time, is called.
+// Locks:    one, held while the decoder, which takes one caller at a time, is called; so before those
+//           of the media file and its readers.
 // Errors:   creates none; the decoder's results are returned unchanged.
 #pragma once
 
 #include <atomic>
 #include <cstdint>
-#include <mutex>
 
+#include "kiv/base/Mutex.h"
 #include "kiv/platform/Media.h"
 
 namespace kiv::session {
@@ -28,8 +29,8 @@ class MeteredDecoder : public IKivMediaDecoder, public IKivDecoderSize, public I
   // When a frame of the clip is shown; false for a frame that it does not have.
   bool TimeOf(int32_t index, int64_t* time, int64_t* duration);
 
-  // Interfaces that this class does not have are asked of the decoder.
-  HRESULT QueryInterface(const GUID& iid, void** object) override;
+  // Interfaces that this class does not have are asked of the decoder: that may be done at any time.
+  HRESULT QueryInterface(const GUID& iid, void** object) override KIV_NO_THREAD_ANALYSIS;
   uint32_t AddRef() override { return ++references_; }
   uint32_t Release() override;
 
@@ -50,11 +51,11 @@ class MeteredDecoder : public IKivMediaDecoder, public IKivDecoderSize, public I
   virtual ~MeteredDecoder() = default;
 
   std::atomic<uint32_t> references_{1};
-  KivComPtr<IKivMediaDecoder> decoder_;
-  KivComPtr<IKivDecoderSize> size_;
-  KivComPtr<IKivStreamInfo> stream_;
-  KivComPtr<IKivFrameSeek> frames_;
-  std::mutex lock_;
+  Mutex lock_;
+  const KivComPtr<IKivMediaDecoder> decoder_ KIV_PT_GUARDED_BY(lock_);
+  const KivComPtr<IKivDecoderSize> size_ KIV_PT_GUARDED_BY(lock_);
+  const KivComPtr<IKivStreamInfo> stream_ KIV_PT_GUARDED_BY(lock_);
+  const KivComPtr<IKivFrameSeek> frames_ KIV_PT_GUARDED_BY(lock_);
   std::atomic<int64_t> nanoseconds_{0};
   std::atomic<int32_t> unread_{0};
   std::atomic<int32_t> read_{0};

@@ -1,11 +1,10 @@
 #include "session/Stabilization.h"
 
 #include <chrono>
-#include <condition_variable>
 #include <filesystem>
-#include <mutex>
 #include <system_error>
 
+#include "kiv/base/Mutex.h"
 #include "kiv/platform/KeyNames.h"
 #include "kiv/platform/KivCommon.h"
 #include "kiv/platform/Stabilizer.h"
@@ -45,8 +44,10 @@ class Listener {
 
   // The percent done, as soon as it is another one, or after a moment.
   int64_t Await(int64_t known) {
-    std::unique_lock held(lock_);
-    changed_.wait_for(held, kGlance, [&] { return percent_ != known; });
+    const auto end = std::chrono::steady_clock::now() + kGlance;
+    const MutexLock held(lock_);
+    while (percent_ == known && changed_.WaitUntil(lock_, end)) {
+    }
     return percent_;
   }
 
@@ -54,15 +55,15 @@ class Listener {
   static void Hear(int32_t state, int64_t percent, void* self) {
     if (state == static_cast<int32_t>(StabCallbackState::kStopped)) return;
     auto* const listener = static_cast<Listener*>(self);
-    const std::lock_guard held(listener->lock_);
+    const MutexLock held(listener->lock_);
     listener->percent_ = percent;
-    listener->changed_.notify_all();
+    listener->changed_.WakeAll();
   }
 
   IKivStabExtendControl& control_;
-  std::mutex lock_;
-  std::condition_variable changed_;
-  int64_t percent_ = 0;
+  Mutex lock_;  // innermost
+  Condition changed_;
+  int64_t percent_ KIV_GUARDED_BY(lock_) = 0;
 };
 
 bool IsUnderWay(enumTaskState state) {

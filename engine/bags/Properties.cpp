@@ -2,7 +2,6 @@
 
 #include <map>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -10,6 +9,7 @@
 
 #include "engine/base/Boundary.h"
 #include "engine/base/CountedObject.h"
+#include "kiv/base/Mutex.h"
 #include "kiv/platform/KivCommon.h"
 #include "kiv/values/CKivValue.h"
 
@@ -27,8 +27,9 @@ using Entry = std::variant<int32_t, double, std::wstring, KivRectF, KivRange, Ki
 //
 // Owns:     a reference to each stored object.
 // Threads:  any; every operation is complete on its own.
-// Locks:    one leaf lock. What an operation replaces is dropped after it is released, because that
-//           may run a destructor which comes back to this bag.
+// Locks:    one; under it only that of the interfaces that values hold. What an operation replaces is
+//           dropped after it is released, because that may run a destructor which comes back to this
+//           bag.
 class CProperties final : public kiv::CountedObject<IKivProperties, IKivPropertyList> {
  public:
   HRESULT SetValue(const wchar_t* key, const CKivValue* value) override;
@@ -69,14 +70,14 @@ class CProperties final : public kiv::CountedObject<IKivProperties, IKivProperty
   HRESULT With(const wchar_t* key, Use&& use);
   template <typename T>
   HRESULT Load(const wchar_t* key, T* value);
-  Entries::iterator AtLocked(int32_t index);
+  Entries::iterator AtLocked(int32_t index) KIV_REQUIRES(lock_);
 
-  std::mutex lock_;
-  // Guarded by lock_: the entries; the last place that was asked for by index, so that a walk over
-  // the keys takes one step each. -1: none.
-  Entries entries_;
-  Entries::iterator cursor_;
-  int32_t cursorIndex_ = -1;
+  kiv::Mutex lock_;
+  Entries entries_ KIV_GUARDED_BY(lock_);
+  // The last place that was asked for by index, so that a walk over the keys takes one step each.
+  // -1: none.
+  Entries::iterator cursor_ KIV_GUARDED_BY(lock_);
+  int32_t cursorIndex_ KIV_GUARDED_BY(lock_) = -1;
 };
 
 HRESULT CheckKey(const wchar_t* key) {
@@ -138,7 +139,7 @@ struct ToValue {
 HRESULT CProperties::Store(const wchar_t* key, Entry entry) {
   if (const HRESULT hr = CheckKey(key); Failed(hr)) return hr;
   return AtBoundary([&] {
-    const std::lock_guard guard(lock_);
+    const kiv::MutexLock guard(lock_);
     const auto place = entries_.find(std::wstring_view(key));
     if (place != entries_.end()) {
       place->second.swap(entry);
@@ -153,7 +154,7 @@ HRESULT CProperties::Store(const wchar_t* key, Entry entry) {
 template <typename T, typename Use>
 HRESULT CProperties::With(const wchar_t* key, Use&& use) {
   if (const HRESULT hr = CheckKey(key); Failed(hr)) return hr;
-  const std::lock_guard guard(lock_);
+  const kiv::MutexLock guard(lock_);
   const auto place = entries_.find(std::wstring_view(key));
   if (place == entries_.end()) return E_NOTFOUND;
   const T* const stored = std::get_if<T>(&place->second);
@@ -200,7 +201,7 @@ HRESULT CProperties::GetObject(const wchar_t* key, IUnknown** object) {
 }
 
 int32_t CProperties::GetCount() {
-  const std::lock_guard guard(lock_);
+  const kiv::MutexLock guard(lock_);
   return static_cast<int32_t>(entries_.size());
 }
 
@@ -216,7 +217,7 @@ CProperties::Entries::iterator CProperties::AtLocked(int32_t index) {
 HRESULT CProperties::GetKey(int32_t index, wchar_t* buffer, int32_t capacity) {
   if (!buffer) return E_POINTER;
   if (capacity <= 0) return E_INVALIDARG;
-  const std::lock_guard guard(lock_);
+  const kiv::MutexLock guard(lock_);
   if (index < 0 || static_cast<size_t>(index) >= entries_.size()) return E_NOTFOUND;
   CopyCut(AtLocked(index)->first, buffer, capacity);
   return S_OK;
@@ -229,7 +230,7 @@ HRESULT CProperties::GetValue(const wchar_t* key, CKivValue* value) {
     // The caller's value is assigned without the lock: it may drop an object.
     CKivValue copy;
     {
-      const std::lock_guard guard(lock_);
+      const kiv::MutexLock guard(lock_);
       const auto place = entries_.find(std::wstring_view(key));
       if (place == entries_.end()) return E_NOTFOUND;
       if (std::visit(ToValue{&copy}, place->second) != 0) return E_OUTOFMEMORY;
@@ -242,7 +243,7 @@ HRESULT CProperties::GetValue(const wchar_t* key, CKivValue* value) {
 HRESULT CProperties::Remove(const wchar_t* key) {
   if (const HRESULT hr = CheckKey(key); Failed(hr)) return hr;
   Entries::node_type removed;
-  const std::lock_guard guard(lock_);
+  const kiv::MutexLock guard(lock_);
   const auto place = entries_.find(std::wstring_view(key));
   if (place == entries_.end()) return E_NOTFOUND;
   removed = entries_.extract(place);

@@ -7,7 +7,6 @@ extern "C" {
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <mutex>
 #include <set>
 #include <string>
 #include <string_view>
@@ -15,6 +14,7 @@ extern "C" {
 
 #include "engine/logger/LineLimiter.h"
 #include "engine/logger/Logger.h"
+#include "kiv/base/Mutex.h"
 
 namespace kiv {
 namespace {
@@ -29,9 +29,9 @@ int64_t Now() {
 }
 
 LineLimiter::Verdict Judge(const std::string& line) {
-  static std::mutex lock;
+  static Mutex lock;  // innermost
   static LineLimiter* const limiter = new LineLimiter;
-  const std::lock_guard hold(lock);
+  const MutexLock hold(lock);
   return limiter->Judge(line, Now());
 }
 
@@ -76,9 +76,9 @@ const void* StreamOf(const void* context) {
 
 bool IsFirstOfStream(const void* stream, const std::string_view* complaint) {
   constexpr size_t kMostKnown = 1000;
-  static std::mutex lock;
+  static Mutex lock;  // innermost
   static auto* const known = new std::set<std::pair<const void*, const std::string_view*>>;
-  const std::lock_guard hold(lock);
+  const MutexLock hold(lock);
   if (known->size() >= kMostKnown) known->clear();
   return known->emplace(stream, complaint).second;
 }

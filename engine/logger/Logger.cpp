@@ -7,11 +7,11 @@
 #include <algorithm>
 #include <atomic>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <utility>
 
 #include "engine/base/WideFormat.h"
+#include "kiv/base/Locks.h"
 #include "kiv/platform/KivCommon.h"
 
 namespace kiv {
@@ -48,12 +48,12 @@ class HostSink final : public spdlog::sinks::sink {
 
   void SetCallback(LogCallback callback) {
     auto held = callback ? std::make_shared<LogCallback>(std::move(callback)) : nullptr;
-    const std::lock_guard hold(lock_);
+    const SimpleSync::CSimpleMutexLock hold(lock_);
     callback_.swap(held);
   }
 
   void log(const spdlog::details::log_msg& message) override {
-    const std::lock_guard hold(lock_);
+    const SimpleSync::CSimpleMutexLock hold(lock_);
     if (!callback_) return standardError_.log(message);
     if (inCallback_) return;
     inCallback_ = true;
@@ -71,10 +71,12 @@ class HostSink final : public spdlog::sinks::sink {
   void set_formatter(std::unique_ptr<spdlog::formatter>) override {}
 
  private:
-  std::recursive_mutex lock_;  // recursive: a callback may log and may replace itself
+  // Taken last of all. Recursive, and held while the callback runs: that may log and may replace
+  // itself.
+  SimpleSync::CSimpleMutex lock_;
   spdlog::sinks::stderr_sink_st standardError_;
-  std::shared_ptr<LogCallback> callback_;
-  bool inCallback_ = false;
+  std::shared_ptr<LogCallback> callback_ KIV_GUARDED_BY(lock_);
+  bool inCallback_ KIV_GUARDED_BY(lock_) = false;
 };
 
 class DefaultLogger final : public IKivLogger {

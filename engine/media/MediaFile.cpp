@@ -7,22 +7,26 @@ namespace kiv {
 HRESULT MediaFile::Open(const std::string& path, const IndexReading& reading,
                         std::shared_ptr<MediaFile>* file) {
   std::shared_ptr<MediaFile> opened(new MediaFile(path, reading));
-  if (const HRESULT hr = MediaInput::Open(path, &opened->first_); Failed(hr)) return hr;
-  opened->streams_ = opened->first_->VideoStreams();
-  opened->tracks_.resize(opened->streams_.size());
-  if (opened->streams_.empty()) {
-    KIV_LOG(LogLevel::kFailure, L"MediaFile: %ls: no video in it",
-            KivCommon::Char2WChar(path.c_str()).c_str());
-    return E_UNSUPPORTED;
-  }
+  if (const HRESULT hr = opened->FindStreams(); Failed(hr)) return hr;
   std::shared_ptr<const VideoTrack> track;
   if (const HRESULT hr = opened->Track(0, &track); Failed(hr)) return hr;
   *file = std::move(opened);
   return S_OK;
 }
 
+HRESULT MediaFile::FindStreams() {
+  const MutexLock lock(lock_);
+  if (const HRESULT hr = MediaInput::Open(path_, &first_); Failed(hr)) return hr;
+  streams_ = first_->VideoStreams();
+  tracks_.resize(streams_.size());
+  if (!streams_.empty()) return S_OK;
+  KIV_LOG(LogLevel::kFailure, L"MediaFile: %ls: no video in it",
+          KivCommon::Char2WChar(path_.c_str()).c_str());
+  return E_UNSUPPORTED;
+}
+
 HRESULT MediaFile::Track(int32_t number, std::shared_ptr<const VideoTrack>* track) {
-  std::lock_guard lock(lock_);
+  const MutexLock lock(lock_);
   if (number < 0 || static_cast<size_t>(number) >= tracks_.size()) return E_NOTREADY;
   const auto at = static_cast<size_t>(number);
   if (!tracks_[at]) {

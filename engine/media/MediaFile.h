@@ -2,19 +2,19 @@
 //
 // Owns:     a description and a frame index for each video stream, made when first asked for.
 // Threads:  any.
-// Locks:    one, before the indices'.
+// Locks:    one, held while a stream is opened; taken before the indices'.
 // Errors:   those of MediaInput; E_NOTREADY for a stream that is not there; E_UNSUPPORTED for one
 //           without frames or with pictures too large. std::bad_alloc when memory runs out.
 #pragma once
 
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
 #include "engine/media/StreamDescription.h"
 #include "engine/media/read/FrameIndex.h"
 #include "engine/media/read/PictureReader.h"
+#include "kiv/base/Mutex.h"
 #include "kiv/values/Export.h"
 
 namespace kiv {
@@ -45,15 +45,17 @@ class KIV_ENGINE_API MediaFile {
   MediaFile(const std::string& path, const IndexReading& reading)
       : path_(path), reading_(reading) {}
 
-  HRESULT MakeTrackLocked(size_t number);
+  HRESULT FindStreams();
+  HRESULT MakeTrackLocked(size_t number) KIV_REQUIRES(lock_);
   HRESULT TrimStart(const VideoTrack& track) const;
 
   const std::string path_;
   const IndexReading reading_;
-  std::mutex lock_;
-  std::unique_ptr<MediaInput> first_;  // from opening; the first index takes it over
-  std::vector<int> streams_;
-  std::vector<std::shared_ptr<const VideoTrack>> tracks_;
+  Mutex lock_;
+  // From opening; the first index takes it over.
+  std::unique_ptr<MediaInput> first_ KIV_GUARDED_BY(lock_);
+  std::vector<int> streams_ KIV_GUARDED_BY(lock_);
+  std::vector<std::shared_ptr<const VideoTrack>> tracks_ KIV_GUARDED_BY(lock_);
 };
 
 }  // namespace kiv

@@ -66,7 +66,7 @@ void* BufferPool::Acquire(size_t size) {
   IdleBuffer* excess = nullptr;
   void* buffer = nullptr;
   {
-    const std::lock_guard hold(lock_);
+    const MutexLock hold(lock_);
     ++acquisitions_;
     buffer = TakeLocked(classSize);
     excess = CollectExcessLocked();
@@ -79,7 +79,7 @@ void* BufferPool::Acquire(size_t size) {
   }
   buffer = std::aligned_alloc(kAlignment, classSize);
   if (!buffer) return nullptr;
-  const std::lock_guard hold(lock_);
+  const MutexLock hold(lock_);
   ++figures_.systemAllocations;
   figures_.bytesOut += static_cast<int64_t>(classSize);
   return buffer;
@@ -93,7 +93,7 @@ void BufferPool::Release(void* buffer, size_t size) {
   KIV_POISON(static_cast<char*>(buffer) + sizeof(IdleBuffer), classSize - sizeof(IdleBuffer));
   IdleBuffer* excess = nullptr;
   {
-    const std::lock_guard hold(lock_);
+    const MutexLock hold(lock_);
     figures_.bytesOut -= static_cast<int64_t>(classSize);
     LinkLocked(idle);
     excess = CollectExcessLocked();
@@ -104,7 +104,7 @@ void BufferPool::Release(void* buffer, size_t size) {
 void BufferPool::Trim() {
   IdleBuffer* chain = nullptr;
   {
-    const std::lock_guard hold(lock_);
+    const MutexLock hold(lock_);
     while (IdleBuffer* const idle = oldest_) {
       UnlinkLocked(idle);
       idle->older = chain;
@@ -115,7 +115,7 @@ void BufferPool::Trim() {
 }
 
 BufferPoolFigures BufferPool::Figures() const {
-  const std::lock_guard hold(lock_);
+  const MutexLock hold(lock_);
   return figures_;
 }
 

@@ -10,9 +10,9 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <mutex>
 #include <utility>
 
+#include "kiv/base/Mutex.h"
 #include "kiv/values/Export.h"
 
 namespace kiv {
@@ -60,21 +60,21 @@ class KIV_ENGINE_API BufferPool {
   struct IdleBuffer;  // lives in the idle buffer's own memory
   static constexpr size_t kClassCount = size_t{64} * 8;
 
-  IdleBuffer* TakeLocked(size_t classSize);
-  IdleBuffer* CollectExcessLocked();
-  void LinkLocked(IdleBuffer* idle);
-  void UnlinkLocked(IdleBuffer* idle);
+  IdleBuffer* TakeLocked(size_t classSize) KIV_REQUIRES(lock_);
+  IdleBuffer* CollectExcessLocked() KIV_REQUIRES(lock_);
+  void LinkLocked(IdleBuffer* idle) KIV_REQUIRES(lock_);
+  void UnlinkLocked(IdleBuffer* idle) KIV_REQUIRES(lock_);
   static size_t ClassIndex(size_t classSize);
   static void FreeChain(IdleBuffer* chain);
 
   const BufferPoolLimits limits_;
-  mutable std::mutex lock_;
-  // Guarded by lock_: the idle buffers, newest first, once by class and once all together.
-  std::array<IdleBuffer*, kClassCount> classes_{};
-  IdleBuffer* newest_ = nullptr;
-  IdleBuffer* oldest_ = nullptr;
-  uint64_t acquisitions_ = 0;
-  BufferPoolFigures figures_;
+  mutable Mutex lock_;
+  // The idle buffers, newest first, once by class and once all together.
+  std::array<IdleBuffer*, kClassCount> classes_ KIV_GUARDED_BY(lock_){};
+  IdleBuffer* newest_ KIV_GUARDED_BY(lock_) = nullptr;
+  IdleBuffer* oldest_ KIV_GUARDED_BY(lock_) = nullptr;
+  uint64_t acquisitions_ KIV_GUARDED_BY(lock_) = 0;
+  BufferPoolFigures figures_ KIV_GUARDED_BY(lock_);
 };
 
 // One buffer of the shared pool.

@@ -59,7 +59,7 @@ size_t SlabPool::RoundedSize(size_t size) { return RoundUp(std::max(size, size_t
 
 void* SlabPool::Acquire(size_t size) try {
   if (size > SIZE_MAX / 4) return nullptr;
-  const std::lock_guard guard(lock_);
+  const MutexLock guard(lock_);
   const size_t rounded = RoundedSize(size);
   Slab* slab = FindSpaceLocked(rounded);
   if (!slab) slab = AddSlabLocked(rounded);
@@ -94,7 +94,7 @@ SlabPool::Slab* SlabPool::AddSlabLocked(size_t size) {
 
 void SlabPool::Release(void* buffer) {
   if (!buffer) return;
-  const std::lock_guard guard(lock_);
+  const MutexLock guard(lock_);
   const auto found = slabs_.upper_bound(static_cast<const uint8_t*>(buffer));
   Slab& slab = *found->second;
   slab.Give(static_cast<uint8_t*>(buffer));
@@ -123,7 +123,7 @@ void SlabPool::DropSpareLocked(size_t size) {
 }
 
 SlabPoolFigures SlabPool::Figures() const {
-  const std::lock_guard guard(lock_);
+  const MutexLock guard(lock_);
   return figures_;
 }
 

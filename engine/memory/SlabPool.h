@@ -13,9 +13,9 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <vector>
 
+#include "kiv/base/Mutex.h"
 #include "kiv/values/Export.h"
 
 namespace kiv {
@@ -47,13 +47,15 @@ class KIV_ENGINE_API SlabPool {
  private:
   struct Slab;
 
-  Slab* FindSpaceLocked(size_t size);
-  Slab* AddSlabLocked(size_t size);
-  void DropSpareLocked(size_t size);
+  Slab* FindSpaceLocked(size_t size) KIV_REQUIRES(lock_);
+  Slab* AddSlabLocked(size_t size) KIV_REQUIRES(lock_);
+  void DropSpareLocked(size_t size) KIV_REQUIRES(lock_);
 
-  mutable std::mutex lock_;
-  std::map<const uint8_t*, std::unique_ptr<Slab>, std::less<>> slabs_;  // by their ends
-  SlabPoolFigures figures_;
+  using Slabs = std::map<const uint8_t*, std::unique_ptr<Slab>, std::less<>>;
+
+  mutable Mutex lock_;
+  Slabs slabs_ KIV_GUARDED_BY(lock_);  // by their ends
+  SlabPoolFigures figures_ KIV_GUARDED_BY(lock_);
 };
 
 struct GiveToSlabs {

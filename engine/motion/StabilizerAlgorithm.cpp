@@ -69,17 +69,22 @@ bool ChangesNothing(const Correction& c) {
 HRESULT CStabilizerAlgorithm::Begin(const KivSize* frameSize) {
   if (!frameSize) return E_POINTER;
   if (frameSize->width < 1 || frameSize->height < 1) return E_INVALIDARG;
-  const std::scoped_lock held(analysisLock_, dataLock_);
-  analysisSize_ = sourceSize_ = *frameSize;
+  const MutexLock analysis(analysisLock_);
+  const MutexLock data(dataLock_);
+  ForgetLocked(*frameSize);
+  return S_OK;
+}
+
+void CStabilizerAlgorithm::ForgetLocked(const KivSize& size) {
+  analysisSize_ = sourceSize_ = size;
   analyser_.reset();
   data_ = {};
   plan_.reset();
-  return S_OK;
 }
 
 HRESULT CStabilizerAlgorithm::StartAnalysis() {
   return AtBoundary([&] {
-    const std::lock_guard held(analysisLock_);
+    const MutexLock held(analysisLock_);
     if (analysisSize_ == KivSize{}) return E_NOTREADY;
     analyser_ = std::make_unique<MotionAnalyser>(analysisSize_);
     return S_OK;
@@ -98,7 +103,7 @@ HRESULT CStabilizerAlgorithm::SkipToLocked(int32_t index) {
 
 HRESULT CStabilizerAlgorithm::AnalyseFrame(IKivFrame* frame, int32_t index) {
   return AtBoundary([&] {
-    const std::lock_guard held(analysisLock_);
+    const MutexLock held(analysisLock_);
     if (!analyser_) return E_NOTREADY;
     if (const HRESULT hr = SkipToLocked(index); Failed(hr)) return hr;
     const std::optional<Picture> picture = PictureOf(frame);
@@ -113,7 +118,7 @@ HRESULT CStabilizerAlgorithm::AnalyseFrame(IKivFrame* frame, int32_t index) {
 
 HRESULT CStabilizerAlgorithm::CollectResult(StabData* result) {
   return AtBoundary([&] {
-    const std::lock_guard held(analysisLock_);
+    const MutexLock held(analysisLock_);
     const std::unique_ptr<MotionAnalyser> done = std::move(analyser_);
     if (!done || done->Motions().empty() || !result) return S_FALSE;
     StabData all;
@@ -130,7 +135,7 @@ HRESULT CStabilizerAlgorithm::CollectResult(StabData* result) {
 HRESULT CStabilizerAlgorithm::SetData(const StabData* data) {
   return AtBoundary([&] {
     StabData copy = data ? *data : StabData{};
-    const std::lock_guard held(dataLock_);
+    const MutexLock held(dataLock_);
     std::swap(data_, copy);
     plan_.reset();
     return S_OK;
@@ -139,7 +144,7 @@ HRESULT CStabilizerAlgorithm::SetData(const StabData* data) {
 
 HRESULT CStabilizerAlgorithm::FindCorrection(int32_t index, int32_t level, Correction* found,
                                              KivSize* sourceSize) {
-  const std::lock_guard held(dataLock_);
+  const MutexLock held(dataLock_);
   const auto count = static_cast<int64_t>(data_.motions.size());
   if (count == 0 || sourceSize_ == KivSize{}) return E_NOTREADY;
   const int64_t at = int64_t{index} - data_.first;
@@ -176,11 +181,9 @@ HRESULT CStabilizerAlgorithm::CorrectFrame(IKivFrame* input, IKivFrame* output, 
 }
 
 HRESULT CStabilizerAlgorithm::ReleaseState() {
-  const std::scoped_lock held(analysisLock_, dataLock_);
-  analysisSize_ = sourceSize_ = {};
-  analyser_.reset();
-  data_ = {};
-  plan_.reset();
+  const MutexLock analysis(analysisLock_);
+  const MutexLock data(dataLock_);
+  ForgetLocked({});
   return S_OK;
 }
 

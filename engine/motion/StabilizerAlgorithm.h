@@ -7,13 +7,13 @@
 #pragma once
 
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <vector>
 
 #include "engine/base/CountedObject.h"
 #include "engine/motion/CameraPath.h"
 #include "engine/motion/MotionAnalyser.h"
+#include "kiv/base/Mutex.h"
 #include "kiv/platform/Stabilizer.h"
 
 namespace kiv {
@@ -35,18 +35,20 @@ class CStabilizerAlgorithm final : public CountedObject<IKivStabilizerAlgorithm>
     std::vector<Correction> corrections;
   };
 
-  HRESULT SkipToLocked(int32_t index);
+  void ForgetLocked(const KivSize& size) KIV_REQUIRES(analysisLock_, dataLock_);
+  HRESULT SkipToLocked(int32_t index) KIV_REQUIRES(analysisLock_);
   HRESULT FindCorrection(int32_t index, int32_t level, Correction* found, KivSize* sourceSize);
 
-  std::mutex analysisLock_;
-  KivSize analysisSize_;
-  std::unique_ptr<MotionAnalyser> analyser_;
-  int32_t firstIndex_ = 0;
+  // Held while a frame is analysed; taken before dataLock_.
+  Mutex analysisLock_;
+  KivSize analysisSize_ KIV_GUARDED_BY(analysisLock_);
+  std::unique_ptr<MotionAnalyser> analyser_ KIV_GUARDED_BY(analysisLock_);
+  int32_t firstIndex_ KIV_GUARDED_BY(analysisLock_) = 0;
 
-  std::mutex dataLock_;
-  KivSize sourceSize_;
-  StabData data_;
-  std::optional<Plan> plan_;
+  Mutex dataLock_;
+  KivSize sourceSize_ KIV_GUARDED_BY(dataLock_);
+  StabData data_ KIV_GUARDED_BY(dataLock_);
+  std::optional<Plan> plan_ KIV_GUARDED_BY(dataLock_);
 };
 
 // The creation function of kStabilizerAlgorithmClassId.

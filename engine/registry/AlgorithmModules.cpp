@@ -67,7 +67,7 @@ std::map<std::wstring, AlgorithmModules::Row> AlgorithmModules::FirstRows() {
 }
 
 CVAlgorithmEntry AlgorithmModules::Find(const std::wstring& name, std::string* why) {
-  const std::lock_guard hold(lock_);
+  const MutexLock hold(lock_);
   const auto found = rows_.find(name);
   if (found == rows_.end()) {
     if (why) *why = "there is no module of this name";
@@ -96,7 +96,7 @@ void AlgorithmModules::Load(const std::wstring& name, Row* row) {
 }
 
 void AlgorithmModules::Put(const std::wstring& name, Row row) {
-  const std::lock_guard hold(lock_);
+  const MutexLock hold(lock_);
   rows_[name] = std::move(row);
 }
 
@@ -114,7 +114,7 @@ void AlgorithmModules::Withdraw(const std::wstring& name) {
 
 void AlgorithmModules::Restore() {
   auto rows = FirstRows();
-  const std::lock_guard hold(lock_);
+  const MutexLock hold(lock_);
   rows_ = std::move(rows);
 }
 

@@ -2,15 +2,15 @@
 //
 // Owns:     nothing; a module that was loaded stays for the life of the process.
 // Threads:  any.
-// Locks:    one, held while a module is loaded.
+// Locks:    one, held while a module is loaded; only the logger's is taken under it.
 // Errors:   a module that is missing, is no module or lacks its entry is logged once; asking again
 //           answers the same without looking.
 #pragma once
 
 #include <map>
-#include <mutex>
 #include <string>
 
+#include "kiv/base/Mutex.h"
 #include "kiv/platform/Algorithms.h"
 
 namespace kiv {
@@ -44,8 +44,8 @@ class KIV_ENGINE_API AlgorithmModules {
   void Put(const std::wstring& name, Row row);
   static void Load(const std::wstring& name, Row* row);
 
-  std::mutex lock_;
-  std::map<std::wstring, Row> rows_;
+  Mutex lock_;
+  std::map<std::wstring, Row> rows_ KIV_GUARDED_BY(lock_);
 };
 
 }  // namespace kiv

@@ -1,6 +1,5 @@
 #include "engine/registry/ClassRegistry.h"
 
-#include <mutex>
 #include <utility>
 
 #include "engine/base/Boundary.h"
@@ -21,18 +20,18 @@ ClassRegistry& ClassRegistry::Shared() {
 
 HRESULT ClassRegistry::Add(const GUID& classId, const CreateFunction& create) {
   if (!create) return E_INVALIDARG;
-  const std::unique_lock hold(lock_);
+  const MutexLock hold(lock_);
   return classes_.try_emplace(classId, create).second ? S_OK : S_FALSE;
 }
 
 CreateFunction ClassRegistry::Replace(const GUID& classId, CreateFunction create) {
   if (!create) return Withdraw(classId);
-  const std::unique_lock hold(lock_);
+  const MutexLock hold(lock_);
   return std::exchange(classes_[classId], std::move(create));
 }
 
 CreateFunction ClassRegistry::Withdraw(const GUID& classId) {
-  const std::unique_lock hold(lock_);
+  const MutexLock hold(lock_);
   const auto found = classes_.find(classId);
   if (found == classes_.end()) return nullptr;
   CreateFunction previous = std::move(found->second);
@@ -41,7 +40,7 @@ CreateFunction ClassRegistry::Withdraw(const GUID& classId) {
 }
 
 CreateFunction ClassRegistry::Find(const GUID& classId) const {
-  const std::shared_lock hold(lock_);
+  const MutexLock hold(lock_);
   const auto found = classes_.find(classId);
   return found == classes_.end() ? nullptr : found->second;
 }

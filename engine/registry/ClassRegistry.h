@@ -9,8 +9,8 @@
 
 #include <functional>
 #include <map>
-#include <shared_mutex>
 
+#include "kiv/base/Mutex.h"
 #include "kiv/values/Unknown.h"
 
 namespace kiv {
@@ -36,8 +36,8 @@ class KIV_ENGINE_API ClassRegistry {
  private:
   CreateFunction Find(const GUID& classId) const;
 
-  mutable std::shared_mutex lock_;
-  std::map<GUID, CreateFunction> classes_;
+  mutable Mutex lock_;
+  std::map<GUID, CreateFunction> classes_ KIV_GUARDED_BY(lock_);
 };
 
 // Enters every class that the engine brings along: the table is in engine/Classes.cpp.

@@ -4,11 +4,11 @@
 
 #include <algorithm>
 #include <map>
-#include <mutex>
 #include <string_view>
 
 #include "engine/base/Boundary.h"
 #include "engine/base/CountedObject.h"
+#include "kiv/base/Mutex.h"
 #include "kiv/platform/KivCommon.h"
 
 namespace kiv {
@@ -17,10 +17,9 @@ namespace {
 constexpr std::wstring_view kMediaScheme = L"media://";
 
 struct Settings {
-  std::mutex lock;
-  // Guarded by lock.
-  std::wstring mediaRoot;
-  std::map<std::wstring, std::wstring> named;
+  Mutex lock;  // innermost
+  std::wstring mediaRoot KIV_GUARDED_BY(lock);
+  std::map<std::wstring, std::wstring> named KIV_GUARDED_BY(lock);
 };
 
 Settings& TheSettings() {
@@ -49,7 +48,7 @@ bool LeavesRoot(std::wstring_view path) {
 
 std::wstring UnderRoot(const std::wstring& path) {
   Settings& settings = TheSettings();
-  const std::lock_guard hold(settings.lock);
+  const MutexLock hold(settings.lock);
   return settings.mediaRoot.empty() ? std::wstring() : settings.mediaRoot + L"/" + path;
 }
 
@@ -80,7 +79,7 @@ class CPathService final : public CountedObject<IKivPathService> {
     if (!name) return E_INVALIDARG;
     return AtBoundary([&] {
       Settings& settings = TheSettings();
-      const std::lock_guard hold(settings.lock);
+      const MutexLock hold(settings.lock);
       const auto found = settings.named.find(name);
       return found == settings.named.end() ? E_NOTFOUND : CopyText(found->second, buffer, capacity);
     });
@@ -100,19 +99,19 @@ class CPathService final : public CountedObject<IKivPathService> {
 
 void SetMediaRoot(const std::wstring& folder) {
   Settings& settings = TheSettings();
-  const std::lock_guard hold(settings.lock);
+  const MutexLock hold(settings.lock);
   settings.mediaRoot = folder;
 }
 
 void SetNamedValue(const std::wstring& name, const std::wstring& text) {
   Settings& settings = TheSettings();
-  const std::lock_guard hold(settings.lock);
+  const MutexLock hold(settings.lock);
   settings.named[name] = text;
 }
 
 void ClearNamedValue(const std::wstring& name) {
   Settings& settings = TheSettings();
-  const std::lock_guard hold(settings.lock);
+  const MutexLock hold(settings.lock);
   settings.named.erase(name);
 }
 

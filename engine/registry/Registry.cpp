@@ -2,7 +2,6 @@
 
 #include <cerrno>
 #include <map>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <system_error>
@@ -10,6 +9,7 @@
 
 #include "engine/base/TextFile.h"
 #include "engine/registry/RegistryFile.h"
+#include "kiv/base/Mutex.h"
 
 namespace {
 
@@ -31,28 +31,27 @@ HKEY HandleOf(uintptr_t number) {
 class OpenKeys {
  public:
   HKEY Add(RegistryPathNames path) {
-    const std::lock_guard guard(lock_);
+    const kiv::MutexLock guard(lock_);
     paths_.emplace(++last_, std::move(path));
     return HandleOf(last_);
   }
   std::optional<RegistryPathNames> Find(HKEY key) {
     const auto number = reinterpret_cast<uintptr_t>(key);
     if (number == kRootNumber) return RegistryPathNames{};
-    const std::lock_guard guard(lock_);
+    const kiv::MutexLock guard(lock_);
     const auto place = paths_.find(number);
     if (place == paths_.end()) return std::nullopt;
     return place->second;
   }
   bool Remove(HKEY key) {
-    const std::lock_guard guard(lock_);
+    const kiv::MutexLock guard(lock_);
     return paths_.erase(reinterpret_cast<uintptr_t>(key)) > 0;
   }
 
  private:
-  std::mutex lock_;
-  // Guarded by lock_.
-  std::map<uintptr_t, RegistryPathNames> paths_;
-  uintptr_t last_ = kRootNumber;
+  kiv::Mutex lock_;  // innermost
+  std::map<uintptr_t, RegistryPathNames> paths_ KIV_GUARDED_BY(lock_);
+  uintptr_t last_ KIV_GUARDED_BY(lock_) = kRootNumber;
 };
 
 OpenKeys& GetOpenKeys() {

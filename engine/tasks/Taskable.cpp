@@ -1,12 +1,11 @@
 // The task base: one thread for each run, steered through a few flags under one lock.
 #include <algorithm>
-#include <condition_variable>
-#include <mutex>
 #include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
 
+#include "kiv/base/Mutex.h"
 #include "kiv/platform/Logger.h"
 #include "kiv/platform/Tasks.h"
 
@@ -27,9 +26,11 @@ bool IsUnderWay(enumTaskState state) {
 struct CKivTaskable::Core {
   explicit Core(CKivTaskable& owner) : task(owner) {}
 
-  bool OnTaskThread() const { return active && runner == std::this_thread::get_id(); }
-  void RequestStopLocked();
-  void AwaitEndLocked(std::unique_lock<std::mutex>& held);
+  bool OnTaskThreadLocked() const KIV_REQUIRES(lock) {
+    return active && runner == std::this_thread::get_id();
+  }
+  void RequestStopLocked() KIV_REQUIRES(lock);
+  void AwaitEndLocked() KIV_REQUIRES(lock);
 
   // The thread's part.
   void Run();
@@ -45,31 +46,33 @@ struct CKivTaskable::Core {
   CKivTaskable& task;
   bool gone = false;  // read and written on the task's thread only: `task` is no more
 
-  std::mutex lock;
-  std::condition_variable changed;
-  // All of the following under the lock.
-  enumTaskState state = enumTaskState::kNeverStarted;
-  uint32_t id = 0;
-  std::vector<Listener> listeners;
-  std::thread thread;
-  std::thread::id runner;  // the thread's, also once it is detached
-  bool active = false;     // a run has begun and its thread has not let go yet
-  bool stopWanted = false;
-  bool pauseWanted = false;
-  bool resting = false;
-  bool closed = false;
-  bool hadFinished = false;  // before the run under way
-  uint64_t runsOver = 0;
-  enumTaskState lastOutcome = enumTaskState::kNeverStarted;
+  // Innermost: no function of the task and no delegate is called with it held.
+  kiv::Mutex lock;
+  kiv::Condition changed;
+  enumTaskState state KIV_GUARDED_BY(lock) = enumTaskState::kNeverStarted;
+  uint32_t id KIV_GUARDED_BY(lock) = 0;
+  std::vector<Listener> listeners KIV_GUARDED_BY(lock);
+  std::thread thread KIV_GUARDED_BY(lock);
+  std::thread::id runner KIV_GUARDED_BY(lock);  // the thread's, also once it is detached
+  // A run has begun and its thread has not let go yet.
+  bool active KIV_GUARDED_BY(lock) = false;
+  bool stopWanted KIV_GUARDED_BY(lock) = false;
+  bool pauseWanted KIV_GUARDED_BY(lock) = false;
+  bool resting KIV_GUARDED_BY(lock) = false;
+  bool closed KIV_GUARDED_BY(lock) = false;
+  bool hadFinished KIV_GUARDED_BY(lock) = false;  // before the run under way
+  uint64_t runsOver KIV_GUARDED_BY(lock) = 0;
+  enumTaskState lastOutcome KIV_GUARDED_BY(lock) = enumTaskState::kNeverStarted;
 };
 
 void CKivTaskable::Core::RequestStopLocked() {
   stopWanted = true;
-  changed.notify_all();
+  changed.WakeAll();
 }
 
-void CKivTaskable::Core::AwaitEndLocked(std::unique_lock<std::mutex>& held) {
-  changed.wait(held, [this, run = runsOver] { return !active || runsOver != run; });
+void CKivTaskable::Core::AwaitEndLocked() {
+  const uint64_t run = runsOver;
+  while (active && runsOver == run) changed.Wait(lock);
 }
 
 // False when the function threw, or when the task was destroyed by it.
@@ -88,7 +91,7 @@ bool CKivTaskable::Core::Call(Function function) {
 void CKivTaskable::Core::Tell(enumTaskState told) {
   std::vector<Listener> all;
   try {
-    const std::lock_guard held(lock);
+    const kiv::MutexLock held(lock);
     all = listeners;
   } catch (const std::bad_alloc&) {
     return;  // the state itself can still be asked for
@@ -102,15 +105,15 @@ void CKivTaskable::Core::Run() {
   Tell(enumTaskState::kRunning);
   const enumTaskState outcome = Work();
   {
-    const std::lock_guard held(lock);
+    const kiv::MutexLock held(lock);
     state = outcome;
   }
   Tell(outcome);
-  const std::lock_guard held(lock);
+  const kiv::MutexLock held(lock);
   lastOutcome = outcome;
   active = false;
   ++runsOver;
-  changed.notify_all();
+  changed.WakeAll();
 }
 
 enumTaskState CKivTaskable::Core::Work() {
@@ -129,7 +132,7 @@ enumTaskState CKivTaskable::Core::Work() {
 }
 
 bool CKivTaskable::Core::HadFinished() {
-  const std::lock_guard held(lock);
+  const kiv::MutexLock held(lock);
   return hadFinished;
 }
 
@@ -146,7 +149,7 @@ bool CKivTaskable::Core::ProcessAll() {
 bool CKivTaskable::Core::MayGoOn() {
   for (;;) {
     {
-      const std::lock_guard held(lock);
+      const kiv::MutexLock held(lock);
       if (stopWanted) return false;
       if (!pauseWanted) return true;
       state = enumTaskState::kPaused;
@@ -159,13 +162,13 @@ bool CKivTaskable::Core::Rest() {
   if (!Call([](CKivTaskable& t) { t.onPause(); })) return false;
   Tell(enumTaskState::kPaused);
   {
-    std::unique_lock held(lock);
+    const kiv::MutexLock held(lock);
     while (pauseWanted && !stopWanted) {
       // Said again each time round: Resume and Pause may both have come before this thread woke.
       state = enumTaskState::kPaused;
       resting = true;
-      changed.notify_all();
-      changed.wait(held);
+      changed.WakeAll();
+      changed.Wait(lock);
     }
     resting = false;
     if (stopWanted) return false;
@@ -181,38 +184,38 @@ CKivTaskable::~CKivTaskable() { EndTask(); }
 
 void CKivTaskable::EndTask() {
   std::vector<Listener> dropped;
-  std::unique_lock held(core_->lock);
+  const kiv::MutexLock held(core_->lock);
   core_->closed = true;
   dropped.swap(core_->listeners);
   if (core_->active) core_->RequestStopLocked();
-  if (core_->OnTaskThread()) {
+  if (core_->OnTaskThreadLocked()) {
     core_->gone = true;
     if (core_->thread.joinable()) core_->thread.detach();
     return;
   }
-  core_->changed.wait(held, [this] { return !core_->active; });
+  while (core_->active) core_->changed.Wait(core_->lock);
   if (core_->thread.joinable()) core_->thread.join();
 }
 
 HRESULT CKivTaskable::Initialize(uint32_t taskId, IKivTaskDelegate* delegate, void* context) {
   {
-    const std::lock_guard held(core_->lock);
+    const kiv::MutexLock held(core_->lock);
     core_->id = taskId;
   }
   return delegate ? addDelegate(delegate, context) : S_OK;
 }
 
 uint32_t CKivTaskable::GetTaskID() {
-  const std::lock_guard held(core_->lock);
+  const kiv::MutexLock held(core_->lock);
   return core_->id;
 }
 
 HRESULT CKivTaskable::Start() {
   const std::shared_ptr<Core> core = core_;
-  std::unique_lock held(core->lock);
-  if (core->active && (core->OnTaskThread() || IsUnderWay(core->state))) return S_FALSE;
+  const kiv::MutexLock held(core->lock);
+  if (core->active && (core->OnTaskThreadLocked() || IsUnderWay(core->state))) return S_FALSE;
   // Over, but for its thread's last words.
-  core->changed.wait(held, [&] { return !core->active || IsUnderWay(core->state); });
+  while (core->active && !IsUnderWay(core->state)) core->changed.Wait(core->lock);
   if (core->active) return S_FALSE;
   if (core->closed) return E_NOTREADY;
   if (core->thread.joinable()) core->thread.join();
@@ -232,38 +235,39 @@ HRESULT CKivTaskable::Start() {
 }
 
 HRESULT CKivTaskable::Pause() {
-  std::unique_lock held(core_->lock);
+  const kiv::MutexLock held(core_->lock);
   if (!core_->active || !IsUnderWay(core_->state)) return S_FALSE;
   if (core_->pauseWanted && core_->resting) return S_FALSE;
   core_->pauseWanted = true;
-  if (core_->OnTaskThread()) return S_OK;
-  core_->changed.wait(held, [this, run = core_->runsOver] {
-    return core_->resting || !core_->pauseWanted || core_->stopWanted || core_->runsOver != run;
-  });
+  if (core_->OnTaskThreadLocked()) return S_OK;
+  const uint64_t run = core_->runsOver;
+  while (!core_->resting && core_->pauseWanted && !core_->stopWanted && core_->runsOver == run) {
+    core_->changed.Wait(core_->lock);
+  }
   return core_->resting ? S_OK : S_FALSE;
 }
 
 HRESULT CKivTaskable::Resume() {
-  const std::lock_guard held(core_->lock);
+  const kiv::MutexLock held(core_->lock);
   if (!core_->active || !core_->pauseWanted) return S_FALSE;
   core_->pauseWanted = false;
   core_->resting = false;
   if (core_->state == enumTaskState::kPaused) core_->state = enumTaskState::kRunning;
-  core_->changed.notify_all();
+  core_->changed.WakeAll();
   return S_OK;
 }
 
 HRESULT CKivTaskable::Stop() {
-  std::unique_lock held(core_->lock);
+  const kiv::MutexLock held(core_->lock);
   if (!core_->active) return S_FALSE;
   core_->RequestStopLocked();
-  if (core_->OnTaskThread()) return S_OK;
-  core_->AwaitEndLocked(held);
+  if (core_->OnTaskThreadLocked()) return S_OK;
+  core_->AwaitEndLocked();
   return core_->lastOutcome == enumTaskState::kStopped ? S_OK : S_FALSE;
 }
 
 enumTaskState CKivTaskable::GetTaskState() {
-  const std::lock_guard held(core_->lock);
+  const kiv::MutexLock held(core_->lock);
   return core_->state;
 }
 
@@ -274,11 +278,11 @@ HRESULT CKivTaskable::SetTaskState(enumTaskState state) {
 HRESULT CKivTaskable::EnterState(enumTaskState state, const std::function<bool()>& prepare) {
   bool ready = false;
   {
-    std::unique_lock held(core_->lock);
-    if (core_->OnTaskThread()) return E_NOTREADY;
+    const kiv::MutexLock held(core_->lock);
+    if (core_->OnTaskThreadLocked()) return E_NOTREADY;
     while (core_->active) {
       core_->RequestStopLocked();
-      core_->AwaitEndLocked(held);
+      core_->AwaitEndLocked();
     }
     // For others this is a run without a state of its own.
     core_->active = true;
@@ -290,11 +294,11 @@ HRESULT CKivTaskable::EnterState(enumTaskState state, const std::function<bool()
     KIV_LOG(LogLevel::kFailure, L"A task's state could not be prepared");
   }
   {
-    const std::lock_guard held(core_->lock);
+    const kiv::MutexLock held(core_->lock);
     if (ready) core_->state = state;
     core_->active = false;
     ++core_->runsOver;
-    core_->changed.notify_all();
+    core_->changed.WakeAll();
   }
   if (ready) core_->Tell(state);
   return ready ? S_OK : S_FALSE;
@@ -304,7 +308,7 @@ void CKivTaskable::onProcess(KivTaskProgress* progress) { progress->done = 1; }
 
 HRESULT CKivTaskable::addDelegate(IKivTaskDelegate* delegate, void* context) {
   if (!delegate) return E_POINTER;
-  const std::lock_guard held(core_->lock);
+  const kiv::MutexLock held(core_->lock);
   try {
     core_->listeners.push_back({KivComPtr<IKivTaskDelegate>(delegate), context});
   } catch (const std::bad_alloc&) {
@@ -315,7 +319,7 @@ HRESULT CKivTaskable::addDelegate(IKivTaskDelegate* delegate, void* context) {
 
 HRESULT CKivTaskable::removeDelegate(IKivTaskDelegate* delegate) {
   Listener dropped;  // outlives the lock: its last reference may go here
-  const std::lock_guard held(core_->lock);
+  const kiv::MutexLock held(core_->lock);
   const auto found = std::find_if(core_->listeners.begin(), core_->listeners.end(),
                                   [=](const Listener& l) { return l.delegate == delegate; });
   if (found == core_->listeners.end()) return S_FALSE;

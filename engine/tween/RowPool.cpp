@@ -25,10 +25,10 @@ RowPool::RowPool(int threads) {
 
 RowPool::~RowPool() {
   {
-    const std::lock_guard hold(lock_);
+    const MutexLock hold(lock_);
     stop_ = true;
   }
-  wake_.notify_all();
+  wake_.WakeAll();
   for (std::thread& thread : threads_) thread.join();
 }
 
@@ -39,50 +39,55 @@ RowPool& RowPool::Shared() {
 }
 
 void RowPool::Run(int count, const std::function<void(int)>& part) {
-  std::unique_lock turn(turn_, std::try_to_lock);
-  if (!turn.owns_lock() || threads_.empty() || count < 2) {
-    for (int i = 0; i < count; ++i) part(i);
-    return;
+  if (!threads_.empty() && count > 1 && turn_.TryLock()) {
+    const MutexLock turn(turn_, std::adopt_lock);
+    return Share(count, part);
   }
+  for (int i = 0; i < count; ++i) part(i);
+}
+
+void RowPool::Share(int count, const std::function<void(int)>& part) {
   {
-    const std::lock_guard hold(lock_);
+    const MutexLock hold(lock_);
     part_ = &part;
     count_ = count;
     next_ = 0;
     ++job_;
   }
-  wake_.notify_all();
-  TakeParts(part);
-  std::unique_lock hold(lock_);
+  wake_.WakeAll();
+  TakeParts(count, part);
+  const MutexLock hold(lock_);
   // Nobody may join a job that has no parts left: `part` dies with this call.
   part_ = nullptr;
-  done_.wait(hold, [this] { return helping_ == 0; });
+  while (helping_ > 0) done_.Wait(lock_);
   if (failure_) std::rethrow_exception(std::exchange(failure_, nullptr));
 }
 
 void RowPool::Work() {
-  std::unique_lock hold(lock_);
+  const MutexLock hold(lock_);
   for (int64_t seen = 0;;) {
-    wake_.wait(hold, [&] { return stop_ || (part_ && job_ != seen); });
+    while (!stop_ && (!part_ || job_ == seen)) wake_.Wait(lock_);
     if (stop_) return;
     seen = job_;
     ++helping_;
+    const int count = count_;
     const std::function<void(int)>& part = *part_;
-    hold.unlock();
-    TakeParts(part);
-    hold.lock();
-    if (--helping_ == 0) done_.notify_all();
+    {
+      const MutexUnlock working(lock_);
+      TakeParts(count, part);
+    }
+    if (--helping_ == 0) done_.WakeAll();
   }
 }
 
-void RowPool::TakeParts(const std::function<void(int)>& part) {
-  for (int i = next_++; i < count_; i = next_++) {
+void RowPool::TakeParts(int count, const std::function<void(int)>& part) {
+  for (int i = next_++; i < count; i = next_++) {
     try {
       part(i);
     } catch (...) {
-      const std::lock_guard hold(lock_);
+      const MutexLock hold(lock_);
       failure_ = std::current_exception();
-      next_ = count_;
+      next_ = count;
     }
   }
 }

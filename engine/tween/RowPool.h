@@ -2,18 +2,18 @@
 //
 // Owns:     its threads, which sleep between jobs.
 // Threads:  any; a job that finds the pool at work is done by its caller alone.
-// Locks:    one, never held while a part runs.
+// Locks:    a job's, held while its parts run, then the fields'. A part may call Run again.
 // Errors:   a part that throws ends the job with that exception, after the parts begun are done.
 #pragma once
 
 #include <atomic>
-#include <condition_variable>
 #include <cstdint>
 #include <exception>
 #include <functional>
-#include <mutex>
 #include <thread>
 #include <vector>
+
+#include "kiv/base/Mutex.h"
 
 namespace kiv::tween {
 
@@ -33,19 +33,20 @@ class RowPool {
   void Run(int count, const std::function<void(int)>& part);
 
  private:
+  void Share(int count, const std::function<void(int)>& part) KIV_REQUIRES(turn_);
   void Work();
-  void TakeParts(const std::function<void(int)>& part);
+  void TakeParts(int count, const std::function<void(int)>& part);
 
-  std::mutex turn_;  // held for a whole job
-  std::mutex lock_;
-  std::condition_variable wake_, done_;
-  const std::function<void(int)>* part_ = nullptr;
+  Mutex turn_;  // held for a whole job, and never waited for
+  Mutex lock_;
+  Condition wake_, done_;
+  const std::function<void(int)>* part_ KIV_GUARDED_BY(lock_) = nullptr;
   std::atomic<int> next_ = 0;
-  int count_ = 0;
-  int helping_ = 0;
-  int64_t job_ = 0;
-  bool stop_ = false;
-  std::exception_ptr failure_;
+  int count_ KIV_GUARDED_BY(lock_) = 0;
+  int helping_ KIV_GUARDED_BY(lock_) = 0;
+  int64_t job_ KIV_GUARDED_BY(lock_) = 0;
+  bool stop_ KIV_GUARDED_BY(lock_) = false;
+  std::exception_ptr failure_ KIV_GUARDED_BY(lock_);
   std::vector<std::thread> threads_;
 };
 

@@ -37,9 +37,10 @@ class KIV_ENGINE_API FillPlanner {
   FillPlanner(std::shared_ptr<FrameIndex> index, int64_t plainBytes);
 
   // For a reader that waits for `wanted`.
-  FillPlan ForReader(const ReadPattern& pattern, const PictureStore& store, int64_t wanted);
+  FillPlan ForReader(const ReadPattern& pattern, const PictureStore& store, int64_t wanted)
+      KIV_REQUIRES(store);
   // What is worth decoding ahead; empty when there is enough.
-  FillPlan Ahead(const ReadPattern& pattern, const PictureStore& store);
+  FillPlan Ahead(const ReadPattern& pattern, const PictureStore& store) KIV_REQUIRES(store);
   // The highest frame that a reader on its way down may still come back to.
   int64_t WorthKeepingUpTo(int64_t frame);
   // Whether pictures of the frame's group are to be packed.
@@ -47,7 +48,7 @@ class KIV_ENGINE_API FillPlanner {
   // A reader that begins here and is going backwards will go through all below.
   bool IsNearEnd(int64_t frame) const;
   // Enough memory to be of use.
-  bool CanFill(const PictureStore& store) const;
+  bool CanFill(const PictureStore& store) const KIV_REQUIRES(store);
 
   // What pictures really take.
   void LearnPlain(int64_t bytes);
@@ -61,7 +62,8 @@ class KIV_ENGINE_API FillPlanner {
 
   Group GroupOf(int64_t frame);
   int64_t Capacity(int64_t available, bool packs) const;
-  FillPlan Make(const ReadPattern& pattern, const PictureStore& store, int64_t last);
+  FillPlan Make(const ReadPattern& pattern, const PictureStore& store, int64_t last)
+      KIV_REQUIRES(store);
 
   const std::shared_ptr<FrameIndex> index_;
   int64_t plainBytes_;

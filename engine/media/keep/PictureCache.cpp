@@ -40,40 +40,42 @@ PictureCache::PictureCache(std::unique_ptr<PictureReader> reader, std::shared_pt
 
 PictureCache::~PictureCache() {
   {
-    const std::lock_guard guard(store_.Lock());
+    const PictureStore::Guard guard(store_);
     ending_ = true;
     reader_->Stop();
-    store_.Changed().notify_all();
+    store_.WakeAll();
   }
   if (worker_.joinable()) worker_.join();
 }
 
 void PictureCache::ExpectBackwards(bool backwards) {
-  const std::lock_guard guard(store_.Lock());
+  const PictureStore::Guard guard(store_);
   pattern_.Expect(backwards);
 }
 
 CacheCounts PictureCache::Counts() const {
-  const std::lock_guard guard(store_.Lock());
+  const PictureStore::Guard guard(store_);
   return {reader_->Counts(), fromMemory_, store_.BytesLocked(), store_.MostBytesLocked()};
 }
 
 HRESULT PictureCache::At(int64_t frame, const AVFrame** picture) {
   *picture = nullptr;
-  std::unique_lock lock(store_.Lock());
-  ++reads_;
-  pattern_.Note(frame);
-  store_.ReadAtLocked(pattern_.IsBackward() ? pattern_.Top() : frame, pattern_.IsBackward());
-  // Memory that comes round again is cheaper than fresh memory, even where there is plenty.
-  if (pattern_.IsSteady() && !pattern_.IsScrubbing()) {
-    store_.DropAboveLocked(planner_.WorthKeepingUpTo(frame));
+  std::shared_ptr<const KeptPicture> kept;
+  {
+    const PictureStore::Guard guard(store_);
+    ++reads_;
+    pattern_.Note(frame);
+    store_.ReadAtLocked(pattern_.IsBackward() ? pattern_.Top() : frame, pattern_.IsBackward());
+    // Memory that comes round again is cheaper than fresh memory, even where there is plenty.
+    if (pattern_.IsSteady() && !pattern_.IsScrubbing()) {
+      store_.DropAboveLocked(planner_.WorthKeepingUpTo(frame));
+    }
+    store_.WakeAll();
+    kept = store_.FindLocked(frame);
+    if (kept) ++fromMemory_;
+    if (!kept && AsksForFillLocked(frame)) kept = WaitForFillLocked(frame);
+    if (!kept) return ReadDirectlyLocked(frame, picture);
   }
-  store_.Changed().notify_all();
-  std::shared_ptr<const KeptPicture> kept = store_.FindLocked(frame);
-  if (kept) ++fromMemory_;
-  if (!kept && AsksForFillLocked(frame)) kept = WaitForFill(lock, frame);
-  if (!kept) return ReadDirectly(lock, frame, picture);
-  lock.unlock();
   return Hand(*kept, picture);
 }
 
@@ -95,7 +97,7 @@ HRESULT PictureCache::Hand(const KeptPicture& kept, const AVFrame** picture) {
   return S_OK;
 }
 
-bool PictureCache::StartWorker() {
+bool PictureCache::StartWorkerLocked() {
   try {
     worker_ = std::thread(&PictureCache::Work, this);
   } catch (const std::system_error& error) {
@@ -106,33 +108,33 @@ bool PictureCache::StartWorker() {
 }
 
 // Null when the thread cannot provide it.
-std::shared_ptr<const KeptPicture> PictureCache::WaitForFill(std::unique_lock<std::mutex>& lock,
-                                                             int64_t frame) {
-  if (!worker_.joinable() && !StartWorker()) return nullptr;
+std::shared_ptr<const KeptPicture> PictureCache::WaitForFillLocked(int64_t frame) {
+  if (!worker_.joinable() && !StartWorkerLocked()) return nullptr;
   wanted_ = frame;
-  store_.Changed().notify_all();
-  store_.Changed().wait(lock, [&] { return wanted_ != frame || store_.HasLocked(frame); });
+  store_.WakeAll();
+  while (wanted_ == frame && !store_.HasLocked(frame)) store_.WaitLocked();
   wanted_ = -1;
   return store_.FindLocked(frame);
 }
 
-HRESULT PictureCache::ReadDirectly(std::unique_lock<std::mutex>& lock, int64_t frame,
-                                   const AVFrame** picture) {
+HRESULT PictureCache::ReadDirectlyLocked(int64_t frame, const AVFrame** picture) {
+  HRESULT hr = S_OK;
   ++directReads_;
   reader_->Stop();
-  lock.unlock();
-  store_.Changed().notify_all();
-  const HRESULT hr = AtBoundary([&] { return ReadAlone(frame); });
-  lock.lock();
+  {
+    const PictureStore::Gap gap(store_);
+    store_.WakeAll();
+    hr = AtBoundary([&] { return ReadAlone(frame); });
+  }
   --directReads_;
-  if (Succeeded(hr) && pattern_.Returns()) KeepDirect(lock, frame);
-  store_.Changed().notify_all();
+  if (Succeeded(hr) && pattern_.Returns()) KeepDirectLocked(frame);
+  store_.WakeAll();
   if (Succeeded(hr)) *picture = given_.get();
   return hr;
 }
 
 HRESULT PictureCache::ReadAlone(int64_t frame) {
-  const std::lock_guard reading(readerLock_);
+  const MutexLock reading(readerLock_);
   reader_->Resume();
   const AVFrame* read = nullptr;
   if (const HRESULT hr = reader_->At(frame, &read); Failed(hr)) return hr;
@@ -140,11 +142,13 @@ HRESULT PictureCache::ReadAlone(int64_t frame) {
   return av_frame_ref(given_.get(), read) < 0 ? E_OUTOFMEMORY : S_OK;
 }
 
-void PictureCache::KeepDirect(std::unique_lock<std::mutex>& lock, int64_t frame) {
+void PictureCache::KeepDirectLocked(int64_t frame) {
   const bool packs = planner_.Packs(frame, store_.AvailableLocked());
-  lock.unlock();
-  auto kept = Keep(*given_, packs, &scratch_);
-  lock.lock();
+  std::shared_ptr<const KeptPicture> kept;
+  {
+    const PictureStore::Gap gap(store_);
+    kept = Keep(*given_, packs, &scratch_);
+  }
   store_.PutLocked(frame, std::move(kept), Yield::kLessNeeded);
 }
 
@@ -160,33 +164,40 @@ std::shared_ptr<const KeptPicture> PictureCache::Keep(const AVFrame& picture, bo
     kept->plain = NewFrame();
     if (av_frame_ref(kept->plain.get(), &picture) < 0) throw std::bad_alloc();
   }
-  const std::lock_guard guard(store_.Lock());
+  const PictureStore::Guard guard(store_);
   if (packs) planner_.LearnPacked(kept->bytes);
   planner_.LearnPlain(plainBytes);
   return kept;
 }
 
 void PictureCache::Work() {
-  std::unique_lock lock(store_.Lock());
+  const PictureStore::Guard guard(store_);
   while (!ending_) {
     const FillPlan plan = NextPlanLocked();
     if (plan.IsEmpty()) {
-      store_.Changed().wait(lock);
+      store_.WaitLocked();
       continue;
     }
     const int64_t reads = reads_;
-    lock.unlock();
     bool fruitful = false;
-    try {
-      fruitful = Fill(plan);
-    } catch (const std::exception& error) {
-      KIV_LOG(LogLevel::kFailure, L"PictureCache: decoding ahead ended: %hs", error.what());
+    {
+      const PictureStore::Gap gap(store_);
+      fruitful = TryFill(plan);
     }
-    lock.lock();
     if (!fruitful) fruitlessAfter_ = reads;
     // A reader that still waits for a frame of this plan reads it without the thread.
     if (plan.Contains(wanted_) && (plan.wanted == wanted_ || !fruitful)) wanted_ = -1;
-    store_.Changed().notify_all();
+    store_.WakeAll();
+  }
+}
+
+// True when something was gained.
+bool PictureCache::TryFill(const FillPlan& plan) {
+  try {
+    return Fill(plan);
+  } catch (const std::exception& error) {
+    KIV_LOG(LogLevel::kFailure, L"PictureCache: decoding ahead ended: %hs", error.what());
+    return false;
   }
 }
 
@@ -197,21 +208,20 @@ FillPlan PictureCache::NextPlanLocked() {
   return planner_.Ahead(pattern_, store_);
 }
 
-// True when something was gained.
 bool PictureCache::Fill(const FillPlan& plan) {
-  const std::lock_guard reading(readerLock_);
+  const MutexLock reading(readerLock_);
   reader_->Resume();
   // After the first picture of all nobody knows yet whether the reader turns back.
   bool confirmed = false;
   {
-    const std::lock_guard guard(store_.Lock());
+    const PictureStore::Guard guard(store_);
     confirmed = pattern_.IsConfirmed();
   }
   const ReadSpan span = confirmed ? reader_->SpanOf(plan.first, plan.last) : ReadSpan{};
   bool fruitful = false;
   for (int64_t frame = plan.first; frame <= plan.last; ++frame) {
     {
-      const std::lock_guard guard(store_.Lock());
+      const PictureStore::Guard guard(store_);
       if (!MayGoOnLocked(plan)) return true;
       if (store_.HasLocked(frame)) continue;
     }
@@ -225,18 +235,18 @@ bool PictureCache::FillFrame(const FillPlan& plan, int64_t frame, const ReadSpan
   const AVFrame* picture = nullptr;
   if (const HRESULT hr = reader_->At(frame, span, &picture); Failed(hr)) return hr == E_ABORT;
   const auto kept = Keep(*picture, plan.packs, &workScratch_);
-  std::unique_lock lock(store_.Lock());
-  return PutWhenRoom(lock, plan, frame, kept);
+  const PictureStore::Guard guard(store_);
+  return PutWhenRoomLocked(plan, frame, kept);
 }
 
 // False when a picture was given up that is needed no sooner than those already there.
-bool PictureCache::PutWhenRoom(std::unique_lock<std::mutex>& lock, const FillPlan& plan,
-                               int64_t frame, const std::shared_ptr<const KeptPicture>& kept) {
+bool PictureCache::PutWhenRoomLocked(const FillPlan& plan, int64_t frame,
+                                     const std::shared_ptr<const KeptPicture>& kept) {
   while (MayGoOnLocked(plan)) {
-    const Yield yield = YieldFor(plan);
+    const Yield yield = YieldForLocked(plan);
     if (store_.PutLocked(frame, kept, yield)) return true;
     if (yield == Yield::kLessNeeded) return false;
-    store_.Changed().wait(lock);
+    store_.WaitLocked();
   }
   return true;
 }
@@ -249,7 +259,7 @@ bool PictureCache::MayGoOnLocked(const FillPlan& plan) const {
 
 // A reader that has arrived in the plan's frames needs them more than anything else. Until then
 // the plan uses the memory of what the reader has passed, unless it may return there.
-Yield PictureCache::YieldFor(const FillPlan& plan) const {
+Yield PictureCache::YieldForLocked(const FillPlan& plan) const {
   if (pattern_.Frame() <= plan.last) return Yield::kLessNeeded;
   return pattern_.IsScrubbing() ? Yield::kNothing : Yield::kPassed;
 }

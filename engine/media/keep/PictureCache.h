@@ -13,7 +13,6 @@
 
 #include <atomic>
 #include <memory>
-#include <mutex>
 #include <thread>
 
 #include "engine/media/keep/FillPlan.h"
@@ -47,44 +46,48 @@ class KIV_ENGINE_API PictureCache {
   CacheCounts Counts() const;
 
  private:
-  bool AsksForFillLocked(int64_t frame) const;
+  bool AsksForFillLocked(int64_t frame) const KIV_REQUIRES(store_);
   HRESULT Hand(const KeptPicture& kept, const AVFrame** picture);
   // False when the system refuses a thread.
-  bool StartWorker();
-  std::shared_ptr<const KeptPicture> WaitForFill(std::unique_lock<std::mutex>& lock, int64_t frame);
-  HRESULT ReadDirectly(std::unique_lock<std::mutex>& lock, int64_t frame, const AVFrame** picture);
+  bool StartWorkerLocked() KIV_REQUIRES(store_);
+  std::shared_ptr<const KeptPicture> WaitForFillLocked(int64_t frame) KIV_REQUIRES(store_);
+  HRESULT ReadDirectlyLocked(int64_t frame, const AVFrame** picture) KIV_REQUIRES(store_);
   HRESULT ReadAlone(int64_t frame);
-  void KeepDirect(std::unique_lock<std::mutex>& lock, int64_t frame);
+  void KeepDirectLocked(int64_t frame) KIV_REQUIRES(store_);
   std::shared_ptr<const KeptPicture> Keep(const AVFrame& picture, bool packs, PackScratch* scratch);
 
   void Work();
-  FillPlan NextPlanLocked();
+  bool TryFill(const FillPlan& plan);
+  FillPlan NextPlanLocked() KIV_REQUIRES(store_);
   bool Fill(const FillPlan& plan);
-  bool FillFrame(const FillPlan& plan, int64_t frame, const ReadSpan& span);
-  bool MayGoOnLocked(const FillPlan& plan) const;
-  bool PutWhenRoom(std::unique_lock<std::mutex>& lock, const FillPlan& plan, int64_t frame,
-                   const std::shared_ptr<const KeptPicture>& kept);
-  Yield YieldFor(const FillPlan& plan) const;
+  bool FillFrame(const FillPlan& plan, int64_t frame, const ReadSpan& span)
+      KIV_REQUIRES(readerLock_);
+  bool MayGoOnLocked(const FillPlan& plan) const KIV_REQUIRES(store_);
+  bool PutWhenRoomLocked(const FillPlan& plan, int64_t frame,
+                         const std::shared_ptr<const KeptPicture>& kept) KIV_REQUIRES(store_);
+  Yield YieldForLocked(const FillPlan& plan) const KIV_REQUIRES(store_);
 
-  // Taken for as long as somebody decodes.
-  std::mutex readerLock_;
+  // Held for as long as somebody decodes; the pool's lock is taken under it, never the other way.
+  Mutex readerLock_;
+  // Reads under readerLock_; what says "any thread" in its header is called without.
   const std::unique_ptr<PictureReader> reader_;
   AvPtr<AVFrame> given_;     // what the last call handed out, when it is a reference
   AvPtr<AVFrame> unpacked_;  // and when it was packed
-  PackScratch scratch_, workScratch_;
+  PackScratch scratch_;
+  PackScratch workScratch_ KIV_GUARDED_BY(readerLock_);
 
-  // Guarded by the pool's lock from here on.
   PictureStore store_;
-  ReadPattern pattern_;
-  FillPlanner planner_;
-  int64_t wanted_ = -1;          // the caller waits for it to be filled in
-  int directReads_ = 0;          // the caller has or wants the reader for itself
-  int64_t reads_ = 0;            // calls so far
-  int64_t fruitlessAfter_ = -1;  // nothing to be gained until there are more reads than these
-  int64_t fromMemory_ = 0;
-  bool ending_ = false;
-  bool threadRefused_ = false;  // everything is read by the caller
-  std::thread worker_;
+  ReadPattern pattern_ KIV_GUARDED_BY(store_);
+  FillPlanner planner_ KIV_GUARDED_BY(store_);
+  int64_t wanted_ KIV_GUARDED_BY(store_) = -1;  // the caller waits for it to be filled in
+  int directReads_ KIV_GUARDED_BY(store_) = 0;  // the caller has or wants the reader for itself
+  int64_t reads_ KIV_GUARDED_BY(store_) = 0;    // calls so far
+  // Nothing to be gained until there are more reads than these.
+  int64_t fruitlessAfter_ KIV_GUARDED_BY(store_) = -1;
+  int64_t fromMemory_ KIV_GUARDED_BY(store_) = 0;
+  bool ending_ KIV_GUARDED_BY(store_) = false;
+  bool threadRefused_ KIV_GUARDED_BY(store_) = false;  // everything is read by the caller
+  std::thread worker_ KIV_GUARDED_BY(store_);
 };
 
 }  // namespace kiv

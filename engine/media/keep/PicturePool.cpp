@@ -16,17 +16,18 @@ PicturePool& PicturePool::Shared() {
 }
 
 void PicturePool::SetLimit(int64_t bytes) {
-  const std::lock_guard guard(lock_);
+  const MutexLock guard(lock_);
   limit_ = std::max(bytes, int64_t{0});
   while (bytes_ > limit_) {
     PictureStore* const store = LargestLocked(nullptr);
+    store->AssertLocked();
     store->DropLocked(store->LeastNeededLocked());
   }
   TellAllLocked();
 }
 
 PicturePoolFigures PicturePool::Figures() const {
-  const std::lock_guard guard(lock_);
+  const MutexLock guard(lock_);
   return {limit_, bytes_, mostBytes_};
 }
 
@@ -36,17 +37,24 @@ int64_t PicturePool::ShareLocked() const {
 
 PictureStore* PicturePool::LargestLocked(const PictureStore* except) const {
   PictureStore* largest = nullptr;
+  int64_t most = -1;
   for (PictureStore* const store : stores_) {
-    if (store != except && (!largest || store->bytes_ > largest->bytes_)) largest = store;
+    store->AssertLocked();
+    if (store == except || store->bytes_ <= most) continue;
+    most = store->bytes_;
+    largest = store;
   }
   return largest;
 }
 
 // A store that holds less than its share takes from the one that holds most.
 bool PicturePool::MakeRoomElsewhereLocked(const PictureStore& asking) {
+  asking.AssertLocked();
   if (asking.bytes_ >= ShareLocked()) return false;
   PictureStore* const largest = LargestLocked(&asking);
-  if (!largest || largest->bytes_ <= ShareLocked()) return false;
+  if (!largest) return false;
+  largest->AssertLocked();
+  if (largest->bytes_ <= ShareLocked()) return false;
   largest->DropLocked(largest->LeastNeededLocked());
   return true;
 }
@@ -57,19 +65,24 @@ void PicturePool::CountLocked(int64_t bytes) {
 }
 
 void PicturePool::TellAllLocked() const {
-  for (PictureStore* const store : stores_) store->changed_.notify_all();
+  for (PictureStore* const store : stores_) store->changed_.WakeAll();
 }
 
 PictureStore::PictureStore(PicturePool& pool) : pool_(pool) {
-  const std::lock_guard guard(Lock());
+  const MutexLock guard(pool_.lock_);
   pool_.stores_.push_back(this);
 }
 
 PictureStore::~PictureStore() {
-  const std::lock_guard guard(Lock());
+  const Guard guard(*this);
   while (!pictures_.empty()) DropLocked(pictures_.begin());
   std::erase(pool_.stores_, this);
   pool_.TellAllLocked();
+}
+
+void PictureStore::WaitLocked() {
+  pool_.AssertLocked();
+  changed_.Wait(pool_.lock_);
 }
 
 std::shared_ptr<const KeptPicture> PictureStore::FindLocked(int64_t frame) const {
@@ -100,26 +113,28 @@ void PictureStore::DropAboveLocked(int64_t frame) {
 }
 
 int64_t PictureStore::AvailableLocked() const {
+  pool_.AssertLocked();
   return std::max(pool_.ShareLocked(), pool_.limit_ - (pool_.bytes_ - bytes_));
 }
 
-bool PictureStore::IsPassed(int64_t frame) const {
+bool PictureStore::IsPassedLocked(int64_t frame) const {
   return backward_ ? frame > readAt_ : frame < readAt_;
 }
 
-int64_t PictureStore::DistanceOf(int64_t frame) const {
+int64_t PictureStore::DistanceLocked(int64_t frame) const {
   const int64_t distance = std::abs(frame - readAt_);
-  return IsPassed(frame) ? distance + kPassedDistance : distance;
+  return IsPassedLocked(frame) ? distance + kPassedDistance : distance;
 }
 
 // The distance grows from the reader to both sides, so it is the first or the last.
 PictureStore::Pictures::iterator PictureStore::LeastNeededLocked() {
   const auto first = pictures_.begin();
   const auto last = std::prev(pictures_.end());
-  return DistanceOf(first->first) > DistanceOf(last->first) ? first : last;
+  return DistanceLocked(first->first) > DistanceLocked(last->first) ? first : last;
 }
 
 void PictureStore::DropLocked(Pictures::iterator picture) {
+  pool_.AssertLocked();
   bytes_ -= picture->second->bytes;
   pool_.CountLocked(-picture->second->bytes);
   pictures_.erase(picture);
@@ -128,8 +143,8 @@ void PictureStore::DropLocked(Pictures::iterator picture) {
 bool PictureStore::GiveUpLocked(int64_t forFrame, Yield yield) {
   if (pictures_.empty() || yield == Yield::kNothing) return false;
   const auto least = LeastNeededLocked();
-  if (yield == Yield::kPassed && !IsPassed(least->first)) return false;
-  if (DistanceOf(least->first) <= DistanceOf(forFrame)) return false;
+  if (yield == Yield::kPassed && !IsPassedLocked(least->first)) return false;
+  if (DistanceLocked(least->first) <= DistanceLocked(forFrame)) return false;
   DropLocked(least);
   return true;
 }
@@ -137,6 +152,7 @@ bool PictureStore::GiveUpLocked(int64_t forFrame, Yield yield) {
 bool PictureStore::PutLocked(int64_t frame, std::shared_ptr<const KeptPicture> picture,
                              Yield yield) {
   if (HasLocked(frame)) return true;
+  pool_.AssertLocked();
   while (pool_.bytes_ + picture->bytes > pool_.limit_) {
     if (!pool_.MakeRoomElsewhereLocked(*this) && !GiveUpLocked(frame, yield)) return false;
   }
@@ -144,7 +160,7 @@ bool PictureStore::PutLocked(int64_t frame, std::shared_ptr<const KeptPicture> p
   mostBytes_ = std::max(mostBytes_, bytes_);
   pool_.CountLocked(picture->bytes);
   pictures_.emplace(frame, std::move(picture));
-  changed_.notify_all();
+  changed_.WakeAll();
   return true;
 }
 

@@ -68,7 +68,7 @@ FrameIndex::FrameIndex(std::unique_ptr<MediaInput> input, int stream)
       longestStep_(LongestStep(*input_->Stream(stream))) {}
 
 HRESULT FrameIndex::Prepare(const IndexReading& reading) {
-  std::lock_guard lock(lock_);
+  const MutexLock lock(lock_);
   // A container without stamps of its own counts frames; where the codec reorders them that count
   // says nothing about the order of display.
   const bool reordered = input_->Stream(stream_)->codecpar->video_delay > 0;
@@ -225,27 +225,27 @@ int64_t FrameIndex::LastDurationLocked() const {
 }
 
 KivRational FrameIndex::Rate() const {
-  std::lock_guard lock(lock_);
+  const MutexLock lock(lock_);
   return rate_;
 }
 
 bool FrameIndex::IsConstantRate() const {
-  std::lock_guard lock(lock_);
+  const MutexLock lock(lock_);
   return constantRate_;
 }
 
 int64_t FrameIndex::FrameCount() const {
-  std::lock_guard lock(lock_);
+  const MutexLock lock(lock_);
   return CountLocked();
 }
 
 int32_t FrameIndex::KeyCount() const {
-  std::lock_guard lock(lock_);
+  const MutexLock lock(lock_);
   return table_.KeyCount();
 }
 
 int64_t FrameIndex::Clamp(int64_t frame) {
-  std::lock_guard lock(lock_);
+  const MutexLock lock(lock_);
   const int64_t wanted = std::clamp<int64_t>(frame, 0, CountLocked() - 1);
   EnsureFrameLocked(wanted);
   return std::min(wanted, CountLocked() - 1);
@@ -262,7 +262,7 @@ int64_t FrameIndex::StartLocked(int64_t frame) const {
 }
 
 int64_t FrameIndex::FrameAtTime(int64_t time) {
-  std::lock_guard lock(lock_);
+  const MutexLock lock(lock_);
   if (constantRate_ || time < 0) return FrameAt(time, rate_);
   EnsureFrameLocked(FrameAt(time, rate_));
   while (input_ && StartLocked(table_.FrameCount() - 1) <= time) {
@@ -294,7 +294,7 @@ int64_t FrameIndex::FrameDurationLocked(int64_t frame) const {
 }
 
 FrameTime FrameIndex::TimeOf(int64_t frame) {
-  std::lock_guard lock(lock_);
+  const MutexLock lock(lock_);
   EnsureFrameLocked(std::min(frame, CountLocked() - 1));
   FrameTime result{StartLocked(frame), FrameDurationLocked(frame), false};
   if (frame >= 0 && frame < table_.FrameCount()) {
@@ -304,13 +304,13 @@ FrameTime FrameIndex::TimeOf(int64_t frame) {
 }
 
 int64_t FrameIndex::Duration() const {
-  std::lock_guard lock(lock_);
+  const MutexLock lock(lock_);
   const int64_t last = CountLocked() - 1;
   return SaturatingAdd(StartLocked(last), FrameDurationLocked(last));
 }
 
 FrameRoute FrameIndex::RouteTo(int64_t frame) {
-  std::lock_guard lock(lock_);
+  const MutexLock lock(lock_);
   EnsureFrameLocked(frame);
   const int64_t inside = std::clamp<int64_t>(frame, 0, table_.FrameCount() - 1);
   const int32_t target = table_.PacketOf(static_cast<int32_t>(inside));
@@ -318,22 +318,22 @@ FrameRoute FrameIndex::RouteTo(int64_t frame) {
 }
 
 int32_t FrameIndex::KeyBefore(int32_t packet) const {
-  std::lock_guard lock(lock_);
+  const MutexLock lock(lock_);
   return sequential_ ? 0 : table_.KeyBefore(packet);
 }
 
 int32_t FrameIndex::StartFor(int32_t key) const {
-  std::lock_guard lock(lock_);
+  const MutexLock lock(lock_);
   return sequential_ ? 0 : table_.StartFor(key);
 }
 
 FramePacket FrameIndex::Packet(int32_t packet) const {
-  std::lock_guard lock(lock_);
+  const MutexLock lock(lock_);
   return table_.Packet(packet);
 }
 
 int32_t FrameIndex::FrameOf(int32_t packet) {
-  std::lock_guard lock(lock_);
+  const MutexLock lock(lock_);
   while (input_ && (packet >= table_.PacketCount() || table_.FrameOf(packet) < 0)) {
     const int32_t before = table_.FrameCount();
     EnsureFrameLocked(before);
@@ -343,29 +343,29 @@ int32_t FrameIndex::FrameOf(int32_t packet) {
 }
 
 std::optional<int32_t> FrameIndex::Find(const AVPacket& packet) const {
-  std::lock_guard lock(lock_);
+  const MutexLock lock(lock_);
   return table_.Find(Describe(packet));
 }
 
 void FrameIndex::Equip(int32_t number, AVPacket* packet) const {
-  std::lock_guard lock(lock_);
+  const MutexLock lock(lock_);
   palettes_.AddTo(number, packet);
 }
 
 bool FrameIndex::StartsInsideGroup() const {
-  std::lock_guard lock(lock_);
+  const MutexLock lock(lock_);
   return !sequential_ && table_.StartsInsideGroup();
 }
 
 void FrameIndex::HideBefore(int32_t packet) {
-  std::lock_guard lock(lock_);
+  const MutexLock lock(lock_);
   const int32_t before = table_.FrameCount();
   table_.HideBefore(packet);
   listed_ -= before - table_.FrameCount();
 }
 
 void FrameIndex::LimitFrames(int64_t count) {
-  std::lock_guard lock(lock_);
+  const MutexLock lock(lock_);
   limit_ = std::max<int64_t>(1, std::min(limit_, count));
 }
 

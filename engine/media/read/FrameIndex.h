@@ -18,13 +18,13 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 
 #include "engine/media/read/MediaInput.h"
 #include "engine/media/read/PacketTable.h"
 #include "engine/media/read/PaletteTrack.h"
 #include "engine/media/read/TimeGrid.h"
+#include "kiv/base/Mutex.h"
 
 namespace kiv {
 
@@ -88,37 +88,39 @@ class KIV_ENGINE_API FrameIndex {
   FrameIndex(std::unique_ptr<MediaInput> input, int stream);
 
   HRESULT Prepare(const IndexReading& reading);
-  HRESULT ReadAllLocked(const IndexReading& reading);
-  bool ReadPacketsLocked(int32_t count);
-  bool SettleListedLocked(const IndexReading& reading);
-  HRESULT SettleAllLocked();
-  void SettleByOutputLocked(const std::string& path);
-  void FindRateLocked();
-  StampUnits UnitsLocked() const;
-  void CheckGridLocked(int32_t firstNew);
-  void EnsureFrameLocked(int64_t frame);
-  int64_t CountLocked() const;
-  int64_t StartLocked(int64_t frame) const;
-  int64_t LastDurationLocked() const;
-  int64_t FrameDurationLocked(int64_t frame) const;
+  HRESULT ReadAllLocked(const IndexReading& reading) KIV_REQUIRES(lock_);
+  bool ReadPacketsLocked(int32_t count) KIV_REQUIRES(lock_);
+  bool SettleListedLocked(const IndexReading& reading) KIV_REQUIRES(lock_);
+  void SettleByOutputLocked(const std::string& path) KIV_REQUIRES(lock_);
+  void FindRateLocked() KIV_REQUIRES(lock_);
+  StampUnits UnitsLocked() const KIV_REQUIRES(lock_);
+  void CheckGridLocked(int32_t firstNew) KIV_REQUIRES(lock_);
+  void EnsureFrameLocked(int64_t frame) KIV_REQUIRES(lock_);
+  int64_t CountLocked() const KIV_REQUIRES(lock_);
+  int64_t StartLocked(int64_t frame) const KIV_REQUIRES(lock_);
+  int64_t LastDurationLocked() const KIV_REQUIRES(lock_);
+  int64_t FrameDurationLocked(int64_t frame) const KIV_REQUIRES(lock_);
   FramePacket Describe(const AVPacket& packet) const;
 
-  mutable std::mutex lock_;
-  std::unique_ptr<MediaInput> input_;  // null once everything is read
+  mutable Mutex lock_;
+  // Null once everything is read.
+  std::unique_ptr<MediaInput> input_ KIV_GUARDED_BY(lock_);
   const int stream_;
   const AVCodecID codec_;
   const int unitLengthBytes_;  // of H.264
-  AvPtr<AVPacket> packet_;
-  PacketTable table_;
-  PaletteTrack palettes_;
-  TimeGrid grid_;
-  KivRational rate_{25, 1};
-  bool constantRate_ = false;
-  bool sequential_ = false;
-  bool unstamped_ = false;
-  int64_t listed_ = 0;       // frames by the container's table, while there is an input
-  int64_t longestStep_ = 0;  // in units; a larger one is a jump
-  int64_t limit_ = INT64_MAX;
+  bool sequential_ = false;    // settled before anybody else has the index
+  AvPtr<AVPacket> packet_ KIV_GUARDED_BY(lock_);
+  PacketTable table_ KIV_GUARDED_BY(lock_);
+  PaletteTrack palettes_ KIV_GUARDED_BY(lock_);
+  TimeGrid grid_ KIV_GUARDED_BY(lock_);
+  KivRational rate_ KIV_GUARDED_BY(lock_){25, 1};
+  bool constantRate_ KIV_GUARDED_BY(lock_) = false;
+  bool unstamped_ KIV_GUARDED_BY(lock_) = false;
+  // Frames by the container's table, while there is an input.
+  int64_t listed_ KIV_GUARDED_BY(lock_) = 0;
+  // In units; a larger one is a jump.
+  int64_t longestStep_ KIV_GUARDED_BY(lock_) = 0;
+  int64_t limit_ KIV_GUARDED_BY(lock_) = INT64_MAX;
 };
 
 }  // namespace kiv

@@ -111,10 +111,10 @@ ReadSpan PictureReader::SpanOf(int64_t first, int64_t last) {
 HRESULT PictureReader::At(int64_t frame, const ReadSpan& span, const AVFrame** picture) {
   *picture = nullptr;
   span_ = span;
-  if (!decoder_ || hopeless_) return E_FAIL;
+  if (!decoder_ || state_ == State::kHopeless) return E_FAIL;
   if (nextFrame_ >= 0 && frame >= nextFrame_) TakeOutput(frame);
   bool reached = Holds(frame) || Reach(frame);
-  if (!reached && drainedEarly_) {
+  if (!reached && state_ == State::kDrainedEarly) {
     // A damaged frame, or a decoder that keeps pictures back when it is drained after a few packets.
     span_ = {};
     reached = Reach(frame);
@@ -154,16 +154,17 @@ bool PictureReader::IsLostNearStart(const FrameRoute& route, int64_t frame) cons
 }
 
 // Starting further back gives no more from a decoder that was drained on purpose.
-bool PictureReader::MayTryAgain() const { return !stopped_ && !drainedEarly_; }
+bool PictureReader::MayTryAgain() const { return !stopped_ && state_ != State::kDrainedEarly; }
 
 bool PictureReader::Holds(int64_t frame) const {
   if (shownFrame_ < 0 || frame < shownFrom_) return false;
-  return frame <= shownFrame_ || drained_ || (nextFrame_ >= 0 && frame < nextFrame_);
+  if (frame <= shownFrame_ || state_ == State::kDrained) return true;
+  return nextFrame_ >= 0 && frame < nextFrame_;
 }
 
 bool PictureReader::CanRunOnTo(const FrameRoute& route, int64_t frame) const {
-  if (!running_ || frame <= shownFrame_) return false;
-  if (frame < passedOverTo_ || (!feeding_ && frame > drainingTo_)) return false;
+  if (!IsRunning() || frame <= shownFrame_ || frame < passedOverTo_) return false;
+  if (state_ == State::kDraining && frame > drainingTo_) return false;
   if (nextFrame_ >= 0 && frame < nextFrame_) return false;
   return route.key <= feed_->Position();
 }
@@ -189,11 +190,11 @@ bool PictureReader::StartAt(int32_t packet) {
   shownFrom_ = shownFrame_ = nextFrame_ = -1;
   outputs_ = 0;
   startedAt_ = packet;
-  running_ = feeding_ = feed_->MoveTo(packet);
-  seeks_ = feed_->SeekCount();
-  drained_ = drainedEarly_ = false;
   drainingTo_ = passedOverTo_ = -1;
-  return running_;
+  const bool moved = feed_->MoveTo(packet);
+  seeks_ = feed_->SeekCount();
+  state_ = moved ? State::kFeeding : State::kIdle;
+  return moved;
 }
 
 // The picture that was held back is the one asked for, or one before it.
@@ -211,9 +212,8 @@ bool PictureReader::RunTo(int64_t frame) {
   while (!Holds(frame)) {
     if (stopped_) return false;
     if (ReceivePicture(frame) == Outcome::kEnd) {
-      running_ = false;
-      drainedEarly_ = !feeding_ && drainingTo_ != INT64_MAX;
-      drained_ = !drainedEarly_;
+      const bool early = state_ == State::kDraining && drainingTo_ != INT64_MAX;
+      state_ = early ? State::kDrainedEarly : State::kDrained;
       if (index_->IsSequential()) index_->LimitFrames(outputs_);
       return Holds(frame);
     }
@@ -243,10 +243,11 @@ PictureReader::Outcome PictureReader::ReceivePicture(int64_t wanted) {
 void PictureReader::SendNext(int64_t wanted) {
   const int32_t number = feed_->Position();
   const bool inSpan = number <= span_.lastPacket || !MayDrainEarly(number);
-  AVPacket* packet = feeding_ && inSpan ? feed_->Next() : nullptr;
+  const bool feeding = state_ == State::kFeeding;
+  AVPacket* packet = feeding && inSpan ? feed_->Next() : nullptr;
   if (!packet) {
-    if (feeding_) drainingTo_ = inSpan ? INT64_MAX : span_.lastFrame;
-    feeding_ = false;
+    if (feeding) drainingTo_ = inSpan ? INT64_MAX : span_.lastFrame;
+    state_ = State::kDraining;
     avcodec_send_packet(decoder_.get(), nullptr);
     return;
   }
@@ -287,7 +288,7 @@ int64_t PictureReader::NumberOf(const AVFrame& picture) {
 HRESULT PictureReader::Substitute(int64_t frame) {
   if (nextFrame_ < 0) {
     Report(frame);
-    hopeless_ = startedAt_ == 0 || ++failures_ >= kMostFailures;
+    if (startedAt_ == 0 || ++failures_ >= kMostFailures) state_ = State::kHopeless;
     return E_FAIL;
   }
   const int64_t number = nextFrame_;
@@ -309,7 +310,7 @@ int32_t PictureReader::FirstDecodable() {
   for (int i = 0; i < kStartPackets;) {
     const int error = avcodec_receive_frame(decoder_.get(), incoming_.get());
     if (error >= 0) {
-      running_ = false;
+      state_ = State::kIdle;
       return static_cast<int32_t>(incoming_->pts);
     }
     if (error == AVERROR_EOF) break;
@@ -317,7 +318,7 @@ int32_t PictureReader::FirstDecodable() {
     SendNext(-1);
     ++i;
   }
-  running_ = false;
+  state_ = State::kIdle;
   return -1;
 }
 

@@ -69,9 +69,19 @@ class KIV_ENGINE_API PictureReader {
 
  private:
   enum class Outcome { kPicture, kEnd };
+  // How far the decoder is with what it was started for.
+  enum class State {
+    kIdle,          // not started
+    kFeeding,       // packets are left to send
+    kDraining,      // no more are sent; what comes out ends with frame drainingTo_
+    kDrained,       // everything has come out
+    kDrainedEarly,  // only what a span needs has come out
+    kHopeless,      // the whole stream gave nothing
+  };
 
   HRESULT OpenWith(const AVCodec& codec, const AVCodecParameters& parameters, AVRational timeBase,
                    int threads);
+  bool IsRunning() const { return state_ == State::kFeeding || state_ == State::kDraining; }
   bool Holds(int64_t frame) const;
   bool Reach(int64_t frame);
   bool IsLostNearStart(const FrameRoute& route, int64_t frame) const;
@@ -101,14 +111,9 @@ class KIV_ENGINE_API PictureReader {
   AvPtr<AVFrame> next_;
   int64_t nextFrame_ = -1;
 
-  bool primed_ = false;   // the decoder has seen the stream's first packet
-  bool running_ = false;  // the decoder has been started
-  bool feeding_ = false;  // packets are left to send
-  bool drained_ = false;  // everything has come out
-  // The decoder is being drained for the sake of a span: what comes out ends with this frame.
-  int64_t drainingTo_ = -1;
-  bool drainedEarly_ = false;
-  bool hopeless_ = false;  // the whole stream gave nothing
+  State state_ = State::kIdle;
+  int64_t drainingTo_ = -1;  // INT64_MAX: to the end of the stream
+  bool primed_ = false;      // the decoder has seen the stream's first packet
   bool reported_ = false;
   int32_t startedAt_ = 0;
   int failures_ = 0;
