@@ -15,12 +15,12 @@ enum class ErrorCode {
   kUnsupported,      // there is no decoder, encoder or module for it
   kInvalidArgument,  // an option has a value that does not fit; the message says what would
   kOutOfRange,       // a frame that the result does not have
-  kCancelled,        // a progress function said no
+  kCancelled,        // a progress function returned false
   kNoMemory,
   kWriteFailed,  // an output could not be written; nothing is left of it
 };
 
-// The message is one line for the person at the screen. It names files as they were given, and options
+// The message is one line for the user. It names files as they were given, and options
 // as `kivclip` spells them ("--reverse-range").
 //
 // Threads:  any; an error does not change.
