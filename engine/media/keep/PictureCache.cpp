@@ -248,7 +248,7 @@ bool PictureCache::MayGoOnLocked(const FillPlan& plan) const {
 }
 
 // A reader that has arrived in the plan's frames needs them more than anything else. Until then
-// the plan uses the memory of what the reader has passed, unless it may return there.
+// the plan lives on what the reader leaves behind, unless it may come back to that.
 Yield PictureCache::YieldFor(const FillPlan& plan) const {
   if (pattern_.Frame() <= plan.last) return Yield::kLessNeeded;
   return pattern_.IsScrubbing() ? Yield::kNothing : Yield::kPassed;

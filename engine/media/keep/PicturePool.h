@@ -7,7 +7,7 @@
 // Owns:     the kept pictures.
 // Threads:  any. What ends in Locked is called with Lock() held.
 // Locks:    one for all stores, innermost.
-// Errors:   none; std::bad_alloc when memory runs out.
+// Errors:   none; storage that cannot be had is thrown.
 #pragma once
 
 #include <condition_variable>

@@ -17,7 +17,7 @@ constexpr int64_t kBytesBetweenReports = int64_t{16} << 20;
 constexpr double kShortestFrameSeconds = 1e-5;
 // No clip shows one picture for so long.
 constexpr int64_t kLongestStepSeconds = 366 * 86400;
-// Streams with more than one packet in fifty without a stamp use the order of decoding.
+// Streams with more than one packet in fifty without a stamp go by the order of decoding.
 constexpr int32_t kUnstampedShare = 50;
 
 KivRational Rational(AVRational value) { return {value.num, value.den}; }
