@@ -69,7 +69,7 @@ struct ClipOptions {
   std::string cropKeyframes;  // a keyframe document
   AlphaOptions alpha;
   bool measureNodes = false;  // the time spent in each node, for reports
-  // What the settings keep in addition to what the chain's nodes save: key and text.
+  // What the settings keep beside what the chain's nodes save: key and text.
   std::vector<std::pair<std::string, std::string>> kept;
   NoteFunction onNote;         // may be empty
   ProgressFunction onOpening;  // called for files that take long to open

@@ -15,7 +15,7 @@ enum class ErrorCode {
   kUnsupported,      // there is no decoder, encoder or module for it
   kInvalidArgument,  // an option has a value that does not fit; the message says what would
   kOutOfRange,       // a frame that the result does not have
-  kCancelled,        // a progress function returned false
+  kCancelled,        // a progress function said no
   kNoMemory,
   kWriteFailed,  // an output could not be written; nothing is left of it
 };

@@ -41,9 +41,9 @@ class KIV_ENGINE_API PacketTable {
   void SettleInDecodingOrder();
   // The shown ones of `packets` get numbers as listed; their times follow where stamps do not.
   void SettleAs(std::span<const int32_t> packets, const StampUnits& units);
-  // Once all have numbers: whether the stamps can be trusted for the order. Repeated stamps say
-  // nothing about it. Stamps that go back in decoding order, or by more than pictures are ever
-  // delayed, or jump by more than `longest`, come from streams that were joined.
+  // Once all have numbers: whether the stamps may be what gave them. Stamps that repeat say nothing
+  // of the order; such as go back, in decoding or by more than pictures are ever put off, or leap by
+  // more than `longest`, do so between streams that were joined.
   bool HasSoundStamps(int64_t longest) const;
   // Frames whose stamps do not follow from those before; the first frame always.
   std::span<const int32_t> Parts() const { return parts_; }

@@ -153,7 +153,7 @@ bool PictureReader::IsLostNearStart(const FrameRoute& route, int64_t frame) cons
   return shownFrame_ < frame && route.target - startedAt_ <= kNearStart;
 }
 
-// Starting further back gives no more from a decoder that was drained on purpose.
+// From further back there is no more to be had of a decoder that was drained on purpose.
 bool PictureReader::MayTryAgain() const { return !stopped_ && !drainedEarly_; }
 
 bool PictureReader::Holds(int64_t frame) const {
