@@ -63,7 +63,7 @@ function(kiv_add_module name)
 endfunction()
 
 # kiv_add_test(NAME SOURCES ... DEPS ... [LABELS ...] [KERNELS]): one test program, run by ctest as one
-# test. With KERNELS it is run again as on processors with less: vectorized code is compiled several times.
+# test. With KERNELS it is run again for each instruction set that vectorized code is compiled for.
 function(kiv_add_test name)
   cmake_parse_arguments(ARG "KERNELS" "" "SOURCES;DEPS;LABELS" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})

@@ -6,8 +6,8 @@ set -euo pipefail
 files=("$@")
 [ ${#files[@]} -gt 0 ] || mapfile -t files < <(git ls-files '*.h' '*.cpp' | grep -Ev '^(test|bench|docs|examples)/')
 
-# A row: a folder, what of ours it may include besides itself (folders, or files where only some of a
-# folder are open to it), and the libraries it may call. Whatever stands in a row stands below it.
+# A row: a folder, which of our folders (or single files of one) it may include besides itself, and which
+# libraries it may call. A folder that is named in a row has its own row above.
 table='
 kiv/values        |                                                              |
 kiv/base          | kiv/values                                                   |
@@ -62,7 +62,7 @@ awk -v table="$table" '
       ours = split(trimmed(cells[2]), names, / +/)
       for (k = 1; k <= ours; k++) {
         open[room, names[k]] = 1
-        # A name that stands in no row above would be an arrow that points back.
+        # A name without a row above would be an arrow that points back.
         if (names[k] !~ /[.*]/ && !(names[k] in known)) { print "table: " room " before " names[k]; bad = 1 }
         if (names[k] ~ /\*$/) { sub(/\*$/, "", names[k]); prefixes[room] = prefixes[room] " " names[k] }
       }

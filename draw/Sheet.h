@@ -1,4 +1,4 @@
-// Contact sheets: a clip's frames as one picture of labelled tiles.
+// Contact sheets: a clip's frames as labelled thumbnails on one picture.
 #pragma once
 
 #include <cstdint>

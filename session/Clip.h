@@ -40,28 +40,28 @@ class KIV_SESSION_API Clip {
   // The sample aspect that shows pictures of `size` in the clip's own shape.
   Rational SampleAspect(Size size) const;
 
-  // What playing shows there, generated pictures included, whatever was asked for before. Going on or
-  // back by one is fastest. kOutOfRange for a number that the result does not have.
+  // The frame that playing shows there, generated ones included, whatever was requested before. One
+  // step forward or back is fastest. kOutOfRange for a number that the result does not have.
   Frame At(int32_t index);
   int64_t TimeOf(int32_t index) const;
-  // The frame shown at a time; the first or last one for times outside.
+  // The frame shown at a time; the first or last one for times outside the result.
   int32_t IndexAt(int64_t time) const;
-  // For loops. The clip stays where it is in memory meanwhile.
+  // For loops. The clip must not be moved meanwhile.
   FrameRange Frames();
   // `what` is what messages call the span.
   FrameRange Frames(const FrameSpan& span, const char* what = "the span");
 
-  // Measures the camera's motion, where the clip is to be steadied and has no motion data that fit.
-  // Whatever needs frames does it too, once.
+  // Measures the camera's motion if the clip is to be steadied and has no motion data that match.
+  // The first operation that needs frames does it too.
   void Analyse(const ProgressFunction& progress = {});
   // kFailed for a clip that was not steadied.
   CameraPath Camera();
 
-  // Writes frames, and the clip's sound where that fits. The output has its name once it is complete.
+  // Writes frames, and the clip's sound if that fits. The output gets its name when it is complete.
   ExportReport Export(const ExportPlan& plan, const ProgressFunction& progress = {});
   ExportReport Export(const std::string& output, const ProgressFunction& progress = {});
 
-  // kDamaged when not one of the pictures asked for so far could be decoded: placeholders came instead.
+  // kDamaged if none of the pictures needed so far could be decoded: placeholders were shown instead.
   void RequirePictures() const;
 
   // What ClipOptions::settings takes to open the same clip again. "-" is standard output.

@@ -14,8 +14,8 @@
 
 namespace kiv::session {
 
-// What slow motion shows between the frames of the clip: pictures made from the motion, or the frame
-// before again.
+// What slow motion shows between source frames: frames generated from the motion, or the frame before
+// again.
 enum class Interpolation { kFlow, kOff };
 
 // Steadies the clip; without a level, at the one that its settings hold. Level 0 turns it off.
@@ -41,15 +41,15 @@ struct AlphaOptions {
   std::optional<int32_t> loop;
   std::string over;  // the clip that the shape is laid over
 
-  // The first option given that makes no sense without a preset, as kivclip spells it; null: none.
+  // The first option that is set and needs a preset, as kivclip spells it; null: none.
   KIV_SESSION_API const char* FirstGiven() const;
 };
 
-// Hears one line for the person at the screen, on the thread that does the work.
+// Called with one line for the user, on the thread that does the work.
 using NoteFunction = std::function<void(const std::string&)>;
 
-// Whatever is left alone means what the clip's settings hold or, where they are silent, the clip as it
-// is. Values are checked when the clip is opened.
+// A field that is not set takes its value from the clip's settings or, if they have none, leaves the
+// clip as it is. Values are checked when the clip is opened.
 struct ClipOptions {
   std::vector<std::string> chain;  // names of nodes from the source on; empty: what the rest needs
   std::optional<Size> size;        // of the source's pictures
@@ -69,10 +69,10 @@ struct ClipOptions {
   std::string cropKeyframes;  // a keyframe document
   AlphaOptions alpha;
   bool measureNodes = false;  // the time spent in each node, for reports
-  // What the settings keep in addition to what the chain's nodes save: key and text.
+  // What the settings keep beside what the chain's nodes save: key and text.
   std::vector<std::pair<std::string, std::string>> kept;
   NoteFunction onNote;         // may be empty
-  ProgressFunction onOpening;  // hears of files that take long to open
+  ProgressFunction onOpening;  // called for files that take long to open
 };
 
 }  // namespace kiv::session

@@ -1,4 +1,4 @@
-// Between the session library's own values and the component's. Not installed.
+// Converts between the values of the session library and those of the component. Not installed.
 #pragma once
 
 #include "kiv/values/ValueTypes.h"

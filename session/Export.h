@@ -1,4 +1,4 @@
-// Frames into files and streams.
+// Writes frames into files and streams.
 #pragma once
 
 #include <cstdint>
@@ -25,7 +25,7 @@ struct ExportPlan {
 };
 
 enum class OutputForm {
-  kNothing,   // "null": frames are made and dropped
+  kNothing,   // "null": frames are made and discarded
   kVideo,     // encoded into a container
   kPicture,   // one file
   kPictures,  // numbered files

@@ -1,4 +1,4 @@
-// How work in the session library and its front ends ends early: a SessionError with a formatted line.
+// Ends work in the session library and its front ends: throws a SessionError with a formatted line.
 #pragma once
 
 #include <fmt/format.h>
@@ -20,7 +20,7 @@ template <typename... Args>
   Fail(ErrorCode::kInvalidArgument, format, std::forward<Args>(args)...);
 }
 
-// The work could not be done, for a reason that no other code says.
+// The work could not be done, for a reason that has no code of its own.
 template <typename... Args>
 [[noreturn]] void FailRun(fmt::format_string<Args...> format, Args&&... args) {
   Fail(ErrorCode::kFailed, format, std::forward<Args>(args)...);

@@ -1,4 +1,4 @@
-// That no file is written which is read, and none twice.
+// Checks that a run writes no file that it reads, and none twice.
 #pragma once
 
 #include <string>
@@ -20,7 +20,7 @@ struct FilesInUse {
   bool printsResult = false;  // something else goes to standard output
 };
 
-// Before anything is opened, so that no long work is lost for a name.
+// To be called before anything is opened, so that no long work is lost because of a name.
 // Errors:   SessionError: kInvalidArgument for names that collide, kWriteFailed for a folder that is
 //           not there.
 KIV_SESSION_API void CheckFiles(const FilesInUse& files);

@@ -1,4 +1,4 @@
-// One picture of a clip's result.
+// One frame of a clip's result.
 #pragma once
 
 #include <cstddef>
@@ -29,14 +29,14 @@ class KIV_SESSION_API Frame {
   int32_t Index() const { return index_; }
   // When the result shows it, counted from its first frame on.
   int64_t Time() const { return time_; }
-  // When the clip itself shows what this frame shows; a generated picture lies between two of its
-  // frames, and so does its time.
+  // When the clip itself shows what this frame shows. The time of a generated frame lies between those
+  // of two source frames.
   int64_t SourceTime() const { return sourceTime_; }
-  // The clip's frame that it shows; -1 for a picture generated between two of them.
+  // The source frame that it shows; -1 for a generated frame.
   int32_t SourceFrame() const { return sourceFrame_; }
   bool IsGenerated() const { return sourceFrame_ < 0; }
 
-  // The same picture in another size.
+  // The same frame in another size.
   Frame Scaled(session::Size size) const;
 
  private:

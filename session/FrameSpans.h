@@ -1,6 +1,6 @@
-// The frames that a span names.
+// Resolves a span of frames against a clip or its result.
 //
-// Errors:   SessionError of the kind kOutOfRange.
+// Errors:   SessionError with kOutOfRange.
 #pragma once
 
 #include "kiv/values/ValueTypes.h"

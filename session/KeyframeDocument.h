@@ -1,4 +1,4 @@
-// A keyframe document: numbers or regions at frames, and what lies between them.
+// A keyframe document: numbers or regions at frames, and the values between.
 #pragma once
 
 #include <array>

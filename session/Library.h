@@ -1,4 +1,4 @@
-// What a program sets once for the whole library.
+// Settings of the whole process.
 #pragma once
 
 #include "session/Api.h"
@@ -8,15 +8,14 @@ namespace kiv::session {
 // What the default logger writes to standard error.
 enum class LogLevel { kNothing, kCreation, kFilter, kFailure };
 
-// Messages less grave than `threshold` are not written.
+// Messages below `threshold` are not written.
 KIV_SESSION_API void SetLogLevel(LogLevel threshold);
 // Sends the codec libraries' own messages through the default logger. Called before the first clip.
 KIV_SESSION_API void RouteCodecMessages();
-// Makes a closed pipe and a file beyond the size limit failures of a write instead of the end of the
-// process.
+// Makes a write to a closed pipe, or beyond the file size limit, fail instead of ending the process.
 KIV_SESSION_API void IgnoreWriteSignals();
 
-// Enters the component that came with this library into the registry, or takes it out.
+// Enters the component that came with this library into the registry, or removes it.
 // Errors:   SessionError.
 KIV_SESSION_API void RegisterComponent();
 KIV_SESSION_API void UnregisterComponent();

@@ -1,4 +1,4 @@
-// What a clip's file holds.
+// The description of a clip's file.
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,4 @@
-// The process's budget of decoded pictures, and what follows from it.
+// The process's memory budget for decoded pictures, and what follows from it.
 //
 // Units:    bytes.
 // Errors:   SessionError.

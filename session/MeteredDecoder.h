@@ -1,4 +1,4 @@
-// Stands between the chain and a clip's decoder: takes the time of every call, counts the pictures
+// Stands between the chain and a clip's decoder: measures the time of every call, counts the pictures
 // that could not be read, and lets the host ask about the stream while a node's worker reads.
 //
 // Units:    seconds.

@@ -1,4 +1,4 @@
-// The names that --chain has for the chain's nodes.
+// The names of nodes in --chain.
 //
 // Errors:   SessionError naming the option and what would be right.
 #pragma once

@@ -1,4 +1,4 @@
-// Lines for the person at the screen.
+// Lines for the user.
 #pragma once
 
 #include <fmt/format.h>

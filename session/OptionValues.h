@@ -1,5 +1,5 @@
-// The texts of option values, read strictly and in the "C" locale. `option` is named in the message
-// of the usage error that a wrong text throws.
+// Reads the texts of option values, strictly and in the "C" locale. A wrong text throws a SessionError
+// whose message names `option`.
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,4 @@
-// Pictures that are not a clip's: written to files.
+// Writes pictures that are not a clip's frames.
 //
 // Errors:   SessionError naming the file.
 #pragma once

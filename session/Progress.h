@@ -1,4 +1,4 @@
-// How far long work is, and the way to end it.
+// The progress of long work, and a way to cancel it.
 #pragma once
 
 #include <cstdint>
@@ -20,12 +20,12 @@ struct Progress {
   int64_t done = 0, total = 0;  // frames; bytes while opening
 };
 
-// Called on the thread that does the work, often: also when nothing was done since the last call.
-// False ends the work with ErrorCode::kCancelled; an exception ends it too and is passed on. May be
+// Called often on the thread that does the work, also if nothing was done since the last call. False
+// ends the work with ErrorCode::kCancelled. An exception ends it too and reaches the caller. May be
 // empty.
 using ProgressFunction = std::function<bool(const Progress&)>;
 
-// Passes it on; throws when the answer ends the work.
+// Calls `function`; throws if its answer ends the work.
 KIV_SESSION_API void Report(const ProgressFunction& function, const Progress& progress);
 
 }  // namespace kiv::session

@@ -1,4 +1,4 @@
-// The file that a clip's pictures are read from in its place, and what a user should know of it.
+// The file from which a clip's pictures are read instead, and what a user should know about it.
 #pragma once
 
 #include <string>
@@ -8,8 +8,8 @@
 
 namespace kiv::session {
 
-// Tells the host when the file gives no pictures, or ends before the clip does. Both are what
-// the decoder lives with: it reads the clip itself, or shows the last picture on.
+// Tells the host when the file gives no pictures, or ends before the clip does. The
+// decoder handles both: it reads the clip itself, or repeats the last picture.
 void TellOfProxy(const std::wstring& path, const KivStreamInfo& clip, const NoteFunction& onNote);
 
 }  // namespace kiv::session

@@ -20,7 +20,7 @@ enum class ErrorCode {
   kWriteFailed,  // an output could not be written; nothing is left of it
 };
 
-// The message is one line for the person at the screen. It names files as they were given, and options
+// The message is one line for the user. It names files as they were given, and options
 // as `kivclip` spells them ("--reverse-range").
 //
 // Threads:  any; an error does not change.

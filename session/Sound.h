@@ -1,4 +1,4 @@
-// Whether a render's output takes the source's sound along: as it is, or not at all.
+// Whether an output gets the source's sound: remuxed, or not at all.
 #pragma once
 
 #include <string>

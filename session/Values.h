@@ -1,4 +1,4 @@
-// The small values that the session library takes and gives.
+// The small values that the session library takes and returns.
 #pragma once
 
 #include <cstdint>

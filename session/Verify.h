@@ -1,4 +1,4 @@
-// Whether every frame of a clip's result is the same picture however one comes to it.
+// Checks that each frame of a clip's result is the same in every order of requests.
 #pragma once
 
 #include <cstdint>

@@ -3,8 +3,8 @@
 // Owns:     the writer and the frames waiting, a handful at most.
 // Threads:  one producer.
 // Locks:    one, a leaf; not held while writing.
-// Errors:   SessionError with the writer's line, thrown at the producer's next call. A queue that goes
-//           away unfinished gives up what it is writing, also in a pipe that nobody reads.
+// Errors:   SessionError with the writer's line, thrown at the producer's next call. A queue that is
+//           destroyed unfinished abandons its output, also in a pipe that nobody reads.
 #pragma once
 
 #include <atomic>

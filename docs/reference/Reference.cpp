@@ -44,7 +44,7 @@ The record of `GetSpeedSettings` and `SetSpeedSettings` (`kiv/chain/CommandIds.h
 | 20 | 32-bit | `reverseStart` | first frame of the mirrored range |
 | 24 | 32-bit | `reverseEnd` | its last frame |
 | 28 | 12 bytes | `notInterpreted` | |
-| 40 | 32-bit | `interpolationMode` | handed to the interpolation algorithm |
+| 40 | 32-bit | `interpolationMode` | passed to the interpolation algorithm |
 
 ## AlphaVideoSettings
 The record of `GetAlphaVideoSettings` and `SetAlphaVideoSettings`, 1104 bytes. Paths are UTF-16, terminated within their 260
@@ -62,7 +62,7 @@ units; colours are 0xRRGGBB.
 | 36 | 32-bit | 1: the preset has its mask in a file of its own |
 | 40 | 520 bytes | that file's path |
 | 560 | 520 bytes | path of the picture that fills the preset |
-| 1080 | 32-bit | frames that go round while the preset waits, 0 holds one |
+| 1080 | 32-bit | frames that are looped while the preset waits, 0 holds one |
 | 1088 | double | the preset's length, seconds |
 | 1096 | double | where it waits, seconds; 0 repeats it as a whole |
 

@@ -16,8 +16,8 @@ namespace kiv {
 class CAlphaChannelFilter final : public FilterBase {
  public:
   // "mode" 0 fills with r0 g0 b0; any other runs from there to r1 g1 b1 in the direction "theta",
-  // from the rectangle's corner farthest back to the one farthest ahead. "channelChoose" says which channel of
-  // the input carries the coverage: 0 blue, 1 green, 2 red, 3 (at first) alpha.
+  // from the rectangle's corner farthest back to the one farthest ahead. "channelChoose" says which
+  // channel of the input is the coverage: 0 blue, 1 green, 2 red, 3 (at first) alpha.
   CAlphaChannelFilter();
 
  protected:

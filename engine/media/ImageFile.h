@@ -2,8 +2,8 @@
 //
 // Units:    sizes in pixels.
 // Threads:  any; keeps nothing between calls.
-// Errors:   E_NOTFOUND for no file, E_UNSUPPORTED for one that is not a picture, is damaged or is beyond
-//           the limits, E_OUTOFMEMORY. Nothing but the named local file is opened.
+// Errors:   E_NOTFOUND for no file, E_UNSUPPORTED for one that is not a picture, is damaged or is
+//           beyond the limits, E_OUTOFMEMORY. Nothing but the named local file is opened.
 #pragma once
 
 #include <cstdint>

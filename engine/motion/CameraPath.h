@@ -1,4 +1,4 @@
-// From measured motion to corrections: the camera's path, a smooth one beside it, and what lies
+// From measured motion to corrections: the camera's path, a smooth path, and the difference
 // between them.
 //
 // Units:    pixels of the source counted from its centre, degrees; one entry for each frame.
@@ -22,7 +22,7 @@ struct Correction {
 // The smallest zoom with which `correction` shows nothing beyond the frame; its own is ignored.
 KIV_ENGINE_API double NeededZoom(const Correction& correction, const KivSize& frame);
 
-// At most so much is enlarged at `level`.
+// The largest zoom at `level`.
 constexpr double MostZoom(int32_t level) { return 1.0 + level / 100.0; }
 
 // The zoom is one for each shot and hides the borders of all its frames. It follows what they need on

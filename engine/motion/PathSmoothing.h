@@ -1,4 +1,4 @@
-// A smooth path beside the one that the camera took.
+// A smooth path close to the one that the camera took.
 //
 // Units:    pixels, all three: a turn counts by what it moves far from the middle.
 // Threads:  any; nothing is kept.
@@ -31,7 +31,7 @@ KIV_ENGINE_API std::vector<PathPoint> SmoothPath(const std::vector<PathPoint>& p
 KIV_ENGINE_API std::vector<PathPoint> SmoothPathWithin(const std::vector<PathPoint>& path,
                                                        const PathRoom& room, double stiffness);
 
-// What of a step aside lies within `room`: the nearest point.
+// The point within `room` that is nearest to a step aside.
 KIV_ENGINE_API PathPoint NearestWithin(const PathPoint& aside, const PathRoom& room);
 
 }  // namespace kiv

@@ -9,8 +9,8 @@
 #include "kiv/chain/Dispatch.h"
 #include "kiv/chain/SourceBase.h"
 
-// Passes frames on until its analysis task has motion data for its source, and from then on hands
-// out corrected ones.
+// Passes frames on until its analysis task has motion data for its source; then returns corrected
+// ones.
 //
 // Must stand where frame numbers are the source's: after the source, alpha or cache nodes, before
 // rate, reverse and speed.
@@ -22,7 +22,7 @@
 //           meanwhile.
 // Locks:    lock_ guards the settings, before the task's. Initialize holds it throughout, so also
 //           while it waits for a run that its settings end.
-// Errors:   a frame that cannot be corrected is handed out as it came.
+// Errors:   a frame that cannot be corrected is returned unchanged.
 class CKivVideoStabilizer : public CSourceBase {
  public:
   CKivVideoStabilizer(IUnknown* outer, NodeRef upstream);

@@ -18,8 +18,8 @@
 //
 // Units:    source frames and source pixels; time int64 in 100 ns.
 // Owns:     the algorithm and, during a run, the open stream.
-// Threads:  any. A run has a thread of its own (see CKivTaskable); frames are corrected meanwhile by
-//           nobody, and afterwards on their callers' threads.
+// Threads:  any. A run has its own thread (see CKivTaskable). Frames are not corrected meanwhile;
+//           afterwards their callers' threads correct them.
 // Locks:    lock_, after the node's; nothing is called with it held, and a run is never waited for
 //           with it held.
 // Errors:   a run that cannot begin is refused and says why in the log. Loading refuses with
@@ -59,8 +59,8 @@ class CKivVideoStabExtendControl final : public scombase::CUnknown,
   // What the next run analyses, or what adopted data are for.
   void SetAnalysisSettings(const StabSettings& settings);
   void SetEnable(int32_t enable);
-  // Makes the entries held the task's result when they are as many as the settings' range has, give
-  // or take kAdoptTolerance.
+  // Adopts the stored entries as the task's result if their number is that of the settings' range,
+  // within kAdoptTolerance.
   void AdoptStoredData();
   void ClearData();
 

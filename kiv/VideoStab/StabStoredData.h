@@ -15,7 +15,7 @@
 
 // "dx:5000,-12500y,da:10" for {0.5, -1.25, 0.001}: cut towards zero, in the "C" locale.
 std::wstring StabMotionText(const StabMotion& motion);
-// What does not scan is 0.
+// Text that cannot be read is 0.
 StabMotion StabMotionFromText(std::wstring_view text);
 
 struct StabStoredData {
@@ -26,8 +26,8 @@ struct StabStoredData {
 // Puts `data` into `bag`. E_OUTOFMEMORY when no bag can be made for it.
 HRESULT StoreStabData(const StabStoredData& data, IKivProperties* bag);
 
-// Reads what `bag` holds. Settings that it does not hold stay as they are in `data`, but for the path,
-// which becomes empty. S_FALSE, with nothing changed, when the bag holds no such data; E_INVALIDARG,
-// with nothing changed, when the count is negative, when fewer entries are there than it says, or
-// when no picture has the size. Time and memory grow with the entries that are there.
+// Reads what `bag` holds. Missing settings stay as they are in `data`, except the path, which becomes
+// empty. S_FALSE, with nothing changed, when the bag holds no such data; E_INVALIDARG,
+// with nothing changed, when the count is negative, when there are fewer entries than announced,
+// or when the size is impossible. Time and memory grow with the entries present.
 HRESULT ReadStabData(IKivProperties* bag, StabStoredData* data);

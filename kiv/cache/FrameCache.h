@@ -23,8 +23,8 @@
 // Units:    frame index int32; time int64 in 100 ns.
 // Owns:     the frames in memory, bounded as FrameStore says whatever span size the host asks for;
 //           the output frame, one object that is refilled for each request; the worker.
-// Threads:  one caller at a time, beside commands from any thread and its own worker. A caller waits
-//           for the index it asked for only, except where the upstream is about to be used by it:
+// Threads:  one caller at a time, and commands from any thread, and its own worker. A caller waits
+//           for the index it asked for only, except where it is about to use the upstream:
 //           then every task is over first, so that nobody moves the upstream under a reading task.
 //           A command that changes nothing there holds the worker up between two frames instead.
 // Locks:    nodeLock_ before mapLock_ before the upstream's locks. The upstream is called, and tasks

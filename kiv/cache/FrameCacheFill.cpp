@@ -48,7 +48,8 @@ CacheSpan CFrameCache::WantedSpan() {
   return wantedSpan_;
 }
 
-// Leaves out what lies outside the span asked for last: its own task, queued after this one, would drop it.
+// Leaves out what lies outside the span asked for last: its own task, queued after this one, would
+// drop it.
 void CFrameCache::FillRange(const CacheSpan& range) {
   CacheSpan wanted = WantedSpan();
   int64_t index = std::max({range.start, wanted.start, int64_t{0}});

@@ -25,7 +25,7 @@ inline constexpr CommandFact kCommands[] = {
     {CommandId::SetDecoder, "IUnknown*", "", "SetDecoder", "source", "",
      "The decoder to read from; null detaches it."},
     {CommandId::EndOfUse, "none", "", "the clip render's Cleanup", "", "",
-     "The clip is not used for now. No node acts on it: they let go of what they hold on "
+     "The clip is not used for now. No node acts on it: they release what they hold on "
      "CLIP.CMD.CLEANUP."},
     {CommandId::SetSourceFrameRate, "const KivRational*", "frames per second", "SetSourceFrameRate",
      "", kAllRates,

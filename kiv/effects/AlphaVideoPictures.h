@@ -1,11 +1,11 @@
-// Makes an alpha video's output pictures of the preset's: re-coloured, masked or replaced.
+// Makes an alpha video's output frames from the preset's: re-coloured, masked or replaced.
 //
-// Never writes a frame that it was given: what it makes stands in its output frame, which is refilled
-// for every request.
+// Never writes a frame that it was given: the result is its output frame, which is refilled for every
+// request.
 //
 // Owns:     filters, output frame and fill image until Release; the image processor.
 // Threads:  one caller at a time.
-// Errors:   what cannot be made is replaced by the picture that came in, and logged where it failed.
+// Errors:   the frame that came in replaces one that cannot be made; logged where it failed.
 #pragma once
 
 #include <cstdint>

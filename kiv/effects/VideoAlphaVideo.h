@@ -1,15 +1,15 @@
 // Plays a preset alpha video over a clip of any length and re-colours it.
 //
 // Its own frames count at the preset's rate and may go on for ever; each shows the preset's frame that
-// MapToMaskFrame names. While it is no preset, everything passes through.
+// MapToMaskFrame names. While the clip is not a preset, everything passes through.
 //
 // Units:    frame index int32; time int64 in 100 ns.
 // Owns:     its upstream reference; filters, output frame, fill image and mask, until Flush or a
 //           cleanup.
 // Threads:  one caller at a time; has no lock.
 // Errors:   E_POINTER for a null record, E_INVALIDARG for one whose paths do not end; an upstream
-//           failure is returned unchanged and leaves the position where it was. A frame is never
-//           missing for want of a filter, an image or a mask.
+//           failure is returned unchanged and leaves the position where it was. A missing
+//           filter, image or mask never costs a frame.
 #pragma once
 
 #include <cstdint>

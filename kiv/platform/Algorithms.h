@@ -44,7 +44,8 @@ constexpr int kFrameInterpolationParamsKey = 2;
 // The module's modes are its own; 0 is the default.
 struct FrameInterpolationParams {
   uint32_t interpolationMode = 0;
-  // Frames generated between two key frames. May change at any time; a read uses the value of that moment.
+  // Frames generated between two key frames. May change at any time; a read uses the value of that
+  // moment.
   int32_t inBetweenCount = 0;
   int32_t fixed[2] = {2, 1};
 };

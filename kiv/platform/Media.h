@@ -133,13 +133,14 @@ struct KIV_EXPORT IKivPictureMemory : IUnknown {
   virtual HRESULT GetUse(KivPictureMemory* use) = 0;
 };
 
-// Told how far the packets of a file that is being opened have been read: the host's own object, put
-// into the options of OpenMediaFile under kOpenProgressOption and kept by the file. Calls come from the thread that opens.
+// Hears how much of a file has been read while it is being opened: the host's own object, put into
+// the options of OpenMediaFile under kOpenProgressOption and kept by the file. Calls come from
+// the thread that opens.
 struct KIV_EXPORT IKivOpenProgress : IUnknown {
   static constexpr GUID kIid{
       0x91C4E7A6, 0x3B58, 0x4D20, {0xB7, 0x6F, 0x08, 0xD2, 0x5A, 0xE3, 0x94, 0x1B}};
 
-  // About once for 16 MiB. E_ABORT gives the opening up, which then ends with it.
+  // About once for 16 MiB. E_ABORT cancels the opening, which then returns it.
   virtual HRESULT OnRead(int64_t bytes, int64_t ofBytes) = 0;
 };
 inline constexpr const wchar_t* kOpenProgressOption = L"Open.Progress";

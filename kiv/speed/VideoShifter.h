@@ -9,7 +9,7 @@
 #include "kiv/speed/FrameInterpolator.h"
 
 // Maps its frame f to the upstream's frame f x speed. In slow motion, with an interpolation algorithm
-// and at least one frame to be generated between two upstream frames, it hands out generated frames;
+// and at least one frame to generate between two upstream frames, it returns generated frames;
 // else upstream frames repeat. A skip ends where stepping forward to its position ends, whichever way
 // it went; a seek gives the upstream frame at or before the wanted one, and generated frames follow
 // with the steps after it. A skip over more than kiv::kLongestWalk upstream frames seeks most of them.

@@ -1,9 +1,9 @@
 // Which frames to decode next for a reader that goes backwards.
 //
-// A group of pictures is decoded upwards and read downwards. A group that fits into the available memory
-// is taken whole; of a larger one the upper part is kept and the lower passed over, in as few passes
-// as the memory allows. Small groups are taken several at once, so that the decoder's threads do not
-// run dry after each.
+// A group of pictures is decoded upwards and read downwards. A group that fits into the available
+// memory is taken whole; of a larger one the upper part is kept and the lower passed over, in as few
+// passes as the memory allows. Small groups are taken several at once, so that the decoder's threads
+// do not run dry after each.
 //
 // Units:    frame numbers, both ends included; bytes.
 // Owns:     a share of the stream's index.

@@ -30,11 +30,11 @@ class KIV_ENGINE_API ReadPattern {
   bool IsSteady() const;
   // Pictures are worth keeping: the reader has gone back, or will.
   bool Returns() const { return returned_ || expected_; }
-  // The direction changed without a jump in between: the reader looks for something hereabouts.
+  // The direction changed without a jump in between: the reader looks for something nearby.
   bool IsScrubbing() const { return scrubbing_; }
   // The highest frame the present run will probably reach.
   int64_t Top() const;
-  // Changes when plans that were made from the pattern have lost their ground.
+  // Changes when plans that were made from the pattern no longer apply.
   int64_t Generation() const { return generation_; }
 
  private:

@@ -4,7 +4,7 @@
 // every frame, at a steady rate, the rest is read as far as anybody asked.
 //
 // Frames are numbered by their stamps. Where those repeat or go back, as in streams that were put one
-// after the other, the order is that in which the decoder outputs the pictures.
+// behind the other, the order is that in which the decoder gives the pictures out.
 //
 // Units:    time int64 in 100 ns from the first shown frame; frames are numbered in the order of
 //           display, packets in the order of decoding.

@@ -1,7 +1,7 @@
 // Returns a video stream's packets in decoding order from any packet on.
 //
-// Where a seek really ended is found out by looking the packets up in the index; packets before the
-// wanted one are dropped unread, and a seek that ended after it is repeated further back.
+// The index tells where a seek really ended. Packets before the wanted one are dropped unread; a seek
+// that ended after it is repeated further back.
 //
 // Units:    packets are numbered in the order of decoding.
 // Owns:     its input; shares the index.

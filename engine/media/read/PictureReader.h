@@ -2,7 +2,7 @@
 //
 // The decoder runs on from where it stands when the wanted frame lies ahead in the same group of
 // pictures, and starts at the group's key packet otherwise. Packets are tagged with their number, so
-// what comes out is known by that and by nothing else. A decoder that starts elsewhere has seen the
+// only that number tells which picture came out. A decoder that starts elsewhere has seen the
 // stream's first packet before, and gets the palette that applies there.
 //
 // Units:    frame numbers in the order of display, from 0.
