@@ -4,7 +4,8 @@
 // every frame, at a steady rate, the rest is read as far as anybody asked.
 //
 // Frames are numbered by their stamps. Where those repeat or go back, as in streams that were put one
-// behind the other, the order is that in which the decoder gives the pictures out.
+// behind the other, or were given to packets in the order of decoding, the order is that in which the
+// decoder gives the pictures out.
 //
 // Units:    time int64 in 100 ns from the first shown frame; frames are numbered in the order of
 //           display, packets in the order of decoding.
@@ -90,6 +91,7 @@ class KIV_ENGINE_API FrameIndex {
   HRESULT Prepare(const IndexReading& reading);
   HRESULT ReadAllLocked(const IndexReading& reading);
   bool ReadPacketsLocked(int32_t count);
+  bool HasSoundOrder(const PacketTable& table) const;
   bool SettleListedLocked(const IndexReading& reading);
   HRESULT SettleAllLocked();
   void SettleByOutputLocked(const std::string& path);
@@ -116,6 +118,7 @@ class KIV_ENGINE_API FrameIndex {
   bool constantRate_ = false;
   bool sequential_ = false;
   bool unstamped_ = false;
+  bool reordered_ = false;   // the decoder may give pictures out in another order than it gets them
   int64_t listed_ = 0;       // frames by the container's table, while there is an input
   int64_t longestStep_ = 0;  // in units; a larger one is a jump
   int64_t limit_ = INT64_MAX;
