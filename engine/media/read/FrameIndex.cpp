@@ -71,8 +71,8 @@ HRESULT FrameIndex::Prepare(const IndexReading& reading) {
   const MutexLock lock(lock_);
   // A container without stamps of its own counts frames; where the codec reorders them that count
   // says nothing about the order of display.
-  const bool reordered = input_->Stream(stream_)->codecpar->video_delay > 0;
-  unstamped_ = input_->IsFormat("avi") && reordered;
+  reordered_ = input_->Stream(stream_)->codecpar->video_delay > 0;
+  unstamped_ = input_->IsFormat("avi") && reordered_;
   input_->SelectOnly(stream_);
   input_->Context()->flags |= AVFMT_FLAG_GENPTS;
   const std::string path = input_->Path();
@@ -83,11 +83,17 @@ HRESULT FrameIndex::Prepare(const IndexReading& reading) {
     table_.SettleInDecodingOrder();
   } else {
     table_.Settle(PacketTable::Extent::kComplete);
-    if (!table_.HasSoundStamps(longestStep_)) SettleByOutputLocked(path);
+    if (!HasSoundOrder(table_)) SettleByOutputLocked(path);
   }
   if (table_.FrameCount() == 0) return E_UNSUPPORTED;
   FindRateLocked();
   return S_OK;
+}
+
+// A program that knows nothing of a stream's order gives its packets stamps as they come. Where the
+// decoder makes another order, stamps that only rise say nothing of it.
+bool FrameIndex::HasSoundOrder(const PacketTable& table) const {
+  return table.HasSoundStamps(longestStep_) && table.IsReordered() >= reordered_;
 }
 
 // True when the container's table told the number of frames and their rate, so that the beginning
@@ -101,7 +107,7 @@ bool FrameIndex::SettleListedLocked(const IndexReading& reading) {
   if (!input_ || rate_.numerator <= 0 || table_.PacketsWithoutStamp() > 0) return false;
   PacketTable trial = table_;
   trial.Settle(PacketTable::Extent::kMoreFollow);
-  if (trial.FrameCount() == 0 || !trial.HasSoundStamps(longestStep_)) return false;
+  if (trial.FrameCount() == 0 || !HasSoundOrder(trial)) return false;
   constantRate_ = grid_.Fits(trial.Stamps(0), 0, trial.StampOf(0), rate_);
   if (!constantRate_) return false;
   table_ = std::move(trial);
@@ -119,7 +125,8 @@ HRESULT FrameIndex::ReadAllLocked(const IndexReading& reading) {
   return table_.PacketCount() > 0 ? S_OK : E_UNSUPPORTED;
 }
 
-// The order that the decoder makes; without a way to tell it, that of decoding from the beginning on.
+// The order that the decoder makes. Without a way to tell it, sound stamps stay and others give way
+// to the order of decoding from the beginning on.
 void FrameIndex::SettleByOutputLocked(const std::string& path) {
   std::optional<std::vector<int32_t>> order;
   if (!MayReorder(codec_)) {
@@ -135,8 +142,11 @@ void FrameIndex::SettleByOutputLocked(const std::string& path) {
     av_packet_unref(packet_.get());
     if (number == table_.PacketCount()) order = output.Finish();
   }
-  sequential_ = !order;
-  if (order) {
+  const bool sound = table_.HasSoundStamps(longestStep_);
+  sequential_ = !order && !sound;
+  if (sound) {
+    if (order) table_.Reorder(*order);
+  } else if (order) {
     table_.SettleAs(*order, UnitsLocked());
   } else {
     table_.SettleInDecodingOrder();

@@ -4,7 +4,8 @@
 // every frame, at a steady rate, the rest is read as far as anybody asked.
 //
 // Frames are numbered by their stamps. Where those repeat or go back, as in streams that were put one
-// behind the other, the order is that in which the decoder gives the pictures out.
+// behind the other, or were given to packets in the order of decoding, the order is that in which the
+// decoder gives the pictures out.
 //
 // Units:    time int64 in 100 ns from the first shown frame; frames are numbered in the order of
 //           display, packets in the order of decoding.
@@ -88,6 +89,7 @@ class KIV_ENGINE_API FrameIndex {
   FrameIndex(std::unique_ptr<MediaInput> input, int stream);
 
   HRESULT Prepare(const IndexReading& reading);
+<<<<<<< HEAD
   HRESULT ReadAllLocked(const IndexReading& reading) KIV_REQUIRES(lock_);
   bool ReadPacketsLocked(int32_t count) KIV_REQUIRES(lock_);
   bool SettleListedLocked(const IndexReading& reading) KIV_REQUIRES(lock_);
@@ -100,6 +102,22 @@ class KIV_ENGINE_API FrameIndex {
   int64_t StartLocked(int64_t frame) const KIV_REQUIRES(lock_);
   int64_t LastDurationLocked() const KIV_REQUIRES(lock_);
   int64_t FrameDurationLocked(int64_t frame) const KIV_REQUIRES(lock_);
+=======
+  HRESULT ReadAllLocked(const IndexReading& reading);
+  bool ReadPacketsLocked(int32_t count);
+  bool HasSoundOrder(const PacketTable& table) const;
+  bool SettleListedLocked(const IndexReading& reading);
+  HRESULT SettleAllLocked();
+  void SettleByOutputLocked(const std::string& path);
+  void FindRateLocked();
+  StampUnits UnitsLocked() const;
+  void CheckGridLocked(int32_t firstNew);
+  void EnsureFrameLocked(int64_t frame);
+  int64_t CountLocked() const;
+  int64_t StartLocked(int64_t frame) const;
+  int64_t LastDurationLocked() const;
+  int64_t FrameDurationLocked(int64_t frame) const;
+>>>>>>> audit
   FramePacket Describe(const AVPacket& packet) const;
 
   mutable Mutex lock_;
@@ -108,6 +126,7 @@ class KIV_ENGINE_API FrameIndex {
   const int stream_;
   const AVCodecID codec_;
   const int unitLengthBytes_;  // of H.264
+<<<<<<< HEAD
   bool sequential_ = false;    // settled before anybody else has the index
   AvPtr<AVPacket> packet_ KIV_GUARDED_BY(lock_);
   PacketTable table_ KIV_GUARDED_BY(lock_);
@@ -121,6 +140,20 @@ class KIV_ENGINE_API FrameIndex {
   // In units; a larger one is a jump.
   int64_t longestStep_ KIV_GUARDED_BY(lock_) = 0;
   int64_t limit_ KIV_GUARDED_BY(lock_) = INT64_MAX;
+=======
+  AvPtr<AVPacket> packet_;
+  PacketTable table_;
+  PaletteTrack palettes_;
+  TimeGrid grid_;
+  KivRational rate_{25, 1};
+  bool constantRate_ = false;
+  bool sequential_ = false;
+  bool unstamped_ = false;
+  bool reordered_ = false;   // the decoder may give pictures out in another order than it gets them
+  int64_t listed_ = 0;       // frames by the container's table, while there is an input
+  int64_t longestStep_ = 0;  // in units; a larger one is a jump
+  int64_t limit_ = INT64_MAX;
+>>>>>>> audit
 };
 
 }  // namespace kiv

@@ -77,6 +77,15 @@ void PacketTable::SettleAs(std::span<const int32_t> packets, const StampUnits& u
   parts_ = std::move(line.parts);
 }
 
+void PacketTable::Reorder(std::span<const int32_t> packets) {
+  int32_t frame = 0;
+  for (const int32_t packet : packets) {
+    if (FrameOf(packet) < 0) continue;
+    frames_[static_cast<size_t>(frame)] = packet;
+    frameOf_[static_cast<size_t>(packet)] = frame++;
+  }
+}
+
 bool PacketTable::HasSoundStamps(int64_t longest) const {
   int64_t decoded = kNoStamp;
   int32_t shown = 0;

@@ -41,6 +41,10 @@ class KIV_ENGINE_API PacketTable {
   void SettleInDecodingOrder();
   // The shown ones of `packets` get numbers as listed; their times follow where stamps do not.
   void SettleAs(std::span<const int32_t> packets, const StampUnits& units);
+  // Gives the times that frames have to the shown ones of `packets`, which lists all, as listed.
+  void Reorder(std::span<const int32_t> packets);
+  // Packets are not shown in the order of decoding, by their stamps.
+  bool IsReordered() const { return reordered_; }
   // Once all have numbers: whether the stamps may be what gave them. Stamps that repeat say nothing
   // of the order; such as go back, in decoding or by more than pictures are ever put off, or leap by
   // more than `longest`, do so between streams that were joined.
@@ -93,7 +97,7 @@ class KIV_ENGINE_API PacketTable {
   mutable std::vector<int32_t> byPosition_;
   int64_t lastDts_ = kNoStamp;
   int64_t lastPts_ = kNoStamp;
-  bool reordered_ = false;  // packets are not shown in the order of decoding
+  bool reordered_ = false;
   int32_t withoutStamp_ = 0;
 };
 

@@ -107,6 +107,30 @@ const OddClip kClips[] = {
        return Restamped({.codec = "mpeg2video", .container = "mkv", .bFrames = 2},
                         "mpeg2_pairs.mkv", [](int, int64_t time) { return time - time % 80; });
      }},
+    // Stamps that a raw stream's packets got as they came: they rise, the pictures do not.
+    {"h264_as_decoded",
+     [] {
+       return MakeClip({.container = "mkv",
+                        .frames = 100,
+                        .gop = 25,
+                        .bFrames = 3,
+                        .packetFilter = "setts=ts=N"});
+     },
+     {25, 1}},
+    {"h264_as_decoded_mp4",
+     [] {
+       return MakeClip({.frames = 100, .gop = 25, .bFrames = 3, .packetFilter = "setts=pts=DTS"});
+     },
+     {25, 1}},
+    {"hevc_as_decoded",
+     [] {
+       return MakeClip({.codec = "libx265",
+                        .container = "mkv",
+                        .gop = 20,
+                        .bFrames = 3,
+                        .packetFilter = "setts=ts=N"});
+     },
+     {25, 1}},
     {"h264_ts_twice", [] { return Twice({.container = "ts", .bFrames = 3}); }, {25, 1}},
     {"h264_ts_twice_23976",
      [] {
