@@ -24,7 +24,7 @@ TEST(MeteredDecoder, CountsThePicturesThatCouldNotBeRead) {
 TEST(MeteredDecoder, SaysWhenNotOnePictureCame) {
   const auto inner = test::FakeDecoder::Make();
   inner->readResult = E_FAIL;
-  const auto metered = host::MeteredDecoder::Make(
+  const auto metered = kiv::session::MeteredDecoder::Make(
       KivComPtr<IKivMediaDecoder>(static_cast<IKivMediaDecoder*>(inner.Get())));
   EXPECT_FALSE(metered->ReadNothing()) << "nothing was asked for";
   KivComPtr<IKivFrame> frame;
