@@ -1,7 +1,8 @@
 # Installation: libraries, headers, the CMake package and pkg-config; and the way back.
 #
-# Every header lies below include/kiv: those of kiv/ under their own path, those of engine/ in
-# include/kiv/engine, so that nothing as common as "engine" appears beside other projects' headers.
+# Every header lies below include/kiv: those of kiv/ under their own path, those of engine/ and session/
+# in include/kiv/engine and include/kiv/session, so that nothing as common as "engine" appears beside
+# other projects' headers.
 # Both are included by their path in the tree.
 include(CMakePackageConfigHelpers)
 
@@ -20,6 +21,10 @@ foreach(target ${KIV_EXPORTED})
     $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>
     $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/kiv>)
 endforeach()
+# Needs none of the others' headers.
+set_target_properties(kiv_session PROPERTIES EXPORT_NAME session)
+install(TARGETS kiv_session EXPORT kivTargets
+  FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/kiv)
 install(TARGETS kivclip)
 # Loaded at run time from beside libkiv_engine.
 install(TARGETS kiv_tween LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
@@ -47,20 +52,22 @@ write_basic_package_version_file(${CMAKE_BINARY_DIR}/kivConfigVersion.cmake
 install(FILES ${CMAKE_BINARY_DIR}/kivConfig.cmake ${CMAKE_BINARY_DIR}/kivConfigVersion.cmake
   DESTINATION ${package_dir})
 
-# The file finds the prefix from where it lies, so a package or another --prefix needs no new one.
+# The files find the prefix from where they lie, so a package or another --prefix needs no new ones.
 file(RELATIVE_PATH KIV_PC_PREFIX
   ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
-configure_file(${PROJECT_SOURCE_DIR}/cmake/kiv.pc.in ${CMAKE_BINARY_DIR}/kiv.pc @ONLY)
-install(FILES ${CMAKE_BINARY_DIR}/kiv.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+foreach(name kiv kiv-session)
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/${name}.pc.in ${CMAKE_BINARY_DIR}/${name}.pc @ONLY)
+  install(FILES ${CMAKE_BINARY_DIR}/${name}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endforeach()
 
 install(FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/ARCHITECTURE.md
   DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs
   FILES_MATCHING PATTERN "*.md" PATTERN "*.png" PATTERN reference EXCLUDE)
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/host/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples/host)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
 # All that is installed, without tests and benchmarks.
-add_custom_target(product DEPENDS ${KIV_EXPORTED} kivclip kivclip_reference kiv_tween)
+add_custom_target(product DEPENDS ${KIV_EXPORTED} kiv_session kivclip kivclip_reference kiv_tween)
 
 # Takes away what the last installation from this build folder put there.
 add_custom_target(uninstall

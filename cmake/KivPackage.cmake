@@ -4,8 +4,8 @@ set(CPACK_PACKAGE_CONTACT "The kiv developers <kiv@localhost>")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "Video-stream component of a non-linear editor")
 set(CPACK_DEBIAN_PACKAGE_DESCRIPTION
   "Turns a clip's decoded frames into frames of the wanted rate and size through a chain of nodes:
-speed, reverse, frame rate, crop and more. Holds the component, its engine with their headers for
-hosts, and kivclip, a command line over both.")
+speed, reverse, frame rate, crop and more. Holds the session library, the component and its engine, all
+with their headers for hosts, and kivclip, a command line over them.")
 set(CPACK_DEBIAN_PACKAGE_SECTION video)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)

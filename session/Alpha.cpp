@@ -76,7 +76,8 @@ void CheckStored(IKivProperties* settings) {
   const std::string image = PathIn(settings, Key::kAlphaVideo_ImageFilepath);
   CheckFile(image, "the fill image");
   if (!KivCommon::ImageFunc::CreateBitmapFromFile(KivCommon::Char2WChar(image.c_str()).c_str())) {
-    FailRun("cannot use the fill image '{}': it is damaged, too large or no picture", image);
+    Fail(ErrorCode::kDamaged,
+         "cannot use the fill image '{}': it is damaged, too large or no picture", image);
   }
 }
 

@@ -18,6 +18,7 @@
 #include "session/Fail.h"
 #include "session/Memory.h"
 #include "session/NodeNames.h"
+#include "session/OptionChecks.h"
 #include "session/Proxy.h"
 #include "session/Settings.h"
 
@@ -33,7 +34,7 @@ std::wstring Wide(const std::string& text) { return KivCommon::Char2WChar(text.c
 KivPropDecorator SettingsOf(const ClipOptions& options) {
   KivPropDecorator settings =
       options.settings.empty() ? KivCommon::CreateProperties() : ReadSettings(options.settings);
-  if (!settings) FailRun("no memory for the settings");
+  if (!settings) Fail(ErrorCode::kNoMemory, "no memory for the settings");
   return settings;
 }
 
@@ -50,6 +51,7 @@ bool LeavesFramesAlone(const std::vector<int32_t>& nodes) {
 
 PreparedClip Prepare(const std::string& path, const ClipOptions& options,
                      KivPropDecorator measured) {
+  CheckValues(options);
   PreparedClip clip;
   clip.path = path;
   clip.input = OpenInput(path, "the input", options.onNote, options.onOpening);
@@ -82,7 +84,7 @@ ChainClip::ChainClip(PreparedClip prepared, const ClipOptions& options, const Re
   LoadSettings(options);
   SetUpSource(options);
   SetUpRender();
-  SetUpNodes();
+  SetUpNodes(options);
   crop_.SetUp(options, settings_.Get(), process_, *render_.Get());
   if (FillsWithImage(settings_.Get())) fill_ = PreparedImage(*process_.Get());
 }
@@ -194,7 +196,7 @@ void ChainClip::SetUpRender() {
 
 // The render initializes the chain at its first operation, without knowing the stream. What the
 // stream is has to come after that.
-void ChainClip::SetUpNodes() {
+void ChainClip::SetUpNodes(const ClipOptions& options) {
   KivComPtr<IKivFrame> none;
   render_->GetLastFrame(&none);
   KivComPtr<IKivSourceBase> tail;
@@ -202,6 +204,8 @@ void ChainClip::SetUpNodes() {
   const InitialBags bags = MakeInitialBags(playback_, result_, shown_, settings_.Get());
   if (isPreset_) bags.facts->SetRange(KivKey::Render::kRender_RangeFrameNumber, &renderRange_);
   bags.facts->SetInt(KivKey::Speed::kReverse_FrameCacheCount, CacheSpanFor(wholeSize_));
+  bags.settings->SetInt(KivKey::Speed::kInterpolation_Enabled,
+                        options.interpolation == Interpolation::kOff ? 0 : 1);
   if (stabilization_.isOn) {
     DescribeSource(path_, input_.info, bags.settings.Get(), bags.facts.Get());
   }
@@ -242,32 +246,45 @@ int64_t ChainClip::SourceTimeOf(IKivFrame& frame, int32_t number) const {
     decoder_->TimeOf(index, &time, nullptr);
     return time;
   }
-  if (inBetween_ == InBetween::kGenerated && index < 0) return TimeInBetween(number);
+  if (inBetween_ == InBetween::kGenerated && index < 0) {
+    return TimeInBetween(PlaceOf(number));
+  }
   decoder_->TimeOf(std::clamp(index, 0, shown_.frameCount - 1), &time, nullptr);
   return time;
 }
 
-int32_t ChainClip::SourceFrameOf(IKivFrame& frame) const {
+// The speed node makes every frame anew, those too that are one of the clip's.
+int32_t ChainClip::SourceFrameOf(IKivFrame& frame, int32_t number) const {
   const auto numbered = KivComPtr<IKivFrame>(&frame).As<IKivVideoFrame>();
   if (!numbered) return -1;
-  const int32_t index = numbered->GetFrameIndex();
-  if (inBetween_ == InBetween::kGenerated && index < 0) return -1;
+  int32_t index = numbered->GetFrameIndex();
+  if (inBetween_ == InBetween::kGenerated && index < 0) {
+    const InBetweenPlace place = PlaceOf(number);
+    const bool isNewer = place.part >= 1;
+    if (place.part > 0 && !isNewer) return -1;
+    index = FrameGiven(kiv::ClampToInt32(int64_t{place.older} + (isNewer ? 1 : 0)));
+  }
   return std::clamp(index, 0, input_.info.frameCount - 1);
 }
 
-int64_t ChainClip::TimeInBetween(int32_t number) const {
-  const InBetweenPlace place = PlaceInBetween(std::min(number, lastBeforeHeld_), playback_.speed);
-  const auto timeOf = [this](int32_t given) {
-    return TimeOfRated(playback_.reverse ? result_.rated.end - given : given);
-  };
-  const int64_t older = timeOf(place.older);
-  const int64_t newer = timeOf(kiv::ClampToInt32(int64_t{place.older} + 1));
+InBetweenPlace ChainClip::PlaceOf(int32_t number) const {
+  return PlaceInBetween(std::min(number, lastBeforeHeld_), playback_.speed);
+}
+
+int64_t ChainClip::TimeInBetween(const InBetweenPlace& place) const {
+  const FrameTimes timeOf = TimesOfFrames();
+  const int64_t older = timeOf(FrameGiven(place.older));
+  const int64_t newer = timeOf(FrameGiven(kiv::ClampToInt32(int64_t{place.older} + 1)));
   return older + kiv::SaturateToInt64(place.part * static_cast<double>(newer - older));
 }
 
-int64_t ChainClip::TimeOfRated(int32_t number) const {
+int32_t ChainClip::FrameGiven(int32_t given) const {
+  return FrameRated(playback_.reverse ? result_.rated.end - given : given);
+}
+
+int32_t ChainClip::FrameRated(int32_t number) const {
+  if (!playback_.rated) return number;
   const FrameTimes timeOf = TimesOfFrames();
-  if (!playback_.rated) return timeOf(number);
   // The rate node shows the first frame that starts no earlier than half a frame of its own before.
   const int64_t earliest = kiv::EarliestStartFor(number, playback_.frameRate.ToDouble());
   int32_t first = 0;
@@ -279,7 +296,7 @@ int64_t ChainClip::TimeOfRated(int32_t number) const {
       end = middle;
     }
   }
-  return timeOf(first);
+  return first;
 }
 
 std::vector<int64_t> ChainClip::TimesOf(KivRange range) const {

@@ -86,8 +86,8 @@ class ChainClip {
   // When the clip itself shows what the frame, number `number` of the result, shows. A generated
   // picture lies between two of the clip's, and so does its time.
   int64_t SourceTimeOf(IKivFrame& frame, int32_t number) const;
-  // The clip's frame that it shows; -1 for a generated one.
-  int32_t SourceFrameOf(IKivFrame& frame) const;
+  // The clip's frame that it shows; -1 for one that lies between two.
+  int32_t SourceFrameOf(IKivFrame& frame, int32_t number) const;
 
   // When the frames of `range` are shown and the last one ends, in 100 ns from the first on: none for
   // a result that goes by its rate, which is any but that of a clip with a variable rate, shown as it is.
@@ -103,13 +103,17 @@ class ChainClip {
   HRESULT PullHeld(KivComPtr<IKivFrame>* frame);
   HRESULT SetSpeed(const KivRational& speed);
   FrameTimes TimesOfFrames() const;
-  int64_t TimeInBetween(int32_t number) const;
-  int64_t TimeOfRated(int32_t number) const;
+  // Where the speed node makes frame `number`.
+  InBetweenPlace PlaceOf(int32_t number) const;
+  int64_t TimeInBetween(const InBetweenPlace& place) const;
+  // The clip's frame that the speed node is given as its frame `given`.
+  int32_t FrameGiven(int32_t given) const;
+  int32_t FrameRated(int32_t number) const;
   void PlanPlayback(const ClipOptions& options, const ResultShape* canvas);
   void BuildChain(const std::vector<int32_t>& nodes);
   void SetUpSource(const ClipOptions& options);
   void SetUpRender();
-  void SetUpNodes();
+  void SetUpNodes(const ClipOptions& options);
   void LoadSettings(const ClipOptions& options);
   void SetUpProxy(const ClipOptions& options);
 

@@ -13,6 +13,7 @@
 #include "session/Convert.h"
 #include "session/ExportRun.h"
 #include "session/Fail.h"
+#include "session/FileChecks.h"
 #include "session/FrameMaker.h"
 #include "session/FrameSpans.h"
 #include "session/Frames.h"
@@ -24,11 +25,18 @@ constexpr int32_t kNowhere = -1;
 // What lies so few frames ahead is stepped to; a seek may begin at a key frame far back.
 constexpr int32_t kNearby = 16;
 
+FilesInUse FilesOf(const std::string& path, const ClipOptions& options) {
+  FilesInUse files;
+  files.input = path;
+  files.options = options;
+  return files;
+}
+
 }  // namespace
 
 struct Clip::Impl {
   explicit Impl(const std::string& path, const ClipOptions& options)
-      : onNote(options.onNote), composite(BuildClip(path, options)) {
+      : files(FilesOf(path, options)), composite(BuildClip(path, options)) {
     times = composite->TimesOf({0, composite->Result().frameCount - 1});
   }
 
@@ -42,7 +50,7 @@ struct Clip::Impl {
   Frame Pull(int32_t index);
 
   const ExportRun::Clock::time_point opened = ExportRun::Clock::now();
-  const NoteFunction onNote;
+  const FilesInUse files;
   std::unique_ptr<Composite> composite;
   std::optional<MediaInfo> info;  // once asked for: it takes a look at every frame
   std::vector<int64_t> times;     // of the result's frames and its end; empty: by its rate
@@ -65,7 +73,7 @@ void Clip::Impl::GoTo(int32_t index) {
 Frame Clip::Impl::Pull(int32_t index) {
   const auto pulled = composite->Pull();
   const ChainClip& main = composite->Main();
-  FramePlace place{index, main.SourceFrameOf(*pulled), 0, main.SourceTimeOf(*pulled, index)};
+  FramePlace place{index, main.SourceFrameOf(*pulled, index), 0, main.SourceTimeOf(*pulled, index)};
   place.time = times.empty()
                    ? KivCommon::FrameNumberToPTS(index, composite->Result().frameRate.ToDouble())
                    : times[static_cast<size_t>(index)];
@@ -115,8 +123,9 @@ Frame Clip::At(int32_t index) {
 
 int64_t Clip::TimeOf(int32_t index) const {
   const auto& times = impl_->times;
-  if (times.empty()) return KivCommon::FrameNumberToPTS(index, FrameRate().ToDouble());
-  return times[static_cast<size_t>(std::clamp(index, 0, FrameCount() - 1))];
+  const int32_t shown = std::clamp(index, 0, FrameCount() - 1);
+  if (times.empty()) return KivCommon::FrameNumberToPTS(shown, FrameRate().ToDouble());
+  return times[static_cast<size_t>(shown)];
 }
 
 int32_t Clip::IndexAt(int64_t time) const {
@@ -132,9 +141,9 @@ int32_t Clip::IndexAt(int64_t time) const {
   return low;
 }
 
-FrameRange Clip::Frames() { return Frames({}); }
+FrameRange Clip::Frames() & { return Frames({}); }
 
-FrameRange Clip::Frames(const FrameSpan& span, const char* what) {
+FrameRange Clip::Frames(const FrameSpan& span, const char* what) & {
   const KivRange range = ResolveFrames(span, what, FrameCount());
   return {this, range.start, range.end + 1};
 }
@@ -148,7 +157,11 @@ CameraPath Clip::Camera() {
 }
 
 ExportReport Clip::Export(const ExportPlan& plan, const ProgressFunction& progress) {
-  ExportRun run(*impl_->composite, plan, impl_->onNote, progress, impl_->opened);
+  FilesInUse files = impl_->files;
+  files.output = plan.output;
+  files.form = FormOf(plan);
+  CheckFiles(files);
+  ExportRun run(*impl_->composite, plan, files.options.onNote, progress, impl_->opened);
   impl_->EnsureAnalysed(progress);
   impl_->position = kNowhere;
   run.Run();
@@ -163,6 +176,11 @@ ExportReport Clip::Export(const std::string& output, const ProgressFunction& pro
 
 void Clip::RequirePictures() const { impl_->composite->RequirePictures(); }
 
-void Clip::SaveSettings(const std::string& path) { impl_->composite->Main().SaveSettings(path); }
+void Clip::SaveSettings(const std::string& path) {
+  FilesInUse files = impl_->files;
+  files.saveSettings = path;
+  CheckFiles(files);
+  impl_->composite->Main().SaveSettings(path);
+}
 
 }  // namespace kiv::session

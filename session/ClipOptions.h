@@ -68,7 +68,8 @@ struct ClipOptions {
   std::optional<Region> crop;
   std::string cropKeyframes;  // a keyframe document
   AlphaOptions alpha;
-  bool measureNodes = false;  // the time spent in each node, for reports
+  // Measures the time spent in each node, for reports; from then on, in all clips.
+  bool measureNodes = false;
   // What the settings keep beside what the chain's nodes save: key and text.
   std::vector<std::pair<std::string, std::string>> kept;
   NoteFunction onNote;         // may be empty

@@ -45,6 +45,13 @@ std::filesystem::path ProgramFolder() {
   return std::filesystem::read_symlink("/proc/self/exe", ignored).parent_path();
 }
 
+// Where this library lies, whatever program it is loaded into.
+std::filesystem::path OwnFolder() {
+  Dl_info here{};
+  if (dladdr(reinterpret_cast<const void*>(&ProgramFolder), &here) == 0) return {};
+  return std::filesystem::absolute(here.dli_fname).parent_path();
+}
+
 }  // namespace
 
 ComponentLoader ComponentLoader::TryPath(const std::string& path, std::string* reason) {
@@ -64,24 +71,29 @@ ComponentLoader ComponentLoader::ByClassId() {
   return loader.library_ != nullptr ? loader : Own();
 }
 
+// Beside the program first: a kivclip and its libraries may be moved together.
 ComponentLoader ComponentLoader::Own() {
-  const std::filesystem::path folder = ProgramFolder();
+  const std::filesystem::path program = ProgramFolder();
   std::string reason;
-  for (const char* place : {"", KIV_LIBRARY_FOLDER, "../lib"}) {
-    const auto path = (folder / place / kLibraryName).lexically_normal();
+  for (const auto& folder :
+       {program, program / KIV_LIBRARY_FOLDER, program / "../lib", OwnFolder()}) {
+    const auto path = (folder / kLibraryName).lexically_normal();
     std::error_code ignored;
     if (!std::filesystem::exists(path, ignored)) continue;
     ComponentLoader loader = TryPath(path.string(), &reason);
     if (loader.library_ != nullptr) return loader;
   }
-  if (reason.empty()) reason = fmt::format("there is no {} near {}", kLibraryName, folder.string());
-  FailRun("cannot load the component: {}", reason);
+  if (reason.empty()) {
+    reason = fmt::format("there is no {} near {}", kLibraryName, program.string());
+  }
+  Fail(ErrorCode::kUnsupported, "cannot load the component: {}", reason);
 }
 
 template <typename Function>
 Function ComponentLoader::Entry(const char* name) const {
   void* const entry = dlsym(library_, name);
-  if (entry == nullptr) FailRun("'{}' is not the component: it has no {}", path_, name);
+  if (entry == nullptr)
+    Fail(ErrorCode::kUnsupported, "'{}' is not the component: it has no {}", path_, name);
   return reinterpret_cast<Function>(entry);
 }
 

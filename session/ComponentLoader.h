@@ -15,10 +15,10 @@ namespace kiv::session {
 class ComponentLoader {
  public:
   // The library entered in the registry under the component's class id; when there is none or it
-  // does not load, the one that came with this program.
+  // does not load, our own.
   static ComponentLoader ByClassId();
   // The one that came with this program: beside it, or in the library folder it was built or
-  // installed with.
+  // installed with. For programs from elsewhere, the one beside this library.
   static ComponentLoader Own();
 
   KivComPtr<IKivVideoStreamProcessInternal> CreateProcess() const;
@@ -29,7 +29,7 @@ class ComponentLoader {
  private:
   ComponentLoader(void* library, std::string path) : library_(library), path_(std::move(path)) {}
   static ComponentLoader TryPath(const std::string& path, std::string* reason);
-  // HostError with what the registry said of `verb`, if it said anything.
+  // SessionError with what the registry said of `verb`, if it said anything.
   void CheckRegistry(const char* verb) const;
   template <typename Function>
   Function Entry(const char* name) const;

@@ -45,7 +45,7 @@ KivComPtr<IKivFrame> Scaled(const KivComPtr<IKivFrame>& frame, KivSize size) {
   KivCommon::CreateBGRAFrameFrom(scaled, size, KivCGMemoryType::kDownstream);
   if (!scaled ||
       Failed(kiv::ScalePicture(SourceOf(*frame), TargetOf(*scaled), kiv::ScaleFilter::kCubic))) {
-    FailRun("no memory for a frame of {}x{}", size.width, size.height);
+    Fail(ErrorCode::kNoMemory, "no memory for a frame of {}x{}", size.width, size.height);
   }
   return scaled;
 }

@@ -26,8 +26,8 @@ KivComPtr<IKivKeyFrameParam> KeyframesOf(IKivVideoStreamProcessInternal& process
 // `result` is what reading the entry gave.
 void CheckKind(HRESULT result, const ClipOptions& options, const wchar_t* key, const char* kind) {
   if (result != E_TYPEMISMATCH) return;
-  FailRun("cannot crop by the settings '{}': their {} is not {}", options.settings,
-          KivCommon::WChar2Char(key), kind);
+  Fail(ErrorCode::kDamaged, "cannot crop by the settings '{}': their {} is not {}",
+       options.settings, KivCommon::WChar2Char(key), kind);
 }
 
 int32_t WholeSide(double side) { return std::max(kiv::SaturateToInt32(side + 0.5), 1); }
@@ -50,7 +50,7 @@ KivComPtr<IKivFrame> NewFrameLike(IKivFrame& source, KivSize size) {
   source.GetDescription(&description);
   if (!video || Failed(video->Allocate(size.width, size.height, 0, KivCGMemoryType::kDownstream,
                                        nullptr, 0, kDefaultFrameDuration))) {
-    FailRun("no memory for a frame of {}x{}", size.width, size.height);
+    Fail(ErrorCode::kNoMemory, "no memory for a frame of {}x{}", size.width, size.height);
   }
   video->SetFrameIndex(description.frameIndex);
   frame->SetTime(description.presentationTime, description.duration);
@@ -89,10 +89,10 @@ void Crop::LoadStored(const ClipOptions& options, IKivProperties* settings) cons
   const HRESULT hr = settings->GetRect(KivKey::Crop::kRegion, &region);
   CheckKind(hr, options, KivKey::Crop::kRegion, "a rectangle");
   if (!IsRegion(region)) {
-    FailRun(
-        "the settings '{}' crop to {:g},{:g},{:g},{:g}: the region does not lie inside the "
-        "picture, whose edges are 0 and 1",
-        options.settings, region.left, region.top, region.width, region.height);
+    Fail(ErrorCode::kDamaged,
+         "the settings '{}' crop to {:g},{:g},{:g},{:g}: the region does not lie inside the "
+         "picture, whose edges are 0 and 1",
+         options.settings, region.left, region.top, region.width, region.height);
   }
   if (region == kWholePicture) return;
   Tell(options.onNote, "the settings '{}' hold a crop region without keyframes: nothing is cut",

@@ -39,6 +39,7 @@ KIV_SESSION_API OutputForm FormOf(const ExportPlan& plan);
 KIV_SESSION_API bool MayBePicture(const std::string& pattern, const std::string& name);
 
 // What was done and what it took. Seconds on the thread that spent them: pulling and writing overlap.
+// Pictures and seeks are the clip's since it was opened.
 struct ExportReport {
   int32_t frames = 0;
   Size size;
@@ -46,7 +47,7 @@ struct ExportReport {
   std::string inBetweenFrames;  // "not needed", "flow", "off" or "no module"
   double wallSeconds = 0;       // from the opening of the clip on
   // Of each node of the chain, from the source on, without the nodes before it: as
-  // ClipOptions::chain names it. All 0 without ClipOptions::measureNodes.
+  // ClipOptions::chain names it, summed up over the process. All 0 without ClipOptions::measureNodes.
   std::vector<std::pair<std::string, double>> nodeSeconds;
   double decoderSeconds = 0;  // the source's, as far as it was inside the decoder
   double pullSeconds = 0;     // inside the whole chain and what finishes its pictures

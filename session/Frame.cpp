@@ -1,9 +1,11 @@
 #include "session/Frame.h"
 
+#include <new>
 #include <utility>
 
 #include "engine/picture/PictureScale.h"
 #include "kiv/platform/KivCommon.h"
+#include "kiv/platform/PictureFacts.h"
 #include "session/Convert.h"
 #include "session/Fail.h"
 #include "session/FrameMaker.h"
@@ -14,7 +16,11 @@ namespace {
 
 std::shared_ptr<uint8_t> NewPixels(Size size) {
   const auto bytes = static_cast<size_t>(size.width) * static_cast<size_t>(size.height) * 4;
-  return {new uint8_t[bytes], std::default_delete<uint8_t[]>()};
+  auto* const pixels = new (std::nothrow) uint8_t[bytes];
+  if (pixels == nullptr) {
+    Fail(ErrorCode::kNoMemory, "no memory for a frame of {}x{}", size.width, size.height);
+  }
+  return {pixels, std::default_delete<uint8_t[]>()};
 }
 
 }  // namespace
@@ -34,7 +40,7 @@ Frame FrameMaker::Make(const KivComPtr<IKivFrame>& frame, const FramePlace& plac
 }
 
 Frame Frame::Scaled(session::Size size) const {
-  if (!pixels_ || size.width < 1 || size.height < 1) {
+  if (!pixels_ || !kiv::IsPictureSize(size.width, size.height)) {
     FailUsage("a picture of {}x{} cannot be scaled to {}x{}", size_.width, size_.height, size.width,
               size.height);
   }

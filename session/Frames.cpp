@@ -13,7 +13,9 @@ KivSize SizeOf(IKivFrame& frame) {
 KivComPtr<IKivFrame> CopyOf(IKivFrame& frame) {
   KivComPtr<IKivFrame> copy;
   KivCommon::GetInterface(kFrameClassId, nullptr, 0, IKivFrame::kIid, copy.PutVoid());
-  if (!copy || Failed(copy->CopyFrom(&frame))) FailRun("no memory for a frame");
+  if (!copy || Failed(copy->CopyFrom(&frame))) {
+    Fail(ErrorCode::kNoMemory, "no memory for a frame");
+  };
   return copy;
 }
 

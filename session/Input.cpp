@@ -101,14 +101,16 @@ OpenedInput OpenInput(const std::string& path, const char* what, const NoteFunct
   OpenedInput input;
   const HRESULT hr = source->GetVideoStream(0, input.decoder.Put());
   if (Failed(hr) || !input.decoder) {
-    FailRun("cannot open {} '{}': it has no video stream that can be decoded", what, path);
+    Fail(ErrorCode::kUnsupported, "cannot open {} '{}': it has no video stream that can be decoded",
+         what, path);
   }
   input.streamInfo = input.decoder.As<IKivStreamInfo>();
   if (!input.streamInfo || Failed(input.streamInfo->GetInfo(&input.info))) {
-    FailRun("cannot open {} '{}': its video stream cannot be described", what, path);
+    Fail(ErrorCode::kDamaged, "cannot open {} '{}': its video stream cannot be described", what,
+         path);
   }
   if (input.info.frameCount < 1 || input.info.size.width < 1 || input.info.size.height < 1) {
-    FailRun("cannot open {} '{}': its video stream has no pictures", what, path);
+    Fail(ErrorCode::kDamaged, "cannot open {} '{}': its video stream has no pictures", what, path);
   }
   if (const int32_t missing = input.info.picturesBeyondEnd; missing > 0) {
     Tell(onNote, "warning: '{}' is cut off: {} of its pictures reach beyond its end", path,

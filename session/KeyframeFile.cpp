@@ -31,11 +31,12 @@ Source SourceAt(const std::string& path) {
 
 void LoadDocument(const Source& source, IKivKeyFrameParam& keyframes) {
   const KivPropDecorator bag = KivCommon::CreateProperties();
-  if (!bag) FailRun("no memory for the keyframes");
+  if (!bag) Fail(ErrorCode::kNoMemory, "no memory for the keyframes");
   bag->SetString(kTextKey, source.text.c_str());
   bag->SetInt(kSizeKey, kiv::ClampToInt32(static_cast<int64_t>(source.text.size()) + 1));
   if (keyframes.Load(kName, bag.Reference())) return;
-  FailRun("cannot read {}: it is no keyframe document (see docs/keyframes.md)", source.name);
+  Fail(ErrorCode::kDamaged, "cannot read {}: it is no keyframe document (see docs/keyframes.md)",
+       source.name);
 }
 
 // False when a keyframe holds another kind of value.
@@ -58,23 +59,25 @@ bool Arrange(IKivKeyFrameParam& keyframes) {
 
 KeyFrameKind ArrangeKeyframes(const Source& source, IKivKeyFrameParam& keyframes) {
   if (keyframes.GetKeyFrameCount() == 0)
-    FailRun("cannot read {}: it has no keyframes", source.name);
+    Fail(ErrorCode::kDamaged, "cannot read {}: it has no keyframes", source.name);
   if (Arrange<KeyFrameRectF>(keyframes)) return KeyFrameKind::kRectF;
   if (Arrange<KeyFrameDouble>(keyframes)) return KeyFrameKind::kDouble;
-  FailRun("cannot read {}: their values are not all KivRectF or all double", source.name);
+  Fail(ErrorCode::kDamaged, "cannot read {}: their values are not all KivRectF or all double",
+       source.name);
 }
 
 void ArrangeRegions(const Source& source, IKivKeyFrameParam& keyframes) {
   if (ArrangeKeyframes(source, keyframes) != KeyFrameKind::kRectF) {
-    FailRun("cannot crop by {}: their values are numbers, not KivRectF", source.name);
+    Fail(ErrorCode::kUnsupported, "cannot crop by {}: their values are numbers, not KivRectF",
+         source.name);
   }
   KeyFrameRectF frame;
   for (int32_t i = 0; keyframes.GetKeyFrameAt(i, &frame); ++i) {
     if (IsRegion(frame.value)) continue;
-    FailRun(
-        "cannot crop by {}: the region at frame {} does not lie inside the picture, whose edges "
-        "are 0 and 1",
-        source.name, frame.index);
+    Fail(ErrorCode::kDamaged,
+         "cannot crop by {}: the region at frame {} does not lie inside the picture, whose edges "
+         "are 0 and 1",
+         source.name, frame.index);
   }
 }
 
@@ -108,8 +111,11 @@ bool LoadStoredRegions(const std::string& path, const wchar_t* key, IKivProperti
   const bool hasText = Succeeded(entries->GetValue((name + L".Serialize").c_str(), &text));
   const bool hasSize = Succeeded(entries->GetValue((name + L".Serialize.Size").c_str(), &size));
   if (!hasText && !hasSize) return false;
-  if (!hasText) FailRun("cannot read {}: their length is there, their text is not", source.name);
-  if (text.GetValue(&source.text) != 0) FailRun("cannot read {}: they are no text", source.name);
+  if (!hasText)
+    Fail(ErrorCode::kDamaged, "cannot read {}: their length is there, their text is not",
+         source.name);
+  if (text.GetValue(&source.text) != 0)
+    Fail(ErrorCode::kDamaged, "cannot read {}: they are no text", source.name);
   LoadDocument(source, keyframes);
   if (keyframes.GetKeyFrameCount() == 0) return false;
   ArrangeRegions(source, keyframes);

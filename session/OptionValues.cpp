@@ -11,15 +11,13 @@
 #include "session/Fail.h"
 #include "session/KeyframeFile.h"
 #include "session/NodeNames.h"
+#include "session/OptionLimits.h"
 #include "session/OptionTable.h"
 
 namespace kiv::session {
 namespace {
 
-constexpr int64_t kLargestTerm = 1'000'000;
-constexpr int64_t kMostMemory = int64_t{1} << 20;  // MiB
 constexpr size_t kMostPlaces = 6;
-constexpr double kMostSeconds = 1e6;
 
 // The whole text as digits; nothing else is a number here, no sign, no blank.
 template <typename Integer>

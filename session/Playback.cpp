@@ -40,8 +40,9 @@ KivRange StoredRange(const ClipOptions& options, IKivProperties* settings, int32
   KivRange range{0, frameCount - 1};
   settings->GetRange(KivKey::Speed::kReverse_Range, &range);
   if (range.start < 0 || range.start > range.end || range.end >= frameCount) {
-    FailRun("the settings '{}' reverse frames {} to {}, but the clip has the frames 0 to {}",
-            options.settings, range.start, range.end, frameCount - 1);
+    Fail(ErrorCode::kDamaged,
+         "the settings '{}' reverse frames {} to {}, but the clip has the frames 0 to {}",
+         options.settings, range.start, range.end, frameCount - 1);
   }
   return range;
 }
@@ -50,8 +51,8 @@ KivRational StoredSpeed(const ClipOptions& options, IKivProperties* settings) {
   KivRational speed{1, 1};
   settings->GetRational(KivKey::Speed::kScale, &speed);
   if (!IsSpeed(FromKiv(speed))) {
-    FailRun("the settings '{}' have no possible speed: {}/{}", options.settings, speed.numerator,
-            speed.denominator);
+    Fail(ErrorCode::kDamaged, "the settings '{}' have no possible speed: {}/{}", options.settings,
+         speed.numerator, speed.denominator);
   }
   return speed;
 }
@@ -207,7 +208,9 @@ void StorePlayback(const Playback& playback, IKivProperties* settings) {
 InitialBags MakeInitialBags(const Playback& playback, const ResultShape& result,
                             const KivStreamInfo& info, IKivProperties* clipSettings) {
   InitialBags bags{KivCommon::CreateProperties(), KivCommon::CreateProperties()};
-  if (!bags.settings || !bags.facts) FailRun("no memory for the chain's settings");
+  if (!bags.settings || !bags.facts) {
+    Fail(ErrorCode::kNoMemory, "no memory for the chain's settings");
+  };
   bags.settings->SetInt(KivKey::Speed::kEnabled, 1);
   bags.settings->SetInt(KivKey::Speed::kReverse, playback.reverse ? 1 : 0);
   // The reverse node exchanges the ends of its range. From 0 on, its first frame is the last one

@@ -21,36 +21,43 @@ constexpr size_t kLargestSettings = size_t{256} << 20;
 std::string ReadTextFile(const std::string& path, const char* what) {
   std::ifstream file(path, std::ios::binary);
   if (!file) {
-    FailRun("cannot read {} '{}': {}", what, path, std::generic_category().message(errno));
+    Fail(ErrorCode::kNotFound, "cannot read {} '{}': {}", what, path,
+         std::generic_category().message(errno));
   }
   std::string text;
   char block[1 << 14];
   while (file.read(block, sizeof(block)) || file.gcount() > 0) {
     text.append(block, static_cast<size_t>(file.gcount()));
-    if (text.size() > kLargestSettings) FailRun("cannot read {} '{}': too large", what, path);
+    if (text.size() > kLargestSettings) {
+      Fail(ErrorCode::kDamaged, "cannot read {} '{}': too large", what, path);
+    }
   }
-  if (file.bad()) FailRun("cannot read {} '{}': it is no readable file", what, path);
+  if (file.bad()) {
+    Fail(ErrorCode::kDamaged, "cannot read {} '{}': it is no readable file", what, path);
+  }
   return text;
 }
 
 KivPropDecorator ReadSettings(const std::string& path) {
   KivPropDecorator bag = KivCommon::CreateProperties();
-  if (!bag) FailRun("no memory for the settings");
+  if (!bag) Fail(ErrorCode::kNoMemory, "no memory for the settings");
   const std::string text = ReadTextFile(path, "the settings");
   const size_t first = text.find_first_not_of(" \t\r\n\xEF\xBB\xBF");
   if (first == std::string::npos || text[first] != '{') {
-    FailRun("cannot read the settings '{}': it is no settings file", path);
+    Fail(ErrorCode::kDamaged, "cannot read the settings '{}': it is no settings file", path);
   }
   std::string why;
   if (!kiv::SettingsFromText(text, bag.Get(), &why)) {
-    FailRun("cannot read the settings '{}': {}", path, why);
+    Fail(ErrorCode::kDamaged, "cannot read the settings '{}': {}", path, why);
   }
   return bag;
 }
 
 void WriteSettings(IKivProperties* bag, const std::string& path) {
   const std::string text = kiv::SettingsToText(bag);
-  if (text.empty()) FailRun("cannot write the settings '{}': they cannot be listed", path);
+  if (text.empty()) {
+    Fail(ErrorCode::kWriteFailed, "cannot write the settings '{}': they cannot be listed", path);
+  }
   WriteTextFile(path, text);
 }
 
@@ -66,7 +73,7 @@ void WriteTextFile(const std::string& path, const std::string& text) {
   auto error = file.Open(path);
   if (!error) error = file.Write(text.data(), text.size());
   if (!error) error = file.Commit();
-  if (error) FailRun("{}", *error);
+  if (error) Fail(ErrorCode::kWriteFailed, "{}", *error);
 }
 
 }  // namespace kiv::session

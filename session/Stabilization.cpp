@@ -96,8 +96,8 @@ void DescribeSource(const std::string& input, const KivStreamInfo& info, IKivPro
                     IKivProperties* facts) {
   const std::wstring path = FullPath(input);
   if (path.size() > kLongestPath) {
-    FailRun("cannot stabilize '{}': its full path is longer than {} characters", input,
-            kLongestPath);
+    Fail(ErrorCode::kUnsupported,
+         "cannot stabilize '{}': its full path is longer than {} characters", input, kLongestPath);
   }
   const KivRange whole{0, info.frameCount - 1};
   const std::wstring rangeKey = std::wstring(KivKey::Source::kSource_RangeFrameNumber) + L".Video";
@@ -116,7 +116,7 @@ bool Analyse(IKivStabExtendControl& control, const std::string& input, int32_t f
     Report(progress, {Stage::kAnalysis, frameCount * shown / 100, frameCount});
   }
   if (control.GetTaskState() != enumTaskState::kFinished) {
-    FailRun("cannot analyse '{}': its pictures could not be read", input);
+    Fail(ErrorCode::kDamaged, "cannot analyse '{}': its pictures could not be read", input);
   }
   return true;
 }

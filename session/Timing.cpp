@@ -62,9 +62,6 @@ int32_t LastBeforeHeld(int32_t given, const Playback& playback) {
 }
 
 InBetween SetUpInterpolation(const ClipOptions& options, const KivRational& speed) {
-  if (options.interpolation == Interpolation::kOff) {
-    kiv::AlgorithmModules::Shared().Withdraw(kTweenModuleName);
-  }
   if (!NeedsInBetweens(speed)) return InBetween::kNotNeeded;
   if (options.interpolation == Interpolation::kOff) return InBetween::kOff;
   std::string why;

@@ -21,6 +21,7 @@ struct VerifyResult {
 };
 
 // Pulls the frames `frames` of the result forward, backward and at random.
+// Errors:   SessionError, as for Clip.
 // Saves the clip's settings to `saveSettings` afterwards unless that is empty.
 KIV_SESSION_API VerifyResult Verify(const std::string& path, const ClipOptions& options,
                                     const FrameSpan& frames = {},

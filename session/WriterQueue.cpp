@@ -19,6 +19,13 @@ using Clock = std::chrono::steady_clock;
 // How long an interrupt may go unnoticed.
 constexpr std::chrono::milliseconds kPatience{50};
 
+// The default of most signals is to end the process.
+bool IsCaught(int signal) {
+  struct sigaction action {};
+  return sigaction(signal, nullptr, &action) == 0 && action.sa_handler != SIG_DFL &&
+         action.sa_handler != SIG_IGN;
+}
+
 }  // namespace
 
 WriterQueue::WriterQueue(std::unique_ptr<kiv::Writer> writer, std::atomic<bool>* cancelled,
@@ -29,7 +36,8 @@ WriterQueue::WriterQueue(std::unique_ptr<kiv::Writer> writer, std::atomic<bool>*
       thread_([this] { Run(); }) {}
 
 // The thread may be stuck in a write to a full pipe. A signal makes that write return; as it may
-// come between the writer's look at the flag and the write, it is repeated.
+// come between the writer's look at the flag and the write, it is repeated. In a program that does not
+// catch it, the queue waits for the write.
 WriterQueue::~WriterQueue() {
   std::unique_lock lock(lock_);
   abandoned_ = true;
@@ -37,7 +45,7 @@ WriterQueue::~WriterQueue() {
   changed_.notify_all();
   while (!ended_) {
     if (changed_.wait_for(lock, kPatience, [this] { return ended_; })) break;
-    pthread_kill(thread_.native_handle(), SIGUSR1);
+    if (IsCaught(SIGUSR1)) pthread_kill(thread_.native_handle(), SIGUSR1);
   }
   lock.unlock();
   thread_.join();

@@ -112,6 +112,8 @@ inline constexpr KeyFact kKeys[] = {
      "frame cache", "About how many frames the cache reads ahead at once."},
     {"Speed::kInterpolationMode", "", KeyBag::kSettings, "integer", "the algorithm's", "host",
      "frame cache, speed", "Passed to the interpolation algorithm unchanged."},
+    {"Speed::kInterpolation_Enabled", "", KeyBag::kSettings, "integer", "0 or 1, 1 at first",
+     "host", "speed", "0 repeats frames in slow motion. Without the key it stays as it was."},
     {"Speed::kEnabled", "", KeyBag::kClip, "integer", "0 or 1", "kivclip", "kivclip",
      "What the next render's settings bag gets, like the four below."},
     {"Speed::kScale", "", KeyBag::kClip, "rational", "ratio", "kivclip", "kivclip", "--speed"},

@@ -44,6 +44,7 @@
   X(SourceRender, kSourceRender_CurrentVideoStreamIndex, "SourceRender.VideoStreamIndex") \
   X(Speed, kEnabled, "Speed.Enabled")                                                     \
   X(Speed, kInterpolationMode, "Speed.InterpolationMode")                                 \
+  X(Speed, kInterpolation_Enabled, "Speed.Interpolation.Enabled")                         \
   X(Speed, kReverse, "Speed.Reverse")                                                     \
   X(Speed, kReverse_FrameCacheCount, "Speed.Reverse.FrameCacheCount")                     \
   X(Speed, kReverse_Range, "Speed.Reverse.Range")                                         \

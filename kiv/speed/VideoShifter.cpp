@@ -303,6 +303,7 @@ void CVideoShifter::ReadSettings(IKivProperties* settings, IKivProperties* info,
   info->GetInt(Suffixed(KivKey::Source::kSource_TotalFrameCount, L".Video").c_str(), total);
   kiv::ReadRate(info, Suffixed(KivKey::Source::kSource_Framerate, L".Video").c_str(), &sourceRate_);
   kiv::ReadRate(settings, KivKey::Render::kRender_Framerate, &renderRate_);
+  settings->GetInt(KivKey::Speed::kInterpolation_Enabled, &isInterpolationOn_);
   auto mode = static_cast<int32_t>(IsFromClipRender() ? interpolationMode_ : 0);
   settings->GetInt(KivKey::Speed::kInterpolationMode, &mode);
   ChangeMode(static_cast<uint32_t>(mode));

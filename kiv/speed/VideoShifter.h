@@ -42,7 +42,9 @@ class CVideoShifter : public CSourceBase {
 
   double Speed() const;
   bool PassesThrough(double speed) const;
-  bool Interpolates() const { return interpolator_.InBetweenCount() >= 1; }
+  bool Interpolates() const {
+    return isInterpolationOn_ != 0 && interpolator_.InBetweenCount() >= 1;
+  }
   int32_t MapUpstreamPosition() const;
 
   HRESULT StepSlow(int32_t target, double speed);
@@ -66,6 +68,7 @@ class CVideoShifter : public CSourceBase {
   SimpleSync::CSimpleMutex lock_;
   uint32_t speedEnabled_ = 1;
   uint32_t interpolationMode_ = 0;
+  int32_t isInterpolationOn_ = 1;
   KivRational scale_{1, 1};
   KivRational parentScale_{1, 1};
   KivRational sourceRate_{25, 1};

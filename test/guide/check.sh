@@ -3,7 +3,7 @@
 # with it; and compares the pieces of code in the other guides with their files. Run from anywhere.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/../.."
-bash docs/guide.sh check docs/embedding.md
+for guide in docs/embedding.md README.md; do bash docs/guide.sh check $guide; done
 
 # Always the same folder: the compiler cache knows it the next time.
 tree=$PWD/build/guide

@@ -89,10 +89,11 @@ class KIV_ENGINE_API FrameIndex {
   FrameIndex(std::unique_ptr<MediaInput> input, int stream);
 
   HRESULT Prepare(const IndexReading& reading);
-<<<<<<< HEAD
   HRESULT ReadAllLocked(const IndexReading& reading) KIV_REQUIRES(lock_);
   bool ReadPacketsLocked(int32_t count) KIV_REQUIRES(lock_);
+  bool HasSoundOrder(const PacketTable& table) const;
   bool SettleListedLocked(const IndexReading& reading) KIV_REQUIRES(lock_);
+  HRESULT SettleAllLocked() KIV_REQUIRES(lock_);
   void SettleByOutputLocked(const std::string& path) KIV_REQUIRES(lock_);
   void FindRateLocked() KIV_REQUIRES(lock_);
   StampUnits UnitsLocked() const KIV_REQUIRES(lock_);
@@ -102,22 +103,6 @@ class KIV_ENGINE_API FrameIndex {
   int64_t StartLocked(int64_t frame) const KIV_REQUIRES(lock_);
   int64_t LastDurationLocked() const KIV_REQUIRES(lock_);
   int64_t FrameDurationLocked(int64_t frame) const KIV_REQUIRES(lock_);
-=======
-  HRESULT ReadAllLocked(const IndexReading& reading);
-  bool ReadPacketsLocked(int32_t count);
-  bool HasSoundOrder(const PacketTable& table) const;
-  bool SettleListedLocked(const IndexReading& reading);
-  HRESULT SettleAllLocked();
-  void SettleByOutputLocked(const std::string& path);
-  void FindRateLocked();
-  StampUnits UnitsLocked() const;
-  void CheckGridLocked(int32_t firstNew);
-  void EnsureFrameLocked(int64_t frame);
-  int64_t CountLocked() const;
-  int64_t StartLocked(int64_t frame) const;
-  int64_t LastDurationLocked() const;
-  int64_t FrameDurationLocked(int64_t frame) const;
->>>>>>> audit
   FramePacket Describe(const AVPacket& packet) const;
 
   mutable Mutex lock_;
@@ -126,8 +111,8 @@ class KIV_ENGINE_API FrameIndex {
   const int stream_;
   const AVCodecID codec_;
   const int unitLengthBytes_;  // of H.264
-<<<<<<< HEAD
   bool sequential_ = false;    // settled before anybody else has the index
+  bool reordered_ = false;     // the same; pictures may come out in another order than they go in
   AvPtr<AVPacket> packet_ KIV_GUARDED_BY(lock_);
   PacketTable table_ KIV_GUARDED_BY(lock_);
   PaletteTrack palettes_ KIV_GUARDED_BY(lock_);
@@ -140,20 +125,6 @@ class KIV_ENGINE_API FrameIndex {
   // In units; a larger one is a jump.
   int64_t longestStep_ KIV_GUARDED_BY(lock_) = 0;
   int64_t limit_ KIV_GUARDED_BY(lock_) = INT64_MAX;
-=======
-  AvPtr<AVPacket> packet_;
-  PacketTable table_;
-  PaletteTrack palettes_;
-  TimeGrid grid_;
-  KivRational rate_{25, 1};
-  bool constantRate_ = false;
-  bool sequential_ = false;
-  bool unstamped_ = false;
-  bool reordered_ = false;   // the decoder may give pictures out in another order than it gets them
-  int64_t listed_ = 0;       // frames by the container's table, while there is an input
-  int64_t longestStep_ = 0;  // in units; a larger one is a jump
-  int64_t limit_ = INT64_MAX;
->>>>>>> audit
 };
 
 }  // namespace kiv
