@@ -19,7 +19,6 @@ constexpr int32_t kNarrowestTile = 96;
 constexpr int32_t kWidestTile = 480;
 constexpr int32_t kGap = 4;
 constexpr int32_t kWideLabelTile = 128;
-constexpr double kTicksPerSecond = 1e7;
 constexpr uint32_t kPaper = 0xFF202020;
 
 struct Layout {
@@ -70,9 +69,8 @@ class SheetPicture {
   void Add(int32_t tile, const session::Frame& frame) {
     const Point place = layout_.PlaceOf(tile);
     CopyTile(place, frame.Scaled(layout_.tile));
-    const std::string label =
-        fmt::format("{} {:.3f}s", layout_.first + tile * layout_.step,
-                    static_cast<double>(frame.SourceTime()) / kTicksPerSecond);
+    const std::string label = fmt::format("{} {:.3f}s", layout_.first + tile * layout_.step,
+                                          session::SecondsOf(frame.SourceTime()));
     DrawLabel(label, {place.x, place.y + layout_.tile.height + 2 * layout_.labelScale},
               layout_.labelScale, bgra_.data(), size_);
   }

@@ -1,10 +1,13 @@
 // Between the session library's own values and the component's. Not installed.
 #pragma once
 
+#include "kiv/base/FrameTime.h"
 #include "kiv/values/ValueTypes.h"
 #include "session/Values.h"
 
 namespace kiv::session {
+
+static_assert(kTicksPerSecond == kiv::kTicksPerSecond);
 
 inline KivSize ToKiv(Size size) { return {size.width, size.height}; }
 inline Size FromKiv(KivSize size) { return {size.width, size.height}; }

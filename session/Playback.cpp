@@ -4,11 +4,11 @@
 #include <limits>
 #include <string>
 
+#include "kiv/base/FrameTime.h"
 #include "kiv/chain/NodeTypes.h"
 #include "kiv/platform/KeyNames.h"
 #include "kiv/platform/KivCommon.h"
 #include "kiv/values/Saturate.h"
-#include "kiv/values/SpeedNumbers.h"
 #include "session/Convert.h"
 #include "session/Fail.h"
 #include "session/FrameSpans.h"

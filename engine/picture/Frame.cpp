@@ -4,8 +4,8 @@
 #include <cstring>
 
 #include "engine/memory/StreamCopy.h"
+#include "kiv/base/FrameTime.h"
 #include "kiv/platform/KivCommon.h"
-#include "kiv/values/Saturate.h"
 
 namespace kiv {
 namespace {
@@ -212,9 +212,7 @@ KivComPtr<IKivFrame> CreateBGRAFrameFrom(KivComPtr<IKivFrame>& frame, IKivFrame*
 }
 
 int64_t FrameNumberToPTS(int32_t index, double rate) {
-  constexpr double kTicksPerSecond = 1e7;
-  if (rate == 0) return 0;
-  return kiv::SaturateToInt64(static_cast<double>(index) * kTicksPerSecond / rate);
+  return rate == 0 ? 0 : kiv::FrameStart(index, rate);
 }
 
 namespace ImageFunc {

@@ -7,12 +7,12 @@
 #include <utility>
 
 #include "kiv/base/AtBoundary.h"
+#include "kiv/base/FrameTime.h"
 #include "kiv/chain/Rates.h"
 #include "kiv/platform/KeyNames.h"
 #include "kiv/platform/KivCommon.h"
 #include "kiv/platform/Logger.h"
 #include "kiv/values/Saturate.h"
-#include "kiv/values/SpeedNumbers.h"
 
 using SimpleSync::CSimpleMutexLock;
 
