@@ -60,7 +60,8 @@ Layout LayOut(int32_t first, int32_t count, session::Size frame) {
 class SheetPicture {
  public:
   explicit SheetPicture(const Layout& layout) : layout_(layout), size_(layout.SheetSize()) {
-    bgra_.resize(static_cast<size_t>(size_.width) * static_cast<size_t>(size_.height) * 4);
+    bgra_.resize(static_cast<size_t>(size_.width) * static_cast<size_t>(size_.height) *
+                 session::kBytesPerPixel);
     for (size_t i = 0; i < bgra_.size(); i += sizeof(kPaper)) {
       std::memcpy(&bgra_[i], &kPaper, sizeof(kPaper));
     }
@@ -79,10 +80,10 @@ class SheetPicture {
 
  private:
   void CopyTile(Point place, const session::Frame& tile) {
-    const auto rowBytes = static_cast<size_t>(layout_.tile.width) * 4;
+    const auto rowBytes = static_cast<size_t>(layout_.tile.width) * session::kBytesPerPixel;
     for (int32_t y = 0; y < layout_.tile.height; ++y) {
       const size_t row = static_cast<size_t>(place.y + y) * static_cast<size_t>(size_.width);
-      std::memcpy(&bgra_[4 * (row + static_cast<size_t>(place.x))],
+      std::memcpy(&bgra_[session::kBytesPerPixel * (row + static_cast<size_t>(place.x))],
                   tile.Pixels() + y * tile.Stride(), rowBytes);
     }
   }

@@ -2,12 +2,14 @@
 #pragma once
 
 #include "kiv/base/FrameTime.h"
+#include "kiv/platform/PictureFacts.h"
 #include "kiv/values/ValueTypes.h"
 #include "session/Values.h"
 
 namespace kiv::session {
 
 static_assert(kTicksPerSecond == kiv::kTicksPerSecond);
+static_assert(kBytesPerPixel == kiv::kBytesPerPixel);
 
 inline KivSize ToKiv(Size size) { return {size.width, size.height}; }
 inline Size FromKiv(KivSize size) { return {size.width, size.height}; }

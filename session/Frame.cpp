@@ -13,8 +13,7 @@ namespace kiv::session {
 namespace {
 
 std::shared_ptr<uint8_t> NewPixels(Size size) {
-  const auto bytes = static_cast<size_t>(size.width) * static_cast<size_t>(size.height) * 4;
-  return {new uint8_t[bytes], std::default_delete<uint8_t[]>()};
+  return {new uint8_t[PictureBytesOf(ToKiv(size))], std::default_delete<uint8_t[]>()};
 }
 
 }  // namespace
@@ -23,7 +22,7 @@ Frame FrameMaker::Make(KivComPtr<IKivFrame> frame, const FramePlace& place) {
   Frame made;
   const KivSize size = SizeOf(*frame);
   made.size_ = FromKiv(size);
-  made.stride_ = ptrdiff_t{4} * size.width;
+  made.stride_ = static_cast<ptrdiff_t>(RowBytesOf(size.width));
   const auto* pixels = static_cast<const uint8_t*>(KivCommon::ReadPixels(frame.Get()));
   made.pixels_ = std::shared_ptr<const uint8_t>(pixels, [frame](const uint8_t*) {});
   made.index_ = place.index;
@@ -41,7 +40,7 @@ Frame Frame::Scaled(session::Size size) const {
   Frame scaled = *this;
   const auto pixels = NewPixels(size);
   scaled.size_ = size;
-  scaled.stride_ = ptrdiff_t{4} * size.width;
+  scaled.stride_ = static_cast<ptrdiff_t>(RowBytesOf(size.width));
   scaled.pixels_ = pixels;
   const kiv::SourcePicture source{pixels_.get(), size_.width, size_.height,
                                   static_cast<size_t>(stride_)};

@@ -12,6 +12,9 @@ constexpr double SecondsOf(int64_t ticks) {
   return static_cast<double>(ticks) / static_cast<double>(kTicksPerSecond);
 }
 
+// BGRA, 8 bits each.
+inline constexpr int32_t kBytesPerPixel = 4;
+
 // Pixels.
 struct Size {
   int32_t width = 0, height = 0;

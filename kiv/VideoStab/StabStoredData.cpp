@@ -5,6 +5,7 @@
 
 #include "kiv/platform/KeyNames.h"
 #include "kiv/platform/KivCommon.h"
+#include "kiv/platform/PictureFacts.h"
 #include "kiv/values/NumberText.h"
 #include "kiv/values/Saturate.h"
 #include "kiv/values/TextScan.h"
@@ -14,7 +15,6 @@ namespace {
 constexpr double kSteps = 10000.0;
 constexpr int32_t kEntryCapacity = 40;
 constexpr int32_t kPathCapacity = 260;
-constexpr int32_t kLargestSide = 1 << 15;
 
 constexpr wchar_t kEnableKey[] = L"Stab.Enable";
 constexpr wchar_t kRangeKey[] = L"Stab.rngSource";
@@ -66,7 +66,7 @@ void ReadSettings(IKivProperties* bag, StabSettings* settings) {
   bag->GetRational(kRateKey, &settings->ratFramerate);
 }
 
-bool IsPossibleSide(int32_t side) { return side >= 0 && side <= kLargestSide; }
+bool IsPossibleSide(int32_t side) { return side >= 0 && side <= kiv::kMaxPictureSide; }
 
 HRESULT ReadMotions(IKivProperties* bag, int32_t count, std::vector<StabMotion>* motions) {
   for (int32_t i = 0; i < count; ++i) {

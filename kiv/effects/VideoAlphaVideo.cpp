@@ -7,8 +7,8 @@
 #include "kiv/StreamCommon/MediaLocations.h"
 #include "kiv/base/AtBoundary.h"
 #include "kiv/chain/Rates.h"
+#include "kiv/platform/FrameFacts.h"
 #include "kiv/platform/KeyNames.h"
-#include "kiv/platform/KivCommon.h"
 #include "kiv/values/Saturate.h"
 
 namespace {
@@ -27,10 +27,6 @@ std::wstring Translated(const std::wstring& location) {
     return location;
   }
   return path;
-}
-
-KivSize SizeOf(const KivComPtr<IKivFrame>& frame) {
-  return {frame->GetBitmap()->GetWidth(), frame->GetBitmap()->GetHeight()};
 }
 
 }  // namespace
@@ -139,7 +135,7 @@ KivComPtr<IKivFrame> CVideoAlphaVideo::Compose(const KivComPtr<IKivFrame>& frame
 
 KivComPtr<IKivFrame> CVideoAlphaVideo::MaskFor(const KivComPtr<IKivFrame>& frame) {
   OpenFullHDSource();
-  return mask_.Frame(SizeOf(frame));
+  return mask_.Frame(kiv::SizeOf(*frame));
 }
 
 HRESULT CVideoAlphaVideo::Flush() {

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "kiv/platform/KivCommon.h"
+#include "kiv/platform/FrameFacts.h"
 #include "kiv/platform/Logger.h"
 #include "kiv/platform/PictureFacts.h"
 #include "kiv/values/Saturate.h"
@@ -15,11 +15,6 @@ constexpr uint32_t kTransparent = 0;
 
 int64_t Narrow(Wide value) {
   return static_cast<int64_t>(std::clamp<Wide>(value, INT64_MIN, INT64_MAX));
-}
-
-KivSize SizeOf(IKivFrame* frame) {
-  IKivBitmap* const bitmap = frame->GetBitmap();
-  return {bitmap->GetWidth(), bitmap->GetHeight()};
 }
 
 bool IsPadded(IKivFrame* frame) {
@@ -76,7 +71,7 @@ bool CFrameInterpolator::SetInBetweenCount(int32_t count) {
 
 bool CFrameInterpolator::PushKeyFrame(IKivFrame* frame) {
   if (!KivCommon::ReadPixels(frame)) return false;
-  keyFrameSize_ = SizeOf(frame);
+  keyFrameSize_ = kiv::SizeOf(*frame);
   KivComPtr<IKivFrame> used(frame);
   if (IsPadded(frame)) {
     used = GetScratchFrame();
@@ -101,15 +96,14 @@ bool CFrameInterpolator::GetInterpolatedFrame(IKivFrame* frame, int32_t index) {
 }
 
 KivComPtr<IKivFrame> CFrameInterpolator::GetScratchFrame() {
-  if (scratch_ && SizeOf(scratch_.Get()) == keyFrameSize_) return scratch_;
+  if (scratch_ && kiv::SizeOf(*scratch_) == keyFrameSize_) return scratch_;
   scratch_ = NewFrame();
   return scratch_;
 }
 
 KivComPtr<IKivFrame> CFrameInterpolator::NewFrame() const {
-  KivComPtr<IKivFrame> none;
-  auto frame = KivCommon::CreateBGRAFrameFrom(none, keyFrameSize_, KivCGMemoryType::kCached);
-  if (!frame) {
+  KivComPtr<IKivFrame> frame;
+  if (Failed(kiv::MakeFrame(keyFrameSize_, KivCGMemoryType::kCached, &frame))) {
     KIV_LOG(LogLevel::kCreation, L"CFrameInterpolator: no frame of %dx%d", keyFrameSize_.width,
             keyFrameSize_.height);
     return nullptr;
@@ -121,14 +115,14 @@ KivComPtr<IKivFrame> CFrameInterpolator::NewFrame() const {
 
 int32_t CFrameInterpolator::Push(IKivFrame* frame) {
   if (!frame || !algorithm_) return E_FAIL;
-  const KivSize size = SizeOf(frame);
+  const KivSize size = kiv::SizeOf(*frame);
   return algorithm_->Push(KivCommon::ReadPixels(frame), size.width, size.height,
                           kiv::kBytesPerPixel, 0, 0);
 }
 
 int32_t CFrameInterpolator::Read(IKivFrame* frame, int32_t index) {
   if (!frame || !algorithm_) return E_FAIL;
-  const KivSize size = SizeOf(frame);
+  const KivSize size = kiv::SizeOf(*frame);
   return algorithm_->Read(frame->GetPixels(), size.width, size.height, kiv::kBytesPerPixel, index,
                           0, 0);
 }

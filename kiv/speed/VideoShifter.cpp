@@ -9,8 +9,8 @@
 #include "kiv/base/AtBoundary.h"
 #include "kiv/base/FrameTime.h"
 #include "kiv/chain/Rates.h"
+#include "kiv/platform/FrameFacts.h"
 #include "kiv/platform/KeyNames.h"
-#include "kiv/platform/KivCommon.h"
 #include "kiv/platform/Logger.h"
 #include "kiv/values/Saturate.h"
 
@@ -193,21 +193,15 @@ KivComPtr<IKivFrame> CVideoShifter::GetCurrentFrame(int32_t* status) {
 bool CVideoShifter::EnsureOutputFrameLocked(const KivSize& size) {
   if (size == KivSize{}) return false;
   if (output_) {
-    IKivBitmap* const bitmap = output_->GetBitmap();
-    if (KivSize{bitmap->GetWidth(), bitmap->GetHeight()} == size) return true;
+    if (kiv::SizeOf(*output_) == size) return true;
     interpolator_.Reset();
     FeedKeyFrames();
   }
   KivComPtr<IKivFrame> output;
-  KivCommon::GetInterface(kFrameClassId, nullptr, 1, IKivFrame::kIid, output.PutVoid());
-  const auto videoFrame = output.As<IKivVideoFrame>();
-  const bool made = videoFrame && Succeeded(videoFrame->Allocate(
-                                      size.width, size.height, 0, KivCGMemoryType::kDownstream,
-                                      nullptr, 0, kDefaultFrameDuration));
+  const bool made = Succeeded(kiv::MakeFrame(size, KivCGMemoryType::kDownstream, &output));
   if (!made) {
     KIV_LOG(LogLevel::kCreation, L"CVideoShifter: no output frame of %dx%d", size.width,
             size.height);
-    output.Reset();
   }
   output_ = std::move(output);
   return made;

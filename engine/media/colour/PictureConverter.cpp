@@ -26,10 +26,6 @@ bool SidesExchanged(Orientation orientation) {
   return orientation.rotation == 90 || orientation.rotation == 270;
 }
 
-size_t ByteCount(KivSize size) {
-  return static_cast<size_t>(size.width) * static_cast<size_t>(size.height) * kBytesPerPixel;
-}
-
 // The planar format with the same depth and alpha, and no chroma subsampling to work out.
 AVPixelFormat UnpackedFormat(const PlaneView& view) {
   if (view.depth <= 8) return view.hasAlpha ? AV_PIX_FMT_YUVA444P : AV_PIX_FMT_YUV444P;
@@ -123,7 +119,7 @@ PlaneView PictureConverter::State::Scale(const PlaneView& view, KivSize output) 
   result.horizontalShift = result.verticalShift = 0;
   const int planes = (view.kind == PlaneKind::kGrey ? 1 : 3) + (view.hasAlpha ? 1 : 0);
   const size_t planeBytes =
-      ByteCount(output) / kBytesPerPixel * static_cast<size_t>(view.BytesPerSample());
+      PictureBytesOf(output) / kBytesPerPixel * static_cast<size_t>(view.BytesPerSample());
   scaled.resize(planeBytes * static_cast<size_t>(planes));
   for (int plane = 0; plane < planes; ++plane) {
     uint8_t* const target = scaled.data() + planeBytes * static_cast<size_t>(plane);
@@ -159,12 +155,12 @@ HRESULT PictureConverter::Convert(const AVFrame& picture, Orientation orientatio
   }
   KivSize upright = output;
   if (SidesExchanged(orientation)) std::swap(upright.width, upright.height);
-  state_->unrotated.resize(ByteCount(output));
+  state_->unrotated.resize(PictureBytesOf(output));
   uint8_t* source = state_->unrotated.data();
   if (const HRESULT hr = state_->ConvertUpright(picture, upright, source); Failed(hr)) return hr;
   const int rowBytes = upright.width * kBytesPerPixel;
   if (orientation.mirrored) {
-    state_->unmirrored.resize(ByteCount(output));
+    state_->unmirrored.resize(PictureBytesOf(output));
     libyuv::ARGBMirror(source, rowBytes, state_->unmirrored.data(), rowBytes, upright.width,
                        upright.height);
     source = state_->unmirrored.data();
