@@ -6,13 +6,12 @@
 #include "kiv/base/AtBoundary.h"
 #include "kiv/chain/Rates.h"
 #include "kiv/platform/FrameFacts.h"
-#include "kiv/platform/KeyNames.h"
+#include "kiv/platform/FullKeys.h"
 
 using SimpleSync::CSimpleMutexLock;
 
 namespace {
 
-constexpr wchar_t kVideo[] = L".Video";
 constexpr int32_t kPathCapacity = 260;
 
 template <typename T>
@@ -211,7 +210,7 @@ bool CKivVideoStabilizer::ReadSourceLocked(IKivProperties* info) {
   KivRange range = settings_.rngSource;
   KivSize size = settings_.oSize;
   KivRational rate = settings_.ratFramerate;
-  const std::wstring rangeKey = std::wstring(KivKey::Source::kSource_RangeFrameNumber) + kVideo;
+  const std::wstring rangeKey = KivKey::OfVideo(KivKey::Source::kSource_RangeFrameNumber);
   info->GetRange(rangeKey.c_str(), &range);
   info->GetSize(KivKey::Source::kSource_Size, &size);
   kiv::ReadRate(info, KivKey::Source::kSource_Framerate, &rate);

@@ -5,14 +5,12 @@
 
 #include "kiv/base/AtBoundary.h"
 #include "kiv/platform/FrameFacts.h"
-#include "kiv/platform/KeyNames.h"
+#include "kiv/platform/FullKeys.h"
 #include "kiv/platform/Logger.h"
 
 using SimpleSync::CSimpleMutexLock;
 
 namespace {
-
-constexpr wchar_t kVideo[] = L".Video";
 
 HRESULT NewFrame(const KivSize& size, KivCGMemoryType type, KivComPtr<IKivFrame>* frame) {
   const HRESULT hr = kiv::MakeFrame(size, type, frame);
@@ -55,7 +53,7 @@ HRESULT CVideoFrameCache::Initialize(KivComPtr<IKivProperties> settings,
   const HRESULT hr = CFrameCache::Initialize(settings, info);
   if (Failed(hr) || !info) return hr;
   return AtBoundary([&] {
-    const std::wstring key = std::wstring(KivKey::Source::kSource_TotalFrameCount) + kVideo;
+    const std::wstring key = KivKey::OfVideo(KivKey::Source::kSource_TotalFrameCount);
     int32_t count = 0;
     if (Succeeded(info->GetInt(key.c_str(), &count))) SetLast(count);
     return hr;

@@ -8,7 +8,7 @@
 #include "kiv/base/AtBoundary.h"
 #include "kiv/base/FrameTime.h"
 #include "kiv/chain/Rates.h"
-#include "kiv/platform/KeyNames.h"
+#include "kiv/platform/FullKeys.h"
 #include "kiv/values/Saturate.h"
 
 namespace {
@@ -188,6 +188,6 @@ void CVideoSlider::ReadRates(IKivProperties* settings, IKivProperties* info) {
     return;
   }
   kiv::ReadRate(settings, KivKey::Render::kRender_Framerate, &renderRate_);
-  const std::wstring key = std::wstring(KivKey::Source::kSource_Framerate) + L".Video";
+  const std::wstring key = KivKey::OfVideo(KivKey::Source::kSource_Framerate);
   kiv::ReadRate(info, key.c_str(), &sourceRate_);
 }
