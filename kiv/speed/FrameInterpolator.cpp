@@ -85,14 +85,24 @@ bool CFrameInterpolator::PushKeyFrame(IKivFrame* frame) {
 
 bool CFrameInterpolator::GetInterpolatedFrame(IKivFrame* frame, int32_t index) {
   if (!frame || !algorithm_) return false;
-  const auto scratch = GetScratchFrame();
-  if (!scratch) return false;
-  Read(scratch.Get(), index);
-  if (Failed(frame->CopyFrom(scratch.Get()))) return false;
+  const auto shown = ReadNext(index);
+  if (!shown || Failed(frame->CopyFrom(shown.Get()))) return false;
   const Wide span = Wide{newerTime_} - olderTime_;
   const Wide step = params_.inBetweenCount == 0 ? 0 : span / params_.inBetweenCount;
   frame->SetTime(Narrow(olderTime_ + index * step), Narrow(step));
   return true;
+}
+
+// The picture goes into the frame that is not shown, whose memory is its own again by now: what the
+// caller got before shares its memory with the other one. A refused read leaves that one shown.
+KivComPtr<IKivFrame> CFrameInterpolator::ReadNext(int32_t index) {
+  auto shown = GetScratchFrame();
+  if (!shown) return nullptr;
+  if (!next_ || kiv::SizeOf(*next_) != keyFrameSize_) next_ = NewFrame();
+  if (!next_) return nullptr;
+  if (Read(next_.Get(), index) != 0) return shown;
+  scratch_.Swap(next_);
+  return scratch_;
 }
 
 KivComPtr<IKivFrame> CFrameInterpolator::GetScratchFrame() {
@@ -123,6 +133,6 @@ int32_t CFrameInterpolator::Push(IKivFrame* frame) {
 int32_t CFrameInterpolator::Read(IKivFrame* frame, int32_t index) {
   if (!frame || !algorithm_) return E_FAIL;
   const KivSize size = kiv::SizeOf(*frame);
-  return algorithm_->Read(frame->GetPixels(), size.width, size.height, kiv::kBytesPerPixel, index,
-                          0, 0);
+  return algorithm_->Read(KivCommon::PixelsToFill(frame), size.width, size.height,
+                          kiv::kBytesPerPixel, index, 0, 0);
 }
