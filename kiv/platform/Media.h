@@ -120,7 +120,9 @@ struct KivPictureMemory {
 constexpr GUID kPictureMemoryClassId{
     0xE2749A0D, 0x5B16, 0x4F83, {0xA8, 0x2C, 0x91, 0x3F, 0x70, 0xD6, 0xB5, 0x4E}};
 
-// Each object made speaks for the whole process. Threads: any.
+// Each object made speaks for the whole process.
+//
+// Threads:  any.
 struct KIV_EXPORT IKivPictureMemory : IUnknown {
   static constexpr GUID kIid{
       0x7C05F2E8, 0xD431, 0x4A9B, {0xB6, 0x07, 0x18, 0xE5, 0x9D, 0x32, 0xCA, 0x64}};

@@ -7,6 +7,7 @@
 #include "engine/media/colour/ColourMatrix.h"
 #include "engine/media/colour/PlaneRows.h"
 #include "engine/media/colour/PlaneView.h"
+#include "engine/media/read/AvPointers.h"
 #include "kiv/platform/PictureFacts.h"
 
 extern "C" {
@@ -33,11 +34,6 @@ AVPixelFormat UnpackedFormat(const PlaneView& view) {
   return view.hasAlpha ? AV_PIX_FMT_YUVA444P12 : AV_PIX_FMT_YUV444P12;
 }
 
-struct FrameDeleter {
-  void operator()(AVFrame* frame) const { av_frame_free(&frame); }
-};
-using FramePtr = std::unique_ptr<AVFrame, FrameDeleter>;
-
 }  // namespace
 
 struct PictureConverter::State {
@@ -45,7 +41,7 @@ struct PictureConverter::State {
 
   HRESULT ConvertUpright(const AVFrame& picture, KivSize output, uint8_t* bgra);
   HRESULT ThroughScaler(const AVFrame& picture, KivSize output, uint8_t* bgra);
-  HRESULT Unpack(const AVFrame& picture, const PlaneView& view, FramePtr* unpacked);
+  HRESULT Unpack(const AVFrame& picture, const PlaneView& view, AvPtr<AVFrame>* unpacked);
   PlaneView Scale(const PlaneView& view, KivSize output);
   void ScalePlane(const PlaneView& view, int plane, KivSize output, uint8_t* target);
 
@@ -75,8 +71,8 @@ HRESULT PictureConverter::State::ThroughScaler(const AVFrame& picture, KivSize o
 }
 
 HRESULT PictureConverter::State::Unpack(const AVFrame& picture, const PlaneView& view,
-                                        FramePtr* unpacked) {
-  FramePtr planar(av_frame_alloc());
+                                        AvPtr<AVFrame>* unpacked) {
+  AvPtr<AVFrame> planar(av_frame_alloc());
   if (!planar) return E_OUTOFMEMORY;
   planar->format = UnpackedFormat(view);
   planar->width = picture.width;
@@ -137,7 +133,7 @@ HRESULT PictureConverter::State::ConvertUpright(const AVFrame& picture, KivSize 
   const bool resized = !(view.size == output);
   const bool interleaved = view.kind == PlaneKind::kSemiPlanarYuv;
   ColourSpace space = ResolveColour(picture);
-  FramePtr unpacked;
+  AvPtr<AVFrame> unpacked;
   if (view.kind == PlaneKind::kOtherYuv || (interleaved && resized)) {
     if (const HRESULT hr = Unpack(picture, view, &unpacked); Failed(hr)) return hr;
     view = ViewOf(*unpacked);
