@@ -12,14 +12,11 @@
 namespace cli {
 namespace {
 
-constexpr double kTicksPerSecond = 1e7;
 constexpr size_t kKeyFramesInText = 12;
 
 std::string RateText(const Rational& rate) {
   return fmt::format("{}/{}", rate.numerator, rate.denominator);
 }
-
-double Seconds(int64_t ticks) { return static_cast<double>(ticks) / kTicksPerSecond; }
 
 Json::Value SizeJson(Size size) {
   Json::Value json;
@@ -56,7 +53,7 @@ std::string InfoJson(const std::string& path, const MediaInfo& info) {
   root["frame_rate"] = RateText(info.frameRate);
   root["constant_rate"] = info.hasConstantRate;
   root["frames"] = info.frameCount;
-  root["duration_s"] = Seconds(info.duration);
+  root["duration_s"] = SecondsOf(info.duration);
   root["colour"] = ColourJson(info);
   root["audio_streams"] = info.audioStreams;
   root["key_frames"] = Json::Value(Json::arrayValue);
@@ -98,7 +95,7 @@ std::string InfoText(const std::string& path, const MediaInfo& info) {
        fmt::format("{} = {:.3f} fps, {}", RateText(info.frameRate), info.frameRate.ToDouble(),
                    info.hasConstantRate ? "constant" : "variable"));
   line("frames", fmt::format("{}", info.frameCount));
-  line("duration", fmt::format("{:.3f} s", Seconds(info.duration)));
+  line("duration", fmt::format("{:.3f} s", SecondsOf(info.duration)));
   line("colour", ColourText(info));
   line("streams", fmt::format("1 video, {} audio", info.audioStreams));
   line("key frames", KeyFrameText(info.keyFrames));

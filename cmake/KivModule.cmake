@@ -37,8 +37,9 @@ if(KIV_TIDY)
 endif()
 
 # kiv_add_module(NAME [SHARED|STATIC|INTERFACE] [SOURCES ...] [HEADERS ...] [DEPS ...] [PRIVATE_DEPS ...])
-# Makes target kiv_NAME. HEADERS are public, installed under their path in the tree, and each is
-# checked to compile alone (target all_verify_interface_header_sets).
+# Makes target kiv_NAME. Each of HEADERS is checked to compile alone (target
+# all_verify_interface_header_sets). Which headers are installed is KivInstall's matter: those of the
+# targets that it exports, and a list of others.
 function(kiv_add_module name)
   cmake_parse_arguments(ARG "SHARED;INTERFACE" "" "SOURCES;HEADERS;DEPS;PRIVATE_DEPS" ${ARGN})
   set(target kiv_${name})

@@ -35,7 +35,7 @@ engine/motion     | $declared engine/base engine/memory engine/picture          
 engine/tween      | $declared engine/base engine/memory engine/motion            | hwy
 engine/media/read | $declared engine/base engine/memory                          | ffmpeg
 engine/media/keep | $declared engine/base engine/memory engine/media/read        | ffmpeg hwy
-engine/media/colour | $declared engine/base engine/memory                        | ffmpeg hwy libyuv
+engine/media/colour | $declared engine/base engine/memory engine/media/read/AvPointers.h | ffmpeg hwy libyuv
 engine/media      | $declared engine/base engine/memory engine/picture engine/registry engine/logger engine/media/read engine/media/keep engine/media/colour | ffmpeg
 engine/write      | $declared engine/base engine/memory engine/picture engine/media/read engine/media/colour | ffmpeg hwy libyuv fmt
 engine            | $declared engine/base engine/picture engine/bags engine/registry engine/logger engine/tasks engine/filters engine/motion engine/media engine/media/keep |

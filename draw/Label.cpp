@@ -59,7 +59,7 @@ void DrawDot(Point at, int32_t scale, uint8_t* bgra, session::Size picture, uint
       if (x < 0 || y < 0 || x >= picture.width || y >= picture.height) continue;
       const size_t pixel =
           static_cast<size_t>(y) * static_cast<size_t>(picture.width) + static_cast<size_t>(x);
-      std::memcpy(bgra + 4 * pixel, &ink, sizeof(ink));
+      std::memcpy(bgra + session::kBytesPerPixel * pixel, &ink, sizeof(ink));
     }
   }
 }

@@ -55,7 +55,9 @@ double GridStep(const Scale& scale, double least) {
 class Canvas {
  public:
   explicit Canvas(session::Size size)
-      : size_(size), bgra_(static_cast<size_t>(size.width) * static_cast<size_t>(size.height) * 4) {
+      : size_(size),
+        bgra_(static_cast<size_t>(size.width) * static_cast<size_t>(size.height) *
+              session::kBytesPerPixel) {
     for (int32_t y = 0; y < size.height; ++y) {
       for (int32_t x = 0; x < size.width; ++x) Blend({x, y}, kPaper, 1);
     }

@@ -19,7 +19,6 @@ constexpr int32_t kNarrowestTile = 96;
 constexpr int32_t kWidestTile = 480;
 constexpr int32_t kGap = 4;
 constexpr int32_t kWideLabelTile = 128;
-constexpr double kTicksPerSecond = 1e7;
 constexpr uint32_t kPaper = 0xFF202020;
 
 struct Layout {
@@ -61,7 +60,8 @@ Layout LayOut(int32_t first, int32_t count, session::Size frame) {
 class SheetPicture {
  public:
   explicit SheetPicture(const Layout& layout) : layout_(layout), size_(layout.SheetSize()) {
-    bgra_.resize(static_cast<size_t>(size_.width) * static_cast<size_t>(size_.height) * 4);
+    bgra_.resize(static_cast<size_t>(size_.width) * static_cast<size_t>(size_.height) *
+                 session::kBytesPerPixel);
     for (size_t i = 0; i < bgra_.size(); i += sizeof(kPaper)) {
       std::memcpy(&bgra_[i], &kPaper, sizeof(kPaper));
     }
@@ -70,9 +70,8 @@ class SheetPicture {
   void Add(int32_t tile, const session::Frame& frame) {
     const Point place = layout_.PlaceOf(tile);
     CopyTile(place, frame.Scaled(layout_.tile));
-    const std::string label =
-        fmt::format("{} {:.3f}s", layout_.first + tile * layout_.step,
-                    static_cast<double>(frame.SourceTime()) / kTicksPerSecond);
+    const std::string label = fmt::format("{} {:.3f}s", layout_.first + tile * layout_.step,
+                                          session::SecondsOf(frame.SourceTime()));
     DrawLabel(label, {place.x, place.y + layout_.tile.height + 2 * layout_.labelScale},
               layout_.labelScale, bgra_.data(), size_);
   }
@@ -81,10 +80,10 @@ class SheetPicture {
 
  private:
   void CopyTile(Point place, const session::Frame& tile) {
-    const auto rowBytes = static_cast<size_t>(layout_.tile.width) * 4;
+    const auto rowBytes = static_cast<size_t>(layout_.tile.width) * session::kBytesPerPixel;
     for (int32_t y = 0; y < layout_.tile.height; ++y) {
       const size_t row = static_cast<size_t>(place.y + y) * static_cast<size_t>(size_.width);
-      std::memcpy(&bgra_[4 * (row + static_cast<size_t>(place.x))],
+      std::memcpy(&bgra_[session::kBytesPerPixel * (row + static_cast<size_t>(place.x))],
                   tile.Pixels() + y * tile.Stride(), rowBytes);
     }
   }

@@ -8,8 +8,7 @@
 #include <vector>
 
 #include "engine/motion/CameraPath.h"
-#include "kiv/platform/KeyNames.h"
-#include "kiv/values/NumberText.h"
+#include "kiv/platform/FullKeys.h"
 #include "kiv/values/TextScan.h"
 #include "session/Fail.h"
 
@@ -40,11 +39,10 @@ Measured ReadMotions(IKivProperties* settings) {
   const auto stored = object.As<IKivProperties>();
   if (!stored) FailRun("there is no motion data to draw");
   Measured measured;
-  stored->GetSize(L"Stab.oSize", &measured.size);
+  stored->GetSize(KivKey::MotionData::kSize, &measured.size);
   for (int64_t i = 0;; ++i) {
     wchar_t text[kTextCapacity] = {};
-    std::wstring key = L"Stab-Data-";
-    kiv::AppendInteger(&key, i);
+    const std::wstring key = KivKey::MotionData::Entry(i);
     if (Failed(stored->GetString(key.c_str(), text, kTextCapacity))) return measured;
     measured.motions.push_back(MotionOf(text));
   }

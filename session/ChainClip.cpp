@@ -7,11 +7,11 @@
 #include <utility>
 
 #include "engine/picture/Frame.h"
+#include "kiv/base/FrameTime.h"
 #include "kiv/chain/CommandIds.h"
 #include "kiv/chain/NodeTypes.h"
 #include "kiv/platform/KeyNames.h"
 #include "kiv/values/Saturate.h"
-#include "kiv/values/SpeedNumbers.h"
 #include "session/Alpha.h"
 #include "session/ComponentLoader.h"
 #include "session/Convert.h"
@@ -26,7 +26,6 @@ namespace kiv::session {
 namespace {
 
 constexpr int64_t kShortestFrame = 10'000;  // of files that count in milliseconds
-constexpr double kTicksPerSecond = 1e7;
 constexpr int32_t kLongestProxyPath = 1024;
 
 std::wstring Wide(const std::string& text) { return KivCommon::Char2WChar(text.c_str()); }
@@ -119,9 +118,7 @@ void ChainClip::PlanPlayback(const ClipOptions& options, const ResultShape* canv
 // An alpha preset counts frames of the clip's rate, whatever the times of its own.
 FrameTimes ChainClip::TimesOfFrames() const {
   if (isPreset_) {
-    return [rate = SourceRate(input_.info).ToDouble()](int32_t frame) {
-      return kiv::SaturateToInt64(frame * kTicksPerSecond / rate);
-    };
+    return [rate = SourceRate(input_.info)](int32_t frame) { return FrameStart(frame, rate); };
   }
   return [this](int32_t frame) {
     int64_t time = 0;

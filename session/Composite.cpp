@@ -17,13 +17,13 @@ namespace {
 kiv::SourcePicture SourceOf(IKivFrame& frame) {
   const KivSize size = SizeOf(frame);
   return {static_cast<const uint8_t*>(KivCommon::ReadPixels(&frame)), size.width, size.height,
-          static_cast<size_t>(size.width) * kBytesPerPixel};
+          RowBytesOf(size.width)};
 }
 
 kiv::TargetPicture TargetOf(IKivFrame& frame) {
   const KivSize size = SizeOf(frame);
   return {static_cast<uint8_t*>(frame.GetPixels()), size.width, size.height,
-          static_cast<size_t>(size.width) * kBytesPerPixel};
+          RowBytesOf(size.width)};
 }
 
 // The largest picture of `size`'s shape inside `room`.
@@ -42,21 +42,11 @@ KivRect FitInside(KivSize size, KivSize room) {
 KivComPtr<IKivFrame> Scaled(const KivComPtr<IKivFrame>& frame, KivSize size) {
   if (SizeOf(*frame) == size) return frame;
   KivComPtr<IKivFrame> scaled;
-  KivCommon::CreateBGRAFrameFrom(scaled, size, KivCGMemoryType::kDownstream);
-  if (!scaled ||
+  if (Failed(MakeFrame(size, KivCGMemoryType::kDownstream, &scaled)) ||
       Failed(kiv::ScalePicture(SourceOf(*frame), TargetOf(*scaled), kiv::ScaleFilter::kCubic))) {
     Fail(ErrorCode::kNoMemory, "no memory for a frame of {}x{}", size.width, size.height);
   }
   return scaled;
-}
-
-void TakeTimeAndIndex(IKivFrame& from, IKivFrame& to) {
-  KivFrameDescription description;
-  from.GetDescription(&description);
-  to.SetTime(description.presentationTime, description.duration);
-  if (const auto numbered = KivComPtr<IKivFrame>(&to).As<IKivVideoFrame>()) {
-    numbered->SetFrameIndex(description.frameIndex);
-  }
 }
 
 }  // namespace
@@ -108,7 +98,7 @@ KivComPtr<IKivFrame> Composite::OverFootage(const KivComPtr<IKivFrame>& frame) c
   target.width = place.width;
   target.height = place.height;
   if (Failed(kiv::LayOver(SourceOf(*shape), target))) FailRun("the shape cannot be laid over");
-  TakeTimeAndIndex(*frame, *below);
+  CopyStamps(*frame, *below);
   return below;
 }
 

@@ -1,10 +1,15 @@
 // Converts between the values of the session library and those of the component. Not installed.
 #pragma once
 
+#include "kiv/base/FrameTime.h"
+#include "kiv/platform/PictureFacts.h"
 #include "kiv/values/ValueTypes.h"
 #include "session/Values.h"
 
 namespace kiv::session {
+
+static_assert(kTicksPerSecond == kiv::kTicksPerSecond);
+static_assert(kBytesPerPixel == kiv::kBytesPerPixel);
 
 inline KivSize ToKiv(Size size) { return {size.width, size.height}; }
 inline Size FromKiv(KivSize size) { return {size.width, size.height}; }

@@ -3,8 +3,9 @@
 #include <algorithm>
 
 #include "engine/picture/PictureScale.h"
+#include "kiv/platform/FrameFacts.h"
 #include "kiv/platform/KeyNames.h"
-#include "kiv/platform/KivCommon.h"
+#include "kiv/platform/PictureFacts.h"
 #include "kiv/values/Saturate.h"
 #include "session/Convert.h"
 #include "session/Fail.h"
@@ -44,16 +45,10 @@ Stretch Within(double begin, double length, int32_t size) {
 
 KivComPtr<IKivFrame> NewFrameLike(IKivFrame& source, KivSize size) {
   KivComPtr<IKivFrame> frame;
-  KivCommon::GetInterface(kFrameClassId, nullptr, 0, IKivFrame::kIid, frame.PutVoid());
-  const auto video = frame.As<IKivVideoFrame>();
-  KivFrameDescription description;
-  source.GetDescription(&description);
-  if (!video || Failed(video->Allocate(size.width, size.height, 0, KivCGMemoryType::kDownstream,
-                                       nullptr, 0, kDefaultFrameDuration))) {
+  if (Failed(MakeFrame(size, KivCGMemoryType::kDownstream, &frame))) {
     Fail(ErrorCode::kNoMemory, "no memory for a frame of {}x{}", size.width, size.height);
   }
-  video->SetFrameIndex(description.frameIndex);
-  frame->SetTime(description.presentationTime, description.duration);
+  CopyStamps(source, *frame);
   return frame;
 }
 
@@ -144,7 +139,7 @@ KivComPtr<IKivFrame> Crop::Cut(const KivComPtr<IKivFrame>& frame) const {
                         source.width, source.height, static_cast<size_t>(source.rowBytes)},
                        {across.begin, down.begin, across.length, down.length},
                        {static_cast<uint8_t*>(KivCommon::PixelsToFill(cut.Get())), size_->width,
-                        size_->height, static_cast<size_t>(size_->width) * 4},
+                        size_->height, RowBytesOf(size_->width)},
                        isFixed_ ? kiv::ScaleFilter::kCubic : kiv::ScaleFilter::kSmooth);
   if (Failed(hr)) {
     FailRun("the crop region {:g},{:g},{:g},{:g} of frame {} leaves no picture", region.left,

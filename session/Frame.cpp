@@ -15,8 +15,7 @@ namespace kiv::session {
 namespace {
 
 std::shared_ptr<uint8_t> NewPixels(Size size) {
-  const auto bytes = static_cast<size_t>(size.width) * static_cast<size_t>(size.height) * 4;
-  auto* const pixels = new (std::nothrow) uint8_t[bytes];
+  auto* const pixels = new (std::nothrow) uint8_t[PictureBytesOf(ToKiv(size))];
   if (pixels == nullptr) {
     Fail(ErrorCode::kNoMemory, "no memory for a frame of {}x{}", size.width, size.height);
   }
@@ -29,7 +28,7 @@ Frame FrameMaker::Make(const KivComPtr<IKivFrame>& frame, const FramePlace& plac
   Frame made;
   const KivSize size = SizeOf(*frame);
   made.size_ = FromKiv(size);
-  made.stride_ = ptrdiff_t{4} * size.width;
+  made.stride_ = static_cast<ptrdiff_t>(RowBytesOf(size.width));
   const auto* pixels = static_cast<const uint8_t*>(KivCommon::ReadPixels(frame.Get()));
   made.pixels_ = std::shared_ptr<const uint8_t>(pixels, [frame](const uint8_t*) {});
   made.index_ = place.index;
@@ -47,7 +46,7 @@ Frame Frame::Scaled(session::Size size) const {
   Frame scaled = *this;
   const auto pixels = NewPixels(size);
   scaled.size_ = size;
-  scaled.stride_ = ptrdiff_t{4} * size.width;
+  scaled.stride_ = static_cast<ptrdiff_t>(RowBytesOf(size.width));
   scaled.pixels_ = pixels;
   const kiv::SourcePicture source{pixels_.get(), size_.width, size_.height,
                                   static_cast<size_t>(stride_)};

@@ -1,11 +1,10 @@
 // Small things that the commands do with pulled frames.
 #pragma once
 
-#include "kiv/platform/Frame.h"
+#include "kiv/platform/FrameFacts.h"
 
 namespace kiv::session {
 
-KivSize SizeOf(IKivFrame& frame);
 // SessionError when there is no memory for it.
 KivComPtr<IKivFrame> CopyOf(IKivFrame& frame);
 // The frame itself or a copy whose rows have no gaps.

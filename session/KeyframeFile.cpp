@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "kiv/platform/FullKeys.h"
 #include "kiv/platform/KivCommon.h"
 #include "kiv/values/CKivValue.h"
 #include "kiv/values/Saturate.h"
@@ -13,8 +14,6 @@ namespace kiv::session {
 namespace {
 
 constexpr wchar_t kName[] = L"Keyframes";
-constexpr wchar_t kTextKey[] = L"Keyframes.Serialize";
-constexpr wchar_t kSizeKey[] = L"Keyframes.Serialize.Size";
 // Six decimals round: the sum of two edges may end this much beyond the picture.
 constexpr double kRoundingOfEdges = 2e-6;
 
@@ -32,8 +31,9 @@ Source SourceAt(const std::string& path) {
 void LoadDocument(const Source& source, IKivKeyFrameParam& keyframes) {
   const KivPropDecorator bag = KivCommon::CreateProperties();
   if (!bag) Fail(ErrorCode::kNoMemory, "no memory for the keyframes");
-  bag->SetString(kTextKey, source.text.c_str());
-  bag->SetInt(kSizeKey, kiv::ClampToInt32(static_cast<int64_t>(source.text.size()) + 1));
+  bag->SetString(KivKey::DocumentOf(kName).c_str(), source.text.c_str());
+  bag->SetInt(KivKey::DocumentSizeOf(kName).c_str(),
+              kiv::ClampToInt32(static_cast<int64_t>(source.text.size()) + 1));
   if (keyframes.Load(kName, bag.Reference())) return;
   Fail(ErrorCode::kDamaged, "cannot read {}: it is no keyframe document (see docs/keyframes.md)",
        source.name);
@@ -105,11 +105,10 @@ bool LoadStoredRegions(const std::string& path, const wchar_t* key, IKivProperti
                        IKivKeyFrameParam& keyframes) {
   const KivComPtr<IKivProperties> bag(settings);
   const auto entries = bag.As<IKivPropertyList>();
-  const std::wstring name(key);
   Source source{fmt::format("the crop keyframes in the settings '{}'", path), {}};
   CKivValue text, size;
-  const bool hasText = Succeeded(entries->GetValue((name + L".Serialize").c_str(), &text));
-  const bool hasSize = Succeeded(entries->GetValue((name + L".Serialize.Size").c_str(), &size));
+  const bool hasText = Succeeded(entries->GetValue(KivKey::DocumentOf(key).c_str(), &text));
+  const bool hasSize = Succeeded(entries->GetValue(KivKey::DocumentSizeOf(key).c_str(), &size));
   if (!hasText && !hasSize) return false;
   if (!hasText)
     Fail(ErrorCode::kDamaged, "cannot read {}: their length is there, their text is not",

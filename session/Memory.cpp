@@ -35,7 +35,7 @@ KivPictureMemory PictureMemory() {
 }
 
 int32_t CacheSpanFor(KivSize size) {
-  const int64_t frame = std::max(int64_t{kBytesPerPixel} * size.width * size.height, int64_t{1});
+  const int64_t frame = std::max(static_cast<int64_t>(PictureBytesOf(size)), int64_t{1});
   const int64_t frames = PictureMemory().limit / kPartOfBudget / frame;
   return static_cast<int32_t>(std::clamp(frames, kShortestSpan, kLongestSpan));
 }

@@ -4,11 +4,11 @@
 #include <limits>
 #include <string>
 
+#include "kiv/base/FrameTime.h"
 #include "kiv/chain/NodeTypes.h"
-#include "kiv/platform/KeyNames.h"
+#include "kiv/platform/FullKeys.h"
 #include "kiv/platform/KivCommon.h"
 #include "kiv/values/Saturate.h"
-#include "kiv/values/SpeedNumbers.h"
 #include "session/Convert.h"
 #include "session/Fail.h"
 #include "session/FrameSpans.h"
@@ -23,8 +23,6 @@ constexpr KivRational kRateOfStills{25, 1};
 
 // Products of a frame count and two fractions.
 __extension__ using Wide = __int128;
-
-std::wstring VideoKey(const wchar_t* key) { return std::wstring(key) + L".Video"; }
 
 int32_t IntOr(IKivProperties* bag, const wchar_t* key, int32_t fallback) {
   bag->GetInt(key, &fallback);
@@ -228,8 +226,9 @@ InitialBags MakeInitialBags(const Playback& playback, const ResultShape& result,
   CopyInt(clipSettings, KivKey::Stabilization::kLevel, bags.settings.Get());
 
   const KivRational sourceRate = SourceRate(info);
-  bags.facts->SetInt(VideoKey(KivKey::Source::kSource_TotalFrameCount).c_str(), info.frameCount);
-  bags.facts->SetRational(VideoKey(KivKey::Source::kSource_Framerate).c_str(), &sourceRate);
+  bags.facts->SetInt(KivKey::OfVideo(KivKey::Source::kSource_TotalFrameCount).c_str(),
+                     info.frameCount);
+  bags.facts->SetRational(KivKey::OfVideo(KivKey::Source::kSource_Framerate).c_str(), &sourceRate);
   bags.facts->SetRational(KivKey::Source::kSource_Framerate, &sourceRate);
   bags.facts->SetSize(KivKey::Source::kSource_Size, &info.size);
   return bags;

@@ -2,14 +2,13 @@
 
 #include <algorithm>
 
+#include "kiv/base/FrameTime.h"
 #include "kiv/platform/KivCommon.h"
 #include "session/Notes.h"
 #include "session/Playback.h"
 
 namespace kiv::session {
 namespace {
-
-constexpr double kTicksPerSecond = 1e7;
 
 // As the decoder opens it; without frames when it fails there.
 KivStreamInfo ProxyInfo(const std::wstring& path) {
@@ -35,7 +34,7 @@ void TellOfProxy(const std::wstring& path, const KivStreamInfo& clip, const Note
     Tell(onNote, "the proxy '{}' cannot be used: the pictures come from the clip itself", name);
     return;
   }
-  const double missing = static_cast<double>(clip.duration - proxy.duration) / kTicksPerSecond;
+  const double missing = kiv::SecondsOf(clip.duration - proxy.duration);
   // Its last picture may begin that much before the clip's and still be the right one.
   const double longest = 1.0 / std::min(SourceRate(clip).ToDouble(), SourceRate(proxy).ToDouble());
   if (missing <= longest) return;

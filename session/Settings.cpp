@@ -1,11 +1,10 @@
 #include "session/Settings.h"
 
 #include <cerrno>
-#include <fstream>
-#include <iterator>
 #include <system_error>
 
 #include "engine/bags/PropertiesJson.h"
+#include "engine/base/TextFile.h"
 #include "engine/write/WriterFile.h"
 #include "kiv/platform/KivCommon.h"
 #include "session/Fail.h"
@@ -19,23 +18,20 @@ constexpr size_t kLargestSettings = size_t{256} << 20;
 }  // namespace
 
 std::string ReadTextFile(const std::string& path, const char* what) {
-  std::ifstream file(path, std::ios::binary);
-  if (!file) {
-    Fail(ErrorCode::kNotFound, "cannot read {} '{}': {}", what, path,
-         std::generic_category().message(errno));
-  }
   std::string text;
-  char block[1 << 14];
-  while (file.read(block, sizeof(block)) || file.gcount() > 0) {
-    text.append(block, static_cast<size_t>(file.gcount()));
-    if (text.size() > kLargestSettings) {
+  switch (kiv::ReadTextFile(path, kLargestSettings, &text, kiv::FileSource::kAny)) {
+    case kiv::FileResult::kDone:
+      return text;
+    case kiv::FileResult::kTooLarge:
       Fail(ErrorCode::kDamaged, "cannot read {} '{}': too large", what, path);
-    }
+    case kiv::FileResult::kNotAFile:
+      Fail(ErrorCode::kDamaged, "cannot read {} '{}': it is no readable file", what, path);
+    case kiv::FileResult::kMissing:
+    case kiv::FileResult::kFailed:
+      break;
   }
-  if (file.bad()) {
-    Fail(ErrorCode::kDamaged, "cannot read {} '{}': it is no readable file", what, path);
-  }
-  return text;
+  Fail(ErrorCode::kNotFound, "cannot read {} '{}': {}", what, path,
+       std::generic_category().message(errno));
 }
 
 KivPropDecorator ReadSettings(const std::string& path) {

@@ -5,6 +5,7 @@
 #include <system_error>
 
 #include "kiv/base/Mutex.h"
+#include "kiv/platform/FullKeys.h"
 #include "kiv/platform/KeyNames.h"
 #include "kiv/platform/KivCommon.h"
 #include "kiv/platform/Stabilizer.h"
@@ -100,7 +101,7 @@ void DescribeSource(const std::string& input, const KivStreamInfo& info, IKivPro
          "cannot stabilize '{}': its full path is longer than {} characters", input, kLongestPath);
   }
   const KivRange whole{0, info.frameCount - 1};
-  const std::wstring rangeKey = std::wstring(KivKey::Source::kSource_RangeFrameNumber) + L".Video";
+  const std::wstring rangeKey = KivKey::OfVideo(KivKey::Source::kSource_RangeFrameNumber);
   settings->SetString(KivKey::Base::kStrFileFullPath, path.c_str());
   facts->SetInt(KivKey::SourceRender::kSourceRender_CurrentVideoStreamIndex, 0);
   facts->SetRange(rangeKey.c_str(), &whole);

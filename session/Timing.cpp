@@ -4,7 +4,7 @@
 #include <limits>
 
 #include "engine/registry/AlgorithmModules.h"
-#include "kiv/values/SpeedNumbers.h"
+#include "kiv/base/FrameTime.h"
 #include "session/Notes.h"
 
 namespace kiv::session {

@@ -6,6 +6,15 @@
 
 namespace kiv::session {
 
+// Of all times.
+inline constexpr int64_t kTicksPerSecond = 10'000'000;
+constexpr double SecondsOf(int64_t ticks) {
+  return static_cast<double>(ticks) / static_cast<double>(kTicksPerSecond);
+}
+
+// BGRA, 8 bits each.
+inline constexpr int32_t kBytesPerPixel = 4;
+
 // Pixels.
 struct Size {
   int32_t width = 0, height = 0;

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "kiv/platform/KivCommon.h"
+#include "kiv/platform/PictureFacts.h"
 #include "session/Composite.h"
 #include "session/Fail.h"
 #include "session/FrameSpans.h"
@@ -21,7 +22,7 @@ constexpr uint32_t kOrderSeed = 1;  // each run takes the same way
 size_t PrintOf(const KivComPtr<IKivFrame>& frame) {
   const auto straight = Straight(frame);
   const KivSize size = SizeOf(*straight);
-  const auto bytes = static_cast<size_t>(size.width) * static_cast<size_t>(size.height) * 4;
+  const size_t bytes = PictureBytesOf(size);
   const auto* pixels = static_cast<const char*>(KivCommon::ReadPixels(straight.Get()));
   return std::hash<std::string_view>()({pixels, bytes}) + static_cast<size_t>(size.width);
 }

@@ -82,14 +82,18 @@ bool WriteNewFile(const std::string& path, const std::string& text) {
 
 }  // namespace
 
-FileResult ReadTextFile(const std::string& path, size_t limit, std::string* text) {
-  const Descriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+FileResult ReadTextFile(const std::string& path, size_t limit, std::string* text,
+                        FileSource source) {
+  const int waiting = source == FileSource::kAny ? 0 : O_NONBLOCK;
+  const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | waiting));
   if (file.number() < 0) {
     return errno == ENOENT || errno == ENOTDIR ? FileResult::kMissing : FileResult::kFailed;
   }
   struct stat status;
   if (::fstat(file.number(), &status) != 0) return FileResult::kFailed;
-  if (!S_ISREG(status.st_mode)) return FileResult::kNotAFile;
+  const bool isReadable =
+      source == FileSource::kAny ? !S_ISDIR(status.st_mode) : S_ISREG(status.st_mode);
+  if (!isReadable) return FileResult::kNotAFile;
   if (status.st_size > 0 && static_cast<size_t>(status.st_size) > limit) {
     return FileResult::kTooLarge;
   }

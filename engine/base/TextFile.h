@@ -19,8 +19,14 @@ enum class FileResult {
   kFailed,    // not readable, not writable, no room: errno says which
 };
 
-// `text` is untouched unless the result is kDone. Never waits for a pipe.
-KIV_ENGINE_API FileResult ReadTextFile(const std::string& path, size_t limit, std::string* text);
+enum class FileSource {
+  kRegular,  // never waits for a pipe
+  kAny,      // a pipe or a device too, up to its end
+};
+
+// `text` is untouched unless the result is kDone.
+KIV_ENGINE_API FileResult ReadTextFile(const std::string& path, size_t limit, std::string* text,
+                                       FileSource source = FileSource::kRegular);
 
 // Writes beside the file and renames, so that a reader sees the old text or the new one and a failure
 // leaves the old one. Missing folders above it are made.

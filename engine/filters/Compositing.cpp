@@ -27,7 +27,8 @@ void LayOverPixel(const uint8_t* over, uint8_t* under) {
 
 void LayOverRow(const uint8_t* over, size_t width, uint8_t* under) {
   if (IsOpaquePixelRow(under, width)) return LayOverOpaqueRow(over, width, under);
-  for (size_t x = 0; x < width; ++x) LayOverPixel(over + 4 * x, under + 4 * x);
+  for (size_t x = 0; x < width; ++x)
+    LayOverPixel(over + kBytesPerPixel * x, under + kBytesPerPixel * x);
 }
 
 void FillRowOfShape(const uint8_t* fill, size_t width, uint8_t* shape) {

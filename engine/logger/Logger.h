@@ -2,8 +2,7 @@
 //
 // Threads:  any.
 // Locks:    one, held while a message is written or a host's callback runs; the callback may log
-// (the
-//           message is then dropped) and may set another callback.
+//           (the message is then dropped) and may set another callback.
 #pragma once
 
 #include <functional>

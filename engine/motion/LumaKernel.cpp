@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "kiv/platform/PictureFacts.h"
+
 // Compiles this file once for every instruction set; the best one is chosen at run time.
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "engine/motion/LumaKernel.cpp"
@@ -47,7 +49,7 @@ size_t LumaRowVectors(const uint8_t* bgra, size_t width, uint8_t* out) {
   const size_t step = hn::Lanes(d32);
   size_t x = 0;
   for (; x + step <= width; x += step) {
-    const auto v = hn::LoadU(d16, reinterpret_cast<const uint16_t*>(bgra + 4 * x));
+    const auto v = hn::LoadU(d16, reinterpret_cast<const uint16_t*>(bgra + kBytesPerPixel * x));
     const auto sum = Weigh(hn::And(v, low), hn::ShiftRight<8>(v));
     const auto luma = hn::ShiftRight<6>(hn::And(sum, hn::Set(d32, 0xFFFFU)));
     hn::StoreU(hn::TruncateTo(hn::Rebind<uint8_t, Lanes32>(), luma), hn::Rebind<uint8_t, Lanes32>(),
@@ -101,7 +103,7 @@ size_t HalvedRowVectors(const uint8_t*, const uint8_t*, size_t, uint8_t*) { retu
 
 void LumaRowImpl(const uint8_t* bgra, size_t width, uint8_t* out) {
   size_t x = LumaRowVectors(bgra, width, out);
-  for (; x < width; ++x) out[x] = static_cast<uint8_t>(WeightedSum(bgra + 4 * x) >> 6);
+  for (; x < width; ++x) out[x] = static_cast<uint8_t>(WeightedSum(bgra + kBytesPerPixel * x) >> 6);
 }
 
 void HalvedLumaRowImpl(const uint8_t* upper, const uint8_t* lower, size_t width, uint8_t* out) {

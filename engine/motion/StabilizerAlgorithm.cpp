@@ -170,9 +170,7 @@ HRESULT CStabilizerAlgorithm::CorrectFrame(IKivFrame* input, IKivFrame* output, 
     auto* const pixels = static_cast<uint8_t*>(KivCommon::PixelsToFill(output));
     if (!pixels) return E_OUTOFMEMORY;
     if (ChangesNothing(correction)) {
-      std::memcpy(pixels, from->pixels,
-                  kBytesPerPixel * static_cast<size_t>(from->size.width) *
-                      static_cast<size_t>(from->size.height));
+      std::memcpy(pixels, from->pixels, PictureBytesOf(from->size));
       return S_OK;
     }
     WarpPicture(from->pixels, from->size, MapOf(correction, sourceSize, from->size), pixels);

@@ -4,8 +4,8 @@
 #include <cstring>
 
 #include "engine/memory/StreamCopy.h"
-#include "kiv/platform/KivCommon.h"
-#include "kiv/values/Saturate.h"
+#include "kiv/base/FrameTime.h"
+#include "kiv/platform/FrameFacts.h"
 
 namespace kiv {
 namespace {
@@ -22,8 +22,7 @@ HRESULT PictureMemory::Resize(int32_t width, int32_t height) {
   if (!IsPictureSize(width, height)) return E_INVALIDARG;
   const KivSize size{width, height};
   if (buffer_.HasOneOwner() && size == size_) return S_OK;
-  const size_t pixelCount = static_cast<size_t>(width) * static_cast<size_t>(height);
-  SharedBuffer buffer(pixelCount * kBytesPerPixel);
+  SharedBuffer buffer(PictureBytesOf(size));
   if (!buffer) return E_OUTOFMEMORY;
   buffer_ = std::move(buffer);
   size_ = size;
@@ -145,9 +144,8 @@ HRESULT CFrame::Allocate(int32_t width, int32_t height, int32_t format, KivCGMem
                          const void* pixels, int32_t /*flags*/, int64_t duration) {
   if (format != 0) return E_INVALIDARG;
   if (!IsPictureSize(width, height)) return E_INVALIDARG;
-  const size_t rowBytes = static_cast<size_t>(width) * kBytesPerPixel;
-  const HRESULT hr =
-      pixels ? memory_.CopyRows(width, height, pixels, rowBytes) : memory_.Resize(width, height);
+  const HRESULT hr = pixels ? memory_.CopyRows(width, height, pixels, RowBytesOf(width))
+                            : memory_.Resize(width, height);
   if (Failed(hr)) return hr;
   memoryType_ = type;
   duration_ = duration;
@@ -193,12 +191,7 @@ KivComPtr<IKivFrame> CreateBGRAFrameFrom(KivComPtr<IKivFrame>& frame, const KivS
                                          KivCGMemoryType type) {
   if (HasStraightPicture(frame.Get(), size)) return frame;
   KivComPtr<IKivFrame> made;
-  if (Failed(GetInterface(kFrameClassId, nullptr, 0, IKivFrame::kIid, made.PutVoid()))) return {};
-  const auto video = made.As<IKivVideoFrame>();
-  if (!video) return {};
-  const HRESULT hr =
-      video->Allocate(size.width, size.height, 0, type, nullptr, 0, kDefaultFrameDuration);
-  if (Failed(hr)) return {};
+  if (Failed(kiv::MakeFrame(size, type, &made))) return {};
   frame = made;
   return made;
 }
@@ -212,9 +205,7 @@ KivComPtr<IKivFrame> CreateBGRAFrameFrom(KivComPtr<IKivFrame>& frame, IKivFrame*
 }
 
 int64_t FrameNumberToPTS(int32_t index, double rate) {
-  constexpr double kTicksPerSecond = 1e7;
-  if (rate == 0) return 0;
-  return kiv::SaturateToInt64(static_cast<double>(index) * kTicksPerSecond / rate);
+  return rate == 0 ? 0 : kiv::FrameStart(index, rate);
 }
 
 namespace ImageFunc {

@@ -30,7 +30,7 @@ class PictureMemory {
 
   const KivSize& Size() const { return size_; }
   uint8_t* Pixels() const { return buffer_.Data(); }
-  size_t RowBytes() const { return static_cast<size_t>(size_.width) * kBytesPerPixel; }
+  size_t RowBytes() const { return RowBytesOf(size_.width); }
   size_t ByteCount() const { return RowBytes() * static_cast<size_t>(size_.height); }
 
  private:

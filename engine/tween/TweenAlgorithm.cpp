@@ -10,10 +10,6 @@
 namespace kiv::tween {
 namespace {
 
-size_t BytesOf(const KivSize& size) {
-  return static_cast<size_t>(size.width) * static_cast<size_t>(size.height) * kBytesPerPixel;
-}
-
 TweenMode ModeOf(uint32_t value) {
   if (value <= static_cast<uint32_t>(TweenMode::kFine)) return static_cast<TweenMode>(value);
   KIV_LOG(LogLevel::kFailure, L"Interpolation mode %u is not known, the default is taken", value);
@@ -42,9 +38,9 @@ int32_t TweenAlgorithm::Push(const void* pixels, int32_t width, int32_t height,
 }
 
 HRESULT TweenAlgorithm::Take(const void* pixels, const KivSize& size) {
-  PooledBuffer copy(BytesOf(size));
+  PooledBuffer copy(PictureBytesOf(size));
   if (!copy) return E_OUTOFMEMORY;
-  std::memcpy(copy.Data(), pixels, BytesOf(size));
+  std::memcpy(copy.Data(), pixels, PictureBytesOf(size));
   if (!(size == size_)) held_ = 0;
   const auto sequence = held_ == 2 ? TweenMaker::Sequence::kFollows : TweenMaker::Sequence::kNew;
   size_ = size;
@@ -68,7 +64,7 @@ int32_t TweenAlgorithm::Read(void* pixels, int32_t width, int32_t height, int32_
 HRESULT TweenAlgorithm::Answer(void* pixels, int32_t index) {
   const int64_t parts = int64_t{params_->inBetweenCount} + 1;
   if (index == 0 || index == parts) {
-    std::memcpy(pixels, index == 0 ? older_.Data() : newer_.Data(), BytesOf(size_));
+    std::memcpy(pixels, index == 0 ? older_.Data() : newer_.Data(), PictureBytesOf(size_));
   } else {
     const float when = static_cast<float>(static_cast<double>(index) / static_cast<double>(parts));
     maker_.Make(mode_, when, static_cast<uint8_t*>(pixels));

@@ -18,7 +18,7 @@ constexpr int32_t kColumnsOfHd = 1280;
 
 size_t Unsigned(int32_t value) { return static_cast<size_t>(value); }
 
-size_t RowBytes(KivSize size) { return Unsigned(size.width) * kBytesPerPixel; }
+size_t RowBytes(KivSize size) { return RowBytesOf(size.width); }
 
 uint8_t* PlaneRow(AVFrame* planes, int plane, int32_t y) {
   return planes->data[plane] + ptrdiff_t{y} * planes->linesize[plane];

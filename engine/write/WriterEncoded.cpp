@@ -12,51 +12,23 @@
 
 #include "engine/write/SoundCopy.h"
 #include "engine/write/WriterAlpha.h"
+#include "engine/write/WriterCodecs.h"
 #include "engine/write/WriterConvert.h"
 #include "engine/write/WriterEncoder.h"
 #include "engine/write/WriterFile.h"
 #include "engine/write/WriterKinds.h"
 #include "engine/write/WriterTimes.h"
 #include "kiv/platform/PictureFacts.h"
-#include "kiv/values/Saturate.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
-#include <libavutil/cpu.h>
-#include <libavutil/opt.h>
 }
 
 namespace kiv {
 namespace {
 
 constexpr int kIoBufferBytes = 1 << 18;
-// The 0..100 scale, spread over the useful part of each encoder's own.
-constexpr double kH264WorstCrf = 40, kH264BestCrf = 10;
-constexpr double kVp9WorstCrf = 60, kVp9BestCrf = 10;
-// The alpha layer shares the pictures' quantizer, and soft coverage shows its errors at every edge.
-constexpr double kVp9AlphaWorstCrf = 40, kVp9AlphaBestCrf = 2;
-constexpr double kProResWorstScale = 24, kProResBestScale = 2;
-constexpr int kMostThreads = 16;  // the codec's own limit
-
-std::string CrfText(double worst, double best, int32_t quality) {
-  return std::to_string(SaturateToInt32(worst + (best - worst) * quality / kQualityBest + 0.5));
-}
-
-const char* EncoderName(OutputCodec codec) {
-  switch (codec) {
-    case OutputCodec::kVp9:
-      return "libvpx-vp9";
-    case OutputCodec::kFfv1:
-      return "ffv1";
-    case OutputCodec::kProRes:
-      return "prores_ks";
-    case OutputCodec::kPng:
-      return "png";
-    default:
-      return "libx264";
-  }
-}
 
 void SetColourTags(AVCodecContext* context, KivSize size) {
   const bool isHd = OutputMatrix(size) == MatrixKind::kBt709;
@@ -67,53 +39,15 @@ void SetColourTags(AVCodecContext* context, KivSize size) {
   context->chroma_sample_location = AVCHROMA_LOC_LEFT;
 }
 
-void SetVp9Options(AVCodecContext* context, int32_t quality) {
-  void* own = context->priv_data;
-  const bool hasAlpha = context->pix_fmt == AV_PIX_FMT_YUVA420P;
-  const std::string crf = hasAlpha ? CrfText(kVp9AlphaWorstCrf, kVp9AlphaBestCrf, quality)
-                                   : CrfText(kVp9WorstCrf, kVp9BestCrf, quality);
-  av_opt_set(own, "crf", crf.c_str(), 0);
-  av_opt_set(own, "deadline", "good", 0);
-  av_opt_set_int(own, "cpu-used", 4, 0);
-  av_opt_set_int(own, "row-mt", 1, 0);
-  context->bit_rate = 0;
-  // With the frames that it hides it cannot keep the alpha layer's beside the pictures'.
-  if (hasAlpha) av_opt_set_int(own, "auto-alt-ref", 0, 0);
-}
-
-void SetCodecOptions(AVCodecContext* context, const OutputPlan& plan) {
-  void* own = context->priv_data;
-  context->thread_count = 0;
-  switch (plan.codec) {
-    case OutputCodec::kVp9:
-      SetVp9Options(context, plan.quality);
-      break;
-    case OutputCodec::kProRes:
-      context->thread_count = std::min(av_cpu_count(), kMostThreads);
-      context->flags |= AV_CODEC_FLAG_QSCALE;
-      context->global_quality =
-          FF_QP2LAMBDA * std::stoi(CrfText(kProResWorstScale, kProResBestScale, plan.quality));
-      av_opt_set(own, "profile", "4444", 0);
-      break;
-    case OutputCodec::kPng:
-      break;
-    case OutputCodec::kFfv1:
-      context->level = 3;  // slices with checksums
-      context->gop_size = 1;
-      av_opt_set_int(own, "slicecrc", 1, 0);
-      break;
-    default:
-      av_opt_set(own, "crf", CrfText(kH264WorstCrf, kH264BestCrf, plan.quality).c_str(), 0);
-      av_opt_set(own, "preset", "fast", 0);
-      break;
-  }
-}
-
 bool IsRgb(AVPixelFormat format) { return format == AV_PIX_FMT_BGRA || format == AV_PIX_FMT_RGBA; }
 
 class EncodedWriter : public Writer {
  public:
-  explicit EncodedWriter(const WriterSetup& setup) : setup_(setup), file_(setup.cancelled) {}
+  EncodedWriter(const WriterSetup& setup, const WriterCodec& codec)
+      : setup_(setup),
+        codec_(codec),
+        pixelFormat_(codec.PixelFormat(setup.plan, setup.series)),
+        file_(setup.cancelled) {}
   ~EncodedWriter() override;
   EncodedWriter(const EncodedWriter&) = delete;
   EncodedWriter& operator=(const EncodedWriter&) = delete;
@@ -123,12 +57,7 @@ class EncodedWriter : public Writer {
   WriteError Finish() override;
 
  private:
-  // VP9 stores it as a layer that only these containers have room for.
-  bool KeepsAlphaLayer() const {
-    return setup_.series.hasAlpha && setup_.plan.codec == OutputCodec::kVp9 &&
-           setup_.plan.container != "mp4";
-  }
-  AVPixelFormat PixelFormat() const;
+  bool HasAlphaLayer() const { return pixelFormat_ == AV_PIX_FMT_YUVA420P; }
   WriteError OpenEncoder();
   WriteError OpenContainer();
   WriteError OpenIo();
@@ -145,6 +74,8 @@ class EncodedWriter : public Writer {
   static void FillBgra(const uint8_t* bgra, KivSize size, AVFrame* frame);
 
   WriterSetup setup_;
+  const WriterCodec& codec_;
+  const AVPixelFormat pixelFormat_;
   const WriterTimes times_{setup_.series};
   WriterFile file_;
   WriterConvert converter_;
@@ -210,33 +141,19 @@ WriteError EncodedWriter::OpenContainer() {
   return std::nullopt;
 }
 
-AVPixelFormat EncodedWriter::PixelFormat() const {
-  switch (setup_.plan.codec) {
-    case OutputCodec::kFfv1:
-      return AV_PIX_FMT_BGRA;
-    case OutputCodec::kPng:
-      return AV_PIX_FMT_RGBA;
-    case OutputCodec::kProRes:
-      return setup_.series.hasAlpha ? AV_PIX_FMT_YUVA444P10 : AV_PIX_FMT_YUV444P10;
-    default:
-      return KeepsAlphaLayer() ? AV_PIX_FMT_YUVA420P : AV_PIX_FMT_YUV420P;
-  }
-}
-
 WriteError EncodedWriter::OpenEncoder() {
   const KivSize size = setup_.series.size;
-  const auto transparent = KeepsAlphaLayer() ? WriterConvert::Transparent::kAsItIs
-                                             : WriterConvert::Transparent::kOverBlack;
+  const auto transparent = HasAlphaLayer() ? WriterConvert::Transparent::kAsItIs
+                                           : WriterConvert::Transparent::kOverBlack;
   if (Failed(converter_.Open(size, ChromaSampling::k420, transparent))) {
     return std::string("no memory for a picture");
   }
-  if (auto error =
-          encoder_.Prepare(EncoderName(setup_.plan.codec), WrittenSize(setup_.plan, setup_.series),
-                           PixelFormat(), setup_.series)) {
+  if (auto error = encoder_.Prepare(codec_.encoder, WrittenSize(setup_.plan, setup_.series),
+                                    pixelFormat_, setup_.series)) {
     return error;
   }
-  if (!IsRgb(PixelFormat())) SetColourTags(encoder_.Context(), size);
-  SetCodecOptions(encoder_.Context(), setup_.plan);
+  if (!IsRgb(pixelFormat_)) SetColourTags(encoder_.Context(), size);
+  codec_.SetOptions(encoder_.Context(), setup_.plan.quality);
   if ((container_->oformat->flags & AVFMT_GLOBALHEADER) != 0) {
     encoder_.Context()->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
   }
@@ -270,7 +187,7 @@ WriteError EncodedWriter::AddStream() {
   stream->avg_frame_rate = context->framerate;
   stream->r_frame_rate = context->framerate;
   stream->sample_aspect_ratio = context->sample_aspect_ratio;
-  if (KeepsAlphaLayer()) av_dict_set(&stream->metadata, "alpha_mode", "1", 0);
+  if (HasAlphaLayer()) av_dict_set(&stream->metadata, "alpha_mode", "1", 0);
   return code < 0 ? Because(AvErrorText(code)) : std::nullopt;
 }
 
@@ -282,16 +199,17 @@ WriteError EncodedWriter::AddSound() {
 
 void EncodedWriter::FillFrame(const uint8_t* bgra, AVFrame* frame) {
   const KivSize size = setup_.series.size;
-  switch (setup_.plan.codec) {
-    case OutputCodec::kProRes:
+  switch (pixelFormat_) {
+    case AV_PIX_FMT_YUV444P10:
+    case AV_PIX_FMT_YUVA444P10:
       return FillYuva444Ten(bgra, size, YuvFactorsOf(OutputMatrix(size)), frame);
-    case OutputCodec::kPng:
+    case AV_PIX_FMT_RGBA:
       return FillRgba(bgra, size, frame);
-    case OutputCodec::kFfv1:
+    case AV_PIX_FMT_BGRA:
       return FillBgra(bgra, size, frame);
-    default:
+    default:  // 4:2:0
       converter_.Convert(bgra, frame);
-      if (KeepsAlphaLayer()) FillAlphaPlane(bgra, size, frame);
+      if (HasAlphaLayer()) FillAlphaPlane(bgra, size, frame);
   }
 }
 
@@ -348,7 +266,11 @@ WriteError EncodedWriter::Finish() {
 }  // namespace
 
 WriteError OpenEncodedWriter(const WriterSetup& setup, std::unique_ptr<Writer>* writer) {
-  auto encoded = std::make_unique<EncodedWriter>(setup);
+  const WriterCodec* const codec = FindWriterCodec(setup.plan.codec);
+  if (codec == nullptr) {
+    return fmt::format("cannot write '{}': its codec is not known", setup.plan.name);
+  }
+  auto encoded = std::make_unique<EncodedWriter>(setup, *codec);
   if (auto error = encoded->Open()) return error;
   *writer = std::move(encoded);
   return std::nullopt;

@@ -3,57 +3,46 @@
 #include <algorithm>
 #include <array>
 #include <filesystem>
+#include <span>
 #include <string_view>
 
 #include "engine/write/Writer.h"
+#include "engine/write/WriterCodecs.h"
 #include "engine/write/WriterPattern.h"
 
 namespace kiv {
 namespace {
 
-constexpr unsigned kH264Bit = 1, kVp9Bit = 2, kFfv1Bit = 4, kProResBit = 8, kPngBit = 16;
-
 struct FormatRow {
   std::string_view name;  // of --format, and of the ending
   OutputKind kind;
   const char* container;
+  unsigned bit;       // in the codecs' rows
   OutputCodec codec;  // when none is asked for
-  unsigned codecs;    // all that the container may hold
   bool streams;       // can be written to a pipe
   OutputCodec codecWithAlpha = OutputCodec::kNone;
 };
 
 constexpr FormatRow kFormats[] = {
-    {"mp4", OutputKind::kEncoded, "mp4", OutputCodec::kH264, kH264Bit | kVp9Bit, false},
-    {"mov", OutputKind::kEncoded, "mov", OutputCodec::kH264, kH264Bit | kProResBit | kPngBit, false,
-     OutputCodec::kProRes},
-    {"mkv", OutputKind::kEncoded, "matroska", OutputCodec::kH264,
-     kH264Bit | kVp9Bit | kFfv1Bit | kProResBit | kPngBit, false},
-    {"webm", OutputKind::kEncoded, "webm", OutputCodec::kVp9, kVp9Bit, false},
-    {"png", OutputKind::kPicture, "", OutputCodec::kNone, 0, false},
-    {"y4m", OutputKind::kYuv4Mpeg, "", OutputCodec::kNone, 0, true},
-    {"y4m444", OutputKind::kYuv4Mpeg, "", OutputCodec::kNone, 0, true},
-    {"bgra", OutputKind::kRawBgra, "", OutputCodec::kNone, 0, true},
-    {"null", OutputKind::kDiscard, "", OutputCodec::kNone, 0, true},
+    {"mp4", OutputKind::kEncoded, "mp4", kMp4Bit, OutputCodec::kH264, false},
+    {"mov", OutputKind::kEncoded, "mov", kMovBit, OutputCodec::kH264, false, OutputCodec::kProRes},
+    {"mkv", OutputKind::kEncoded, "matroska", kMkvBit, OutputCodec::kH264, false},
+    {"webm", OutputKind::kEncoded, "webm", kWebmBit, OutputCodec::kVp9, false},
+    {"png", OutputKind::kPicture, "", 0, OutputCodec::kNone, false},
+    {"y4m", OutputKind::kYuv4Mpeg, "", 0, OutputCodec::kNone, true},
+    {"y4m444", OutputKind::kYuv4Mpeg, "", 0, OutputCodec::kNone, true},
+    {"bgra", OutputKind::kRawBgra, "", 0, OutputCodec::kNone, true},
+    {"null", OutputKind::kDiscard, "", 0, OutputCodec::kNone, true},
 };
 
-struct CodecRow {
-  std::string_view name;
-  OutputCodec codec;
-  unsigned bit;
-};
-
-constexpr CodecRow kCodecs[] = {{"h264", OutputCodec::kH264, kH264Bit},
-                                {"vp9", OutputCodec::kVp9, kVp9Bit},
-                                {"ffv1", OutputCodec::kFfv1, kFfv1Bit},
-                                {"prores", OutputCodec::kProRes, kProResBit},
-                                {"png", OutputCodec::kPng, kPngBit}};
-
-template <typename Rows>
-auto FindByName(const Rows& rows, std::string_view name) {
-  const auto* found =
-      std::find_if(std::begin(rows), std::end(rows), [&](const auto& r) { return r.name == name; });
-  return found == std::end(rows) ? nullptr : found;
+template <typename Row>
+const Row* FindByName(std::span<const Row> rows, std::string_view name) {
+  const auto found =
+      std::find_if(rows.begin(), rows.end(), [&](const Row& row) { return row.name == name; });
+  return found == rows.end() ? nullptr : &*found;
+}
+const FormatRow* FindFormatRow(std::string_view name) {
+  return FindByName(std::span<const FormatRow>(kFormats), name);
 }
 
 template <typename Rows>
@@ -81,8 +70,8 @@ std::string FormatNameOf(const OutputRequest& request) {
 
 WriteError FindFormat(const OutputRequest& request, const FormatRow** row) {
   if (request.name.empty()) return "the output has no name";
-  *row = FindByName(kFormats, FormatNameOf(request));
-  if (*row == nullptr || (!request.format.empty() && !FindByName(kFormats, request.format))) {
+  *row = FindFormatRow(FormatNameOf(request));
+  if (*row == nullptr || (!request.format.empty() && !FindFormatRow(request.format))) {
     return request.format.empty()
                ? fmt::format(
                      "cannot tell the format of '{}' by its ending: use one of {} or --format",
@@ -100,14 +89,15 @@ WriteError FindFormat(const OutputRequest& request, const FormatRow** row) {
 WriteError FindCodec(const OutputRequest& request, const FormatRow& format, OutputCodec* codec) {
   *codec = format.codec;
   if (request.codec.empty()) return std::nullopt;
-  const CodecRow* row = FindByName(kCodecs, request.codec);
+  const WriterCodec* row = FindByName(WriterCodecs(), request.codec);
   if (row == nullptr) {
-    return fmt::format("--codec {} is not known: use one of {}", request.codec, NamesOf(kCodecs));
+    return fmt::format("--codec {} is not known: use one of {}", request.codec,
+                       NamesOf(WriterCodecs()));
   }
-  if ((format.codecs & row->bit) == 0) {
+  if ((row->formats & format.bit) == 0) {
     return fmt::format("--codec {} does not go into {}", request.codec, format.name);
   }
-  *codec = row->codec;
+  *codec = row->id;
   return std::nullopt;
 }
 
@@ -116,7 +106,8 @@ WriteError CheckQuality(const OutputRequest& request, OutputCodec codec) {
   if (request.quality < 0 || request.quality > kQualityBest) {
     return fmt::format("--quality {} is out of range: 0 (worst) to 100 (best)", request.quality);
   }
-  if (codec == OutputCodec::kNone || codec == OutputCodec::kFfv1 || codec == OutputCodec::kPng) {
+  const WriterCodec* row = FindWriterCodec(codec);
+  if (row == nullptr || row->isLossless) {
     return std::string("--quality has no effect on a lossless output: leave it out");
   }
   return std::nullopt;
@@ -154,7 +145,8 @@ WriteError PlanOutput(const OutputRequest& request, OutputPlan* plan) {
 KivSize WrittenSize(const OutputPlan& plan, const PictureSeries& series) {
   const auto& [width, height] = series.size;
   const bool replaced = series.hasAlpha && plan.codecWithAlpha != OutputCodec::kNone;
-  if (plan.codec != OutputCodec::kH264 || replaced) return series.size;
+  const WriterCodec* row = FindWriterCodec(plan.codec);
+  if (row == nullptr || !row->needsEvenSides || replaced) return series.size;
   return {width + width % 2, height + height % 2};
 }
 

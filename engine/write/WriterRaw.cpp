@@ -19,9 +19,7 @@ constexpr char kFrameMark[] = "FRAME\n";
 class RawWriter : public Writer {
  public:
   explicit RawWriter(const WriterSetup& setup)
-      : file_(setup.cancelled),
-        byteCount_(static_cast<size_t>(setup.series.size.width) *
-                   static_cast<size_t>(setup.series.size.height) * kBytesPerPixel) {}
+      : file_(setup.cancelled), byteCount_(PictureBytesOf(setup.series.size)) {}
 
   WriteError Open(const std::string& name) { return file_.Open(name); }
   WriteError Write(const uint8_t* bgra) override { return file_.Write(bgra, byteCount_); }

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "kiv/base/FrameTime.h"
+
 extern "C" {
 #include <libavutil/mathematics.h>
 }
@@ -9,7 +11,7 @@ extern "C" {
 namespace kiv {
 namespace {
 
-constexpr AVRational kTimesUnit{1, 10'000'000};
+constexpr AVRational kTimesUnit{1, static_cast<int>(kTicksPerSecond)};
 constexpr AVRational kOwnTimeBase{1, 90'000};
 
 AVRational StepOf(const PictureSeries& series) {

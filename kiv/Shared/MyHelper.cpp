@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <string_view>
 
+#include "kiv/platform/FrameFacts.h"
 #include "kiv/platform/KeyNames.h"
-#include "kiv/platform/KivCommon.h"
 #include "kiv/platform/Logger.h"
 #include "kiv/values/CKivValue.h"
 
@@ -105,8 +105,7 @@ HRESULT ApplyFilter(const KivComPtr<IKivCGFilter>& filter, const KivRectF& first
   filter->SetInputCount(1);
   filter->SetFirstInput(firstInput.Get());
   filter->SetSecondInput(secondInput.Get());
-  IKivBitmap* const bitmap = output->GetBitmap();
-  const KivSize size{bitmap->GetWidth(), bitmap->GetHeight()};
+  const KivSize size = kiv::SizeOf(*output);
   return filter->Run(&size);
 }
 

@@ -2,7 +2,7 @@
 //
 // Threads:  one caller at a time for each filter.
 // Errors:   a null filter gives E_FAIL. A parameter that does not exist is no error: nothing is
-// set.
+//           set.
 #pragma once
 
 #include <cstdint>

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "kiv/base/FrameTime.h"
 #include "kiv/platform/KivCommon.h"
 #include "kiv/platform/Logger.h"
 #include "kiv/values/Saturate.h"
@@ -10,13 +11,7 @@ using SimpleSync::CSimpleMutexLock;
 
 namespace {
 
-constexpr int64_t kTicksPerSecond = 10'000'000;
 constexpr int32_t kDecoderFailed = 1;
-
-// The product is formed in integers and the quotient truncated: 30000/1001 maps 1 to 333666.
-int64_t IndexToTime(int32_t index, const KivRational& rate) {
-  return kiv::SaturateToInt64(static_cast<double>(index * kTicksPerSecond) / rate.ToDouble());
-}
 
 }  // namespace
 
@@ -44,14 +39,14 @@ void CStreamer::SetFrameTime(IKivFrame* frame, int32_t index, const KivRational&
 
 int64_t CStreamer::FrameToTime(int32_t index) {
   CSimpleMutexLock guard(lock_);
-  return IndexToTime(index, frameRate_);
+  return kiv::FrameStart(index, frameRate_);
 }
 
 int32_t CStreamer::GetPosition(int64_t* time) {
   CSimpleMutexLock guard(lock_);
   const int32_t index = position_ == -1 ? 0 : position_;
   if (time) PlaceDecoderLocked();
-  if (time) *time = decoder_ ? decoder_->GetCurrentTime() : IndexToTime(index, frameRate_);
+  if (time) *time = decoder_ ? decoder_->GetCurrentTime() : kiv::FrameStart(index, frameRate_);
   return index;
 }
 

@@ -18,8 +18,7 @@
 // Threads:  any: a frame cache's worker reads while the host sends commands.
 // Locks:    lock_ comes after every other node's lock; the decoder is called with it held.
 // Errors:   none from the decoder: a failed read is logged and gives status 1, a failed skip or
-// seek
-//           is taken as done.
+//           seek is taken as done.
 class CStreamer : public CSourceBase {
  public:
   explicit CStreamer(IUnknown* outer);

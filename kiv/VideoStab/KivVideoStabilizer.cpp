@@ -5,14 +5,13 @@
 
 #include "kiv/base/AtBoundary.h"
 #include "kiv/chain/Rates.h"
-#include "kiv/platform/KeyNames.h"
-#include "kiv/platform/KivCommon.h"
+#include "kiv/platform/FrameFacts.h"
+#include "kiv/platform/FullKeys.h"
 
 using SimpleSync::CSimpleMutexLock;
 
 namespace {
 
-constexpr wchar_t kVideo[] = L".Video";
 constexpr int32_t kPathCapacity = 260;
 
 template <typename T>
@@ -35,13 +34,6 @@ bool TakePath(IKivProperties* bag, std::wstring* field, bool* found) {
 bool TakeStream(IKivProperties* bag, int32_t* field, int32_t* value) {
   const wchar_t* const key = KivKey::SourceRender::kSourceRender_CurrentVideoStreamIndex;
   return bag && Succeeded(bag->GetInt(key, value)) && Replace(field, *value);
-}
-
-void CopyStamp(const KivComPtr<IKivFrame>& from, const KivComPtr<IKivFrame>& to) {
-  int64_t time = 0, duration = 0;
-  if (Succeeded(from->GetTime(&time, &duration))) to->SetTime(time, duration);
-  const auto source = from.As<IKivVideoFrame>(), target = to.As<IKivVideoFrame>();
-  if (source && target) target->SetFrameIndex(source->GetFrameIndex());
 }
 
 }  // namespace
@@ -80,11 +72,11 @@ bool CKivVideoStabilizer::HasForeignData() {
 KivComPtr<IKivFrame> CKivVideoStabilizer::Corrected(const KivComPtr<IKivFrame>& frame) {
   IKivBitmap* const bitmap = frame->GetBitmap();
   if (!bitmap) return nullptr;
-  const KivSize size{bitmap->GetWidth(), bitmap->GetHeight()};
+  const KivSize size = kiv::SizeOf(*bitmap);
   if (!KivCommon::CreateBGRAFrameFrom(output_, size, KivCGMemoryType::kDownstream)) return nullptr;
   const int32_t index = CSourceBase::GetPosition(nullptr);
   if (Failed(task_.Correct(frame.Get(), output_.Get(), index, level_))) return nullptr;
-  CopyStamp(frame, output_);
+  kiv::CopyStamps(*frame, *output_);
   return output_;
 }
 
@@ -218,7 +210,7 @@ bool CKivVideoStabilizer::ReadSourceLocked(IKivProperties* info) {
   KivRange range = settings_.rngSource;
   KivSize size = settings_.oSize;
   KivRational rate = settings_.ratFramerate;
-  const std::wstring rangeKey = std::wstring(KivKey::Source::kSource_RangeFrameNumber) + kVideo;
+  const std::wstring rangeKey = KivKey::OfVideo(KivKey::Source::kSource_RangeFrameNumber);
   info->GetRange(rangeKey.c_str(), &range);
   info->GetSize(KivKey::Source::kSource_Size, &size);
   kiv::ReadRate(info, KivKey::Source::kSource_Framerate, &rate);

@@ -5,8 +5,8 @@
 
 #include "kiv/StreamCommon/MediaLocations.h"
 #include "kiv/base/AtBoundary.h"
+#include "kiv/platform/FrameFacts.h"
 #include "kiv/platform/KeyNames.h"
-#include "kiv/platform/KivCommon.h"
 #include "kiv/platform/Logger.h"
 #include "kiv/values/Saturate.h"
 
@@ -52,9 +52,8 @@ KivComPtr<IKivStabilizerAlgorithm> MakeAlgorithm() {
   return made;
 }
 
-KivComPtr<IKivFrame> MakeFrame() {
-  KivComPtr<IKivFrame> made;
-  KivCommon::GetInterface(kFrameClassId, nullptr, 1, IKivFrame::kIid, made.PutVoid());
+KivComPtr<IKivFrame> NewFrame() {
+  auto made = kiv::NewEmptyFrame();
   if (!made) KIV_LOG(LogLevel::kCreation, L"Failed to create video frame");
   return made;
 }
@@ -189,7 +188,7 @@ bool CKivVideoStabExtendControl::BeginRun(const StabSettings& settings, Run* run
   if (Failed(OpenSource(settings, &run->stream))) return false;
   run->algorithm = MakeAlgorithm();
   if (!run->algorithm) return false;
-  run->frame = MakeFrame();
+  run->frame = NewFrame();
   if (!run->frame) return false;
   const double rate = settings.ratFramerate.ToDouble();
   times_ = {KivCommon::FrameNumberToPTS(settings.rngSource.start, rate),

@@ -3,8 +3,9 @@
 #include <cmath>
 #include <utility>
 
-#include "kiv/platform/KeyNames.h"
+#include "kiv/platform/FullKeys.h"
 #include "kiv/platform/KivCommon.h"
+#include "kiv/platform/PictureFacts.h"
 #include "kiv/values/NumberText.h"
 #include "kiv/values/Saturate.h"
 #include "kiv/values/TextScan.h"
@@ -14,20 +15,8 @@ namespace {
 constexpr double kSteps = 10000.0;
 constexpr int32_t kEntryCapacity = 40;
 constexpr int32_t kPathCapacity = 260;
-constexpr int32_t kLargestSide = 1 << 15;
 
-constexpr wchar_t kEnableKey[] = L"Stab.Enable";
-constexpr wchar_t kRangeKey[] = L"Stab.rngSource";
-constexpr wchar_t kPathKey[] = L"Stab.wstrPath";
-constexpr wchar_t kStreamKey[] = L"Stab.nStreamIdx";
-constexpr wchar_t kSizeKey[] = L"Stab.oSize";
-constexpr wchar_t kRateKey[] = L"Stab.ratFramerate";
-
-std::wstring EntryKey(int64_t index) {
-  std::wstring key = L"Stab-Data-";
-  kiv::AppendInteger(&key, index);
-  return key;
-}
+namespace Key = KivKey::MotionData;
 
 void AppendSteps(std::wstring* text, double value) {
   kiv::AppendInteger(text, kiv::SaturateToInt32(value * kSteps));
@@ -47,31 +36,31 @@ bool ScanSteps(kiv::TextScan* scan, double* value) {
 }
 
 void WriteSettings(const StabSettings& settings, IKivProperties* bag) {
-  bag->SetInt(kEnableKey, settings.Enable);
-  bag->SetRange(kRangeKey, &settings.rngSource);
-  bag->SetString(kPathKey, settings.wstrPath.c_str());
-  bag->SetInt(kStreamKey, settings.nStreamIdx);
-  bag->SetSize(kSizeKey, &settings.oSize);
-  bag->SetRational(kRateKey, &settings.ratFramerate);
+  bag->SetInt(Key::kEnabled, settings.Enable);
+  bag->SetRange(Key::kRange, &settings.rngSource);
+  bag->SetString(Key::kPath, settings.wstrPath.c_str());
+  bag->SetInt(Key::kStream, settings.nStreamIdx);
+  bag->SetSize(Key::kSize, &settings.oSize);
+  bag->SetRational(Key::kFrameRate, &settings.ratFramerate);
 }
 
 void ReadSettings(IKivProperties* bag, StabSettings* settings) {
-  bag->GetInt(kEnableKey, &settings->Enable);
-  bag->GetRange(kRangeKey, &settings->rngSource);
+  bag->GetInt(Key::kEnabled, &settings->Enable);
+  bag->GetRange(Key::kRange, &settings->rngSource);
   wchar_t path[kPathCapacity] = {};
-  bag->GetString(kPathKey, path, kPathCapacity);
+  bag->GetString(Key::kPath, path, kPathCapacity);
   settings->wstrPath = path;
-  bag->GetInt(kStreamKey, &settings->nStreamIdx);
-  bag->GetSize(kSizeKey, &settings->oSize);
-  bag->GetRational(kRateKey, &settings->ratFramerate);
+  bag->GetInt(Key::kStream, &settings->nStreamIdx);
+  bag->GetSize(Key::kSize, &settings->oSize);
+  bag->GetRational(Key::kFrameRate, &settings->ratFramerate);
 }
 
-bool IsPossibleSide(int32_t side) { return side >= 0 && side <= kLargestSide; }
+bool IsPossibleSide(int32_t side) { return side >= 0 && side <= kiv::kMaxPictureSide; }
 
 HRESULT ReadMotions(IKivProperties* bag, int32_t count, std::vector<StabMotion>* motions) {
   for (int32_t i = 0; i < count; ++i) {
     wchar_t text[kEntryCapacity] = {};
-    if (Failed(bag->GetString(EntryKey(i).c_str(), text, kEntryCapacity))) return E_INVALIDARG;
+    if (Failed(bag->GetString(Key::Entry(i).c_str(), text, kEntryCapacity))) return E_INVALIDARG;
     motions->push_back(StabMotionFromText(text));
   }
   return count < 0 ? E_INVALIDARG : S_OK;
@@ -104,7 +93,7 @@ HRESULT StoreStabData(const StabStoredData& data, IKivProperties* bag) {
   int32_t count = 0;
   for (const StabMotion& motion : data.motions) {
     const HRESULT hr =
-        made.Get()->SetString(EntryKey(count++).c_str(), StabMotionText(motion).c_str());
+        made.Get()->SetString(Key::Entry(count++).c_str(), StabMotionText(motion).c_str());
     if (Failed(hr)) return hr;
   }
   WriteSettings(data.settings, made.Get());

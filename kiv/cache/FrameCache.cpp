@@ -9,7 +9,7 @@
 #include "kiv/base/AtBoundary.h"
 #include "kiv/chain/NodeUpkeep.h"
 #include "kiv/chain/Rates.h"
-#include "kiv/platform/KeyNames.h"
+#include "kiv/platform/FullKeys.h"
 #include "kiv/platform/KivCommon.h"
 #include "kiv/platform/Logger.h"
 #include "kiv/values/Saturate.h"
@@ -246,7 +246,7 @@ void CFrameCache::UpdatePoolLocked() {
 
 CFrameCache::Timing CFrameCache::TimingIn(IKivProperties* settings, IKivProperties* info,
                                           Timing timing) {
-  const std::wstring sourceRateKey = std::wstring(KivKey::Source::kSource_Framerate) + L".Video";
+  const std::wstring sourceRateKey = KivKey::OfVideo(KivKey::Source::kSource_Framerate);
   kiv::ReadRate(info, sourceRateKey.c_str(), &timing.sourceRate);
   kiv::ReadRate(settings, KivKey::Render::kRender_Framerate, &timing.renderRate);
   if (!settings) return timing;
@@ -261,7 +261,7 @@ CFrameCache::Timing CFrameCache::TimingIn(IKivProperties* settings, IKivProperti
 HRESULT CFrameCache::Initialize(KivComPtr<IKivProperties> settings,
                                 KivComPtr<IKivProperties> info) {
   CSimpleMutexLock guard(nodeLock_);
-  if (GetInt(settings.Get(), kCleanupMark) == 1) ClearCacheLocked();
+  if (GetInt(settings.Get(), KivKey::Mark::kCleanup) == 1) ClearCacheLocked();
   AtBoundary([&]() KIV_REQUIRES(nodeLock_) {
     UseTimingLocked(TimingIn(settings.Get(), info.Get(), timing_));
     return S_OK;

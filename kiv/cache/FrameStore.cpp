@@ -4,21 +4,16 @@
 #include <iterator>
 #include <utility>
 
+#include "kiv/platform/FrameFacts.h"
 #include "kiv/platform/PictureFacts.h"
 
 namespace {
 
-int64_t BytesOf(const KivSize& size) {
-  return int64_t{kiv::kBytesPerPixel} * std::max(size.width, 0) * std::max(size.height, 0);
+int64_t BytesOf(IKivFrame& frame) {
+  return static_cast<int64_t>(kiv::PictureBytesOf(kiv::SizeOf(frame)));
 }
 
 }  // namespace
-
-KivSize PictureSize(IKivFrame* frame) {
-  IKivBitmap* const bitmap = frame->GetBitmap();
-  if (!bitmap) return {};
-  return {bitmap->GetWidth(), bitmap->GetHeight()};
-}
 
 int32_t FrameStore::Capacity() const {
   if (lastPictureBytes_ <= 0) return kMostFrames;
@@ -32,7 +27,7 @@ IKivFrame* FrameStore::Find(int64_t index) const {
 }
 
 void FrameStore::Put(int64_t index, const KivComPtr<IKivFrame>& frame, int64_t wanted) {
-  const int64_t bytes = BytesOf(PictureSize(frame.Get()));
+  const int64_t bytes = BytesOf(*frame);
   Entry& entry = frames_.try_emplace(index, Entry{nullptr, 0}).first->second;
   bytes_ += bytes - entry.bytes;
   entry = {frame, bytes};
@@ -42,7 +37,7 @@ void FrameStore::Put(int64_t index, const KivComPtr<IKivFrame>& frame, int64_t w
 }
 
 void FrameStore::DropSpare() {
-  spareBytes_ -= BytesOf(PictureSize(spares_.front().Get()));
+  spareBytes_ -= BytesOf(*spares_.front());
   spares_.pop();
 }
 
@@ -78,7 +73,7 @@ KivComPtr<IKivFrame> FrameStore::TakeSpare(const KivSize& size) {
   while (!spares_.empty()) {
     KivComPtr<IKivFrame> spare = spares_.front();
     DropSpare();
-    if (PictureSize(spare.Get()) == size) return spare;
+    if (kiv::SizeOf(*spare) == size) return spare;
   }
   return nullptr;
 }

@@ -16,8 +16,6 @@
 #include "kiv/cache/CacheSpan.h"
 #include "kiv/platform/Frame.h"
 
-KivSize PictureSize(IKivFrame* frame);
-
 class FrameStore {
  public:
   static constexpr int64_t kMostBytes = int64_t{256} << 20;

@@ -1,23 +1,15 @@
 #include "kiv/cache/Reverser.h"
 
 #include <algorithm>
-#include <limits>
 #include <utility>
 
+#include "kiv/base/FrameTime.h"
 #include "kiv/chain/Rates.h"
 #include "kiv/platform/KeyNames.h"
 #include "kiv/platform/KivCommon.h"
 #include "kiv/values/Saturate.h"
 
 namespace {
-
-constexpr int64_t kTicksPerSecond = 10'000'000;
-
-int64_t SaturatingDifference(int64_t a, int64_t b) {
-  int64_t difference = 0;
-  if (!__builtin_sub_overflow(a, b, &difference)) return difference;
-  return b > 0 ? std::numeric_limits<int64_t>::min() : std::numeric_limits<int64_t>::max();
-}
 
 void ReadSwitch(IKivProperties* bag, const wchar_t* key, bool* value) {
   int32_t number = 0;
@@ -62,13 +54,12 @@ KivComPtr<IKivFrame> CReverser::GetCurrentFrame(int32_t* status) {
 }
 
 void CReverser::Retime(IKivFrame* frame) const {
-  const auto ticks = static_cast<double>(total_ * kTicksPerSecond);
-  const int64_t whole = kiv::SaturateToInt64(ticks / renderRate_.ToDouble());
+  const int64_t whole = kiv::FrameStart(total_, renderRate_);
   int64_t time = 0;
   int64_t duration = 0;
   frame->GetTime(&time, &duration);
   if (KivCommon::ReadPixels(frame)) {
-    frame->SetTime(SaturatingDifference(whole, time), duration);
+    frame->SetTime(kiv::SaturatingSubtract(whole, time), duration);
   } else {
     frame->SetTime(0, 0);
   }

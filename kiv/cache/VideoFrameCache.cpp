@@ -4,32 +4,20 @@
 #include <utility>
 
 #include "kiv/base/AtBoundary.h"
-#include "kiv/platform/KeyNames.h"
-#include "kiv/platform/KivCommon.h"
+#include "kiv/platform/FrameFacts.h"
+#include "kiv/platform/FullKeys.h"
 #include "kiv/platform/Logger.h"
 
 using SimpleSync::CSimpleMutexLock;
 
 namespace {
 
-constexpr wchar_t kVideo[] = L".Video";
-constexpr uint32_t kInProcess = 1;
-
-HRESULT MakeFrame(const KivSize& size, KivCGMemoryType type, KivComPtr<IKivFrame>* frame) {
-  KivComPtr<IKivFrame> made;
-  HRESULT hr =
-      KivCommon::GetInterface(kFrameClassId, nullptr, kInProcess, IKivFrame::kIid, made.PutVoid());
-  const auto video = made.As<IKivVideoFrame>();
-  if (Succeeded(hr) && !video) hr = E_FAIL;
-  if (Succeeded(hr)) {
-    hr = video->Allocate(size.width, size.height, 0, type, nullptr, 0, kDefaultFrameDuration);
-  }
+HRESULT NewFrame(const KivSize& size, KivCGMemoryType type, KivComPtr<IKivFrame>* frame) {
+  const HRESULT hr = kiv::MakeFrame(size, type, frame);
   if (Failed(hr)) {
     KIV_LOG(LogLevel::kCreation, L"Failed to create cached frame, size(%d, %d), hr %08x",
             size.width, size.height, static_cast<uint32_t>(hr));
-    return hr;
   }
-  frame->Swap(made);
   return hr;
 }
 
@@ -41,19 +29,19 @@ CVideoFrameCache::CVideoFrameCache(IUnknown* outer, NodeRef upstream)
 CVideoFrameCache::~CVideoFrameCache() { EndTasks(); }
 
 void CVideoFrameCache::GetSpareFrame(KivComPtr<IKivFrame>* spare, IKivFrame* source) {
-  const KivSize size = PictureSize(source);
+  const KivSize size = kiv::SizeOf(*source);
   {
     CSimpleMutexLock guard(mapLock_);
     *spare = store_.TakeSpare(size);
   }
-  if (!*spare) MakeFrame(size, KivCGMemoryType::kCached, spare);
+  if (!*spare) NewFrame(size, KivCGMemoryType::kCached, spare);
 }
 
 HRESULT CVideoFrameCache::CopyToOutput(IKivFrame* source) {
-  const KivSize size = PictureSize(source);
-  if (!output_ || PictureSize(output_.Get()) != size) {
+  const KivSize size = kiv::SizeOf(*source);
+  if (!output_ || kiv::SizeOf(*output_) != size) {
     output_.Reset();
-    const HRESULT hr = MakeFrame(size, KivCGMemoryType::kDownstream, &output_);
+    const HRESULT hr = NewFrame(size, KivCGMemoryType::kDownstream, &output_);
     if (Failed(hr)) return hr;
     OnOutputFrameCreated();
   }
@@ -65,7 +53,7 @@ HRESULT CVideoFrameCache::Initialize(KivComPtr<IKivProperties> settings,
   const HRESULT hr = CFrameCache::Initialize(settings, info);
   if (Failed(hr) || !info) return hr;
   return AtBoundary([&] {
-    const std::wstring key = std::wstring(KivKey::Source::kSource_TotalFrameCount) + kVideo;
+    const std::wstring key = KivKey::OfVideo(KivKey::Source::kSource_TotalFrameCount);
     int32_t count = 0;
     if (Succeeded(info->GetInt(key.c_str(), &count))) SetLast(count);
     return hr;

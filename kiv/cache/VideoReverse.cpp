@@ -5,14 +5,8 @@
 
 #include "kiv/base/AtBoundary.h"
 #include "kiv/chain/Rates.h"
-#include "kiv/platform/KeyNames.h"
+#include "kiv/platform/FullKeys.h"
 #include "kiv/values/Saturate.h"
-
-namespace {
-
-constexpr wchar_t kVideo[] = L".Video";
-
-}  // namespace
 
 CVideoReverse::CVideoReverse(IUnknown* outer, NodeRef upstream)
     : CReverser(outer, std::move(upstream)) {}
@@ -22,8 +16,8 @@ void CVideoReverse::ReadSourceInfo(IKivProperties* /*settings*/, IKivProperties*
   bool isCounted = false;
   if (info) {
     AtBoundary([&] {
-      const std::wstring countKey = std::wstring(KivKey::Source::kSource_TotalFrameCount) + kVideo;
-      const std::wstring rateKey = std::wstring(KivKey::Source::kSource_Framerate) + kVideo;
+      const std::wstring countKey = KivKey::OfVideo(KivKey::Source::kSource_TotalFrameCount);
+      const std::wstring rateKey = KivKey::OfVideo(KivKey::Source::kSource_Framerate);
       isCounted = Succeeded(info->GetInt(countKey.c_str(), &count));
       kiv::ReadRate(info, rateKey.c_str(), &sourceRate_);
       return S_OK;

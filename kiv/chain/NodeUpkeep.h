@@ -12,9 +12,6 @@ struct InitialBags {
 // do not hold, nodes keep.
 enum class Initializer { kHost, kClipRender };
 
-// 1 in a settings bag: let go of what is held.
-inline constexpr wchar_t kCleanupMark[] = L"CLIP.CMD.CLEANUP";
-
 // Threads:  as the node's own operations.
 // Errors:   none.
 class NodeUpkeep {

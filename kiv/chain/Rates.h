@@ -2,18 +2,12 @@
 // its own.
 #pragma once
 
-#include <cmath>
-
+#include "kiv/base/FrameTime.h"
 #include "kiv/chain/Dispatch.h"
 #include "kiv/platform/Properties.h"
 #include "kiv/values/ValueTypes.h"
 
 namespace kiv {
-
-inline bool IsRate(const KivRational& rate) {
-  const double value = rate.ToDouble();
-  return value > 0 && std::isfinite(value);
-}
 
 inline void TakeRate(const KivRational& sent, KivRational* rate) {
   if (IsRate(sent)) *rate = sent;

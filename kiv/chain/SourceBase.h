@@ -15,8 +15,7 @@
 //           the upstream node alone, see NodeRef.
 // Threads:  one caller at a time; has no lock.
 // Errors:   creates none; an upstream failure is returned unchanged and leaves the position where
-// it
-//           was.
+//           it was.
 class CSourceBase : public scombase::CUnknown, public IKivSourceBase, public NodeUpkeep {
  public:
   CSourceBase(IUnknown* outer, NodeRef upstream);

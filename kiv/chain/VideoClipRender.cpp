@@ -8,14 +8,13 @@
 #include "kiv/chain/CommandIds.h"
 #include "kiv/chain/NodeUpkeep.h"
 #include "kiv/chain/TaskIdentities.h"
-#include "kiv/platform/KeyNames.h"
+#include "kiv/platform/FullKeys.h"
 #include "kiv/platform/KivCommon.h"
 
 using SimpleSync::CSimpleMutexLock;
 
 namespace {
 
-constexpr wchar_t kNecessaryInit[] = L"CLIP.CMD.NECESSARY.INIT";
 constexpr auto kSetDecoder = static_cast<uint32_t>(CommandId::SetDecoder);
 // Below this, a custom source frame rate counts as not set.
 constexpr double kLeastFrameRate = 0.001;
@@ -47,7 +46,7 @@ void Retire(const NodeRef& tail) {
     const KivPropDecorator settings = KivCommon::CreateProperties();
     const KivPropDecorator info = KivCommon::CreateProperties();
     if (!settings || !info) return E_OUTOFMEMORY;
-    settings->SetInt(kCleanupMark, 1);
+    settings->SetInt(KivKey::Mark::kCleanup, 1);
     settings->SetInt(KivKey::Render::kRender_CacheEnable, 0);
     settings->SetInt(KivKey::Speed::kReverse, 0);
     return tail->Initialize(settings.Reference(), info.Reference());
@@ -83,7 +82,7 @@ HRESULT CVideoClipRender::EnsureInitialized() {
 }
 
 void CVideoClipRender::FillSettingsLocked(IKivProperties* settings) {
-  settings->SetInt(kNecessaryInit, 1);
+  settings->SetInt(KivKey::Mark::kNecessaryInit, 1);
   settings->SetRational(KivKey::Render::kRender_Framerate, &renderFrameRate_);
   settings->SetSize(KivKey::Render::kRender_Size, &renderSize_);
   if (customSourceFrameRate_.ToDouble() >= kLeastFrameRate) {
@@ -100,7 +99,7 @@ HRESULT CVideoClipRender::Cleanup() {
     const KivPropDecorator settings = KivCommon::CreateProperties();
     const KivPropDecorator info = KivCommon::CreateProperties();
     if (!settings || !info) return E_OUTOFMEMORY;
-    settings->SetInt(kCleanupMark, 1);
+    settings->SetInt(KivKey::Mark::kCleanup, 1);
     const OwnInitialize mark(nodes_);
     tail_->Initialize(settings.Reference(), info.Reference());
     return S_OK;

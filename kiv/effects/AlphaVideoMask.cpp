@@ -3,15 +3,10 @@
 #include <cmath>
 #include <utility>
 
-#include "kiv/platform/KivCommon.h"
+#include "kiv/platform/FrameFacts.h"
 #include "kiv/platform/Logger.h"
 
 namespace {
-
-KivSize SizeOf(IKivFrame& frame) {
-  IKivBitmap* const bitmap = frame.GetBitmap();
-  return {bitmap->GetWidth(), bitmap->GetHeight()};
-}
 
 HRESULT OpenSource(const std::wstring& path, KivComPtr<IKivMediaSource>* opened) {
   KivComPtr<IKivMediaSource> source;
@@ -58,7 +53,7 @@ void AlphaVideoMask::Skip(int32_t count, int32_t* moved, int64_t time, int64_t f
 KivComPtr<IKivFrame> AlphaVideoMask::Frame(const KivSize& size) {
   KivComPtr<IKivFrame> mask;
   if (!decoder_ || Failed(decoder_->ReadCurrentFrame(&mask)) || !mask) return nullptr;
-  if (SizeOf(*mask) == size) return mask;
+  if (kiv::SizeOf(*mask) == size) return mask;
   SetMaskSize(size);
   mask.Reset();
   decoder_->ReadCurrentFrame(&mask);

@@ -4,17 +4,14 @@
 
 #include "kiv/Shared/MyHelper.h"
 #include "kiv/StreamCommon/MediaLocations.h"
+#include "kiv/platform/FrameFacts.h"
 #include "kiv/platform/KeyNames.h"
-#include "kiv/platform/KivCommon.h"
 
 namespace {
 
 constexpr KivRectF kWhole{0, 0, 1, 1};
 constexpr int32_t kResizeWhole = 0;
 constexpr float kMostInByte = 255.0F;
-
-KivSize SizeOf(IKivBitmap* bitmap) { return {bitmap->GetWidth(), bitmap->GetHeight()}; }
-KivSize SizeOf(const KivComPtr<IKivFrame>& frame) { return SizeOf(frame->GetBitmap()); }
 
 void SetColour(const KivComPtr<IKivCGFilter>& filter, const wchar_t* const (&names)[3],
                int32_t colour) {
@@ -35,28 +32,11 @@ void SetFill(const KivComPtr<IKivCGFilter>& filter, const AlphaVideoFields& fiel
   SetColour(filter, kSecond, fields.gradientColour2);
 }
 
-void CopyIndex(const KivComPtr<IKivFrame>& from, const KivComPtr<IKivFrame>& to) {
-  const auto source = from.As<IKivVideoFrame>();
-  const auto target = to.As<IKivVideoFrame>();
-  if (source && target) target->SetFrameIndex(source->GetFrameIndex());
-}
-
 HRESULT RunInto(const KivComPtr<IKivCGFilter>& filter, const KivComPtr<IKivFrame>& first,
                 const KivComPtr<IKivFrame>& second, const KivComPtr<IKivFrame>& output) {
   const HRESULT hr = MyHelper::ApplyFilter(filter, kWhole, kWhole, first, second, output);
   const HRESULT read = MyHelper::ReadFilterOutput(filter, output);
   return Failed(hr) ? hr : read;
-}
-
-KivComPtr<IKivFrame> FrameOf(IKivBitmap* bitmap) {
-  KivComPtr<IKivFrame> frame;
-  KivCommon::GetInterface(kFrameClassId, nullptr, 0, IKivFrame::kIid, frame.PutVoid());
-  const auto video = frame.As<IKivVideoFrame>();
-  const bool made =
-      video && Succeeded(video->Allocate(bitmap->GetWidth(), bitmap->GetHeight(), 0,
-                                         KivCGMemoryType::kDownstream, bitmap->GetPixels(), 0,
-                                         kDefaultFrameDuration));
-  return made ? frame : nullptr;
 }
 
 }  // namespace
@@ -68,8 +48,8 @@ AlphaVideoPictures::AlphaVideoPictures() {
 
 HRESULT AlphaVideoPictures::LoadFillImage(const std::wstring& path,
                                           const KivComPtr<IKivFrame>& upstream) {
-  const KivSize size = SizeOf(upstream);
-  const bool loaded = fillImage_ && path == loadedImagePath_ && SizeOf(fillImage_) == size;
+  const KivSize size = kiv::SizeOf(*upstream);
+  const bool loaded = fillImage_ && path == loadedImagePath_ && kiv::SizeOf(*fillImage_) == size;
   if (loaded || !IsMediaLocationAvailable(path.c_str())) return S_FALSE;
   KivComPtr<IKivFrame> blank;
   if (!KivCommon::CreateBGRAFrameFrom(blank, upstream.Get(), KivCGMemoryType::kDownstream)) {
@@ -85,7 +65,7 @@ HRESULT AlphaVideoPictures::LoadFillImage(const std::wstring& path,
 KivComPtr<IKivBitmap> AlphaVideoPictures::ImageOfSize(const std::wstring& path,
                                                       const KivSize& size) const {
   auto bitmap = KivCommon::ImageFunc::CreateBitmapFromFile(path.c_str());
-  if (!bitmap || SizeOf(bitmap.Get()) == size) return bitmap;
+  if (!bitmap || kiv::SizeOf(*bitmap) == size) return bitmap;
   auto resized = KivCommon::ImageFunc::InitBitmap(size.width, size.height);
   if (!resized) return nullptr;
   KivCommon::ImageFunc::ResizeImage(imageProcessor_.Get(), bitmap.Get(), resized.Get(),
@@ -94,8 +74,10 @@ KivComPtr<IKivBitmap> AlphaVideoPictures::ImageOfSize(const std::wstring& path,
 }
 
 HRESULT AlphaVideoPictures::Premultiply(const KivComPtr<IKivBitmap>& bitmap) {
-  const auto frame = FrameOf(bitmap.Get());
-  if (!frame) return E_OUTOFMEMORY;
+  KivComPtr<IKivFrame> frame;
+  const HRESULT made = kiv::MakeFrame(kiv::SizeOf(*bitmap), KivCGMemoryType::kDownstream, &frame,
+                                      bitmap->GetPixels());
+  if (Failed(made)) return E_OUTOFMEMORY;
   const auto filter = MyHelper::CreateFilter(KivKey::Filter::kFilterGUID_preMultAlpha, nullptr);
   MyHelper::ApplyFilter(filter, kWhole, kWhole, frame, nullptr, fillImage_);
   return MyHelper::ReadFilterOutput(filter, fillImage_);
@@ -144,7 +126,7 @@ KivComPtr<IKivFrame> AlphaVideoPictures::Replaced(const KivComPtr<IKivFrame>& pi
 void AlphaVideoPictures::Stamp(const KivComPtr<IKivFrame>& upstream,
                                const KivComPtr<IKivFrame>& output) const {
   output->SetTime(time_, duration_);
-  CopyIndex(upstream, output);
+  kiv::CopyIndex(*upstream, *output);
 }
 
 void AlphaVideoPictures::Release() {

@@ -3,11 +3,10 @@
 #include <algorithm>
 #include <cmath>
 
+#include "kiv/base/FrameTime.h"
 #include "kiv/values/Saturate.h"
 
 namespace {
-
-constexpr int64_t kTicksPerSecond = 10'000'000;
 
 using kiv::ClampToInt32;
 
@@ -73,6 +72,5 @@ int32_t MapToMaskFrame(const AlphaVideoTiming& timing, int32_t frame) {
 }
 
 int64_t AlphaFrameTime(const AlphaVideoTiming& timing, int32_t frame) {
-  return kiv::SaturateToInt64(static_cast<double>(frame * kTicksPerSecond) /
-                              timing.sourceRate.ToDouble());
+  return kiv::FrameStart(frame, timing.sourceRate);
 }

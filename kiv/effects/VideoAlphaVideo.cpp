@@ -7,8 +7,8 @@
 #include "kiv/StreamCommon/MediaLocations.h"
 #include "kiv/base/AtBoundary.h"
 #include "kiv/chain/Rates.h"
-#include "kiv/platform/KeyNames.h"
-#include "kiv/platform/KivCommon.h"
+#include "kiv/platform/FrameFacts.h"
+#include "kiv/platform/FullKeys.h"
 #include "kiv/values/Saturate.h"
 
 namespace {
@@ -27,10 +27,6 @@ std::wstring Translated(const std::wstring& location) {
     return location;
   }
   return path;
-}
-
-KivSize SizeOf(const KivComPtr<IKivFrame>& frame) {
-  return {frame->GetBitmap()->GetWidth(), frame->GetBitmap()->GetHeight()};
 }
 
 }  // namespace
@@ -139,7 +135,7 @@ KivComPtr<IKivFrame> CVideoAlphaVideo::Compose(const KivComPtr<IKivFrame>& frame
 
 KivComPtr<IKivFrame> CVideoAlphaVideo::MaskFor(const KivComPtr<IKivFrame>& frame) {
   OpenFullHDSource();
-  return mask_.Frame(SizeOf(frame));
+  return mask_.Frame(kiv::SizeOf(*frame));
 }
 
 HRESULT CVideoAlphaVideo::Flush() {
@@ -193,7 +189,7 @@ HRESULT CVideoAlphaVideo::OnGetSettings(const CommandArgs& args) {
 HRESULT CVideoAlphaVideo::Initialize(KivComPtr<IKivProperties> settings,
                                      KivComPtr<IKivProperties> info) {
   int32_t cleanup = 0;
-  if (settings && Succeeded(settings->GetInt(kCleanupMark, &cleanup)) && cleanup != 0) {
+  if (settings && Succeeded(settings->GetInt(KivKey::Mark::kCleanup, &cleanup)) && cleanup != 0) {
     ReleaseWorkingObjects();
   }
   const HRESULT hr = CSourceBase::Initialize(settings, info);
@@ -211,7 +207,7 @@ void CVideoAlphaVideo::ReadSettings(IKivProperties* settings, IKivProperties* in
     sourceRate_ = kDefaultRate;
     return;
   }
-  const std::wstring rateKey = std::wstring(KivKey::Source::kSource_Framerate) + L".Video";
+  const std::wstring rateKey = KivKey::OfVideo(KivKey::Source::kSource_Framerate);
   kiv::ReadRate(info, rateKey.c_str(), &sourceRate_);
   fields_.ReadFrom(settings);
   if (info) info->GetRange(KivKey::Render::kRender_RangeFrameNumber, &renderRange_);

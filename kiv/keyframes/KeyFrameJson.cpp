@@ -8,6 +8,7 @@
 #include <string_view>
 #include <utility>
 
+#include "kiv/platform/FullKeys.h"
 #include "kiv/platform/KivCommon.h"
 #include "kiv/values/Saturate.h"
 
@@ -17,8 +18,6 @@ namespace {
 using KivCommon::Char2WChar;
 using KivCommon::WChar2Char;
 
-constexpr wchar_t kTextKey[] = L".Serialize";
-constexpr wchar_t kSizeKey[] = L".Size";
 // A document is three levels deep; members that it does not know may be deeper.
 constexpr int kMaxDepth = 32;
 // Each part of a document takes memory of its own when parsed; these characters begin one.
@@ -201,9 +200,6 @@ bool Parse(const std::string& text, Json::Value* root) {
   }
 }
 
-std::wstring TextKeyOf(const wchar_t* name) { return std::wstring(name) + kTextKey; }
-std::wstring SizeKeyOf(const wchar_t* name) { return TextKeyOf(name) + kSizeKey; }
-
 }  // namespace
 
 std::wstring WriteKeyFrameDocument(const KeyFrameHeader& header,
@@ -232,16 +228,17 @@ std::optional<KeyFrameDocument> ReadKeyFrameDocument(const std::wstring& text) {
 }
 
 void StoreKeyFrameText(IKivProperties* bag, const wchar_t* name, const std::wstring& text) {
-  bag->SetInt(SizeKeyOf(name).c_str(), ClampToInt32(static_cast<int64_t>(text.size()) + 1));
-  bag->SetString(TextKeyOf(name).c_str(), text.c_str());
+  bag->SetInt(KivKey::DocumentSizeOf(name).c_str(),
+              ClampToInt32(static_cast<int64_t>(text.size()) + 1));
+  bag->SetString(KivKey::DocumentOf(name).c_str(), text.c_str());
 }
 
 std::optional<std::wstring> StoredKeyFrameText(IKivProperties* bag, const wchar_t* name) {
   int32_t length = 0;
-  if (Failed(bag->GetInt(SizeKeyOf(name).c_str(), &length))) return std::nullopt;
+  if (Failed(bag->GetInt(KivKey::DocumentSizeOf(name).c_str(), &length))) return std::nullopt;
   const size_t capacity =
       std::min(static_cast<size_t>(std::max(length, 0)), kMaxKeyFrameDocument) + 1;
-  const std::wstring key = TextKeyOf(name);
+  const std::wstring key = KivKey::DocumentOf(name);
   std::wstring text;
   for (size_t room = std::min(kFirstBuffer, capacity);; room = std::min(room * 4, capacity)) {
     text.assign(room, L'\0');

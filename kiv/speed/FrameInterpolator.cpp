@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "kiv/platform/KivCommon.h"
+#include "kiv/platform/FrameFacts.h"
 #include "kiv/platform/Logger.h"
 #include "kiv/platform/PictureFacts.h"
 #include "kiv/values/Saturate.h"
@@ -15,11 +15,6 @@ constexpr uint32_t kTransparent = 0;
 
 int64_t Narrow(Wide value) {
   return static_cast<int64_t>(std::clamp<Wide>(value, INT64_MIN, INT64_MAX));
-}
-
-KivSize SizeOf(IKivFrame* frame) {
-  IKivBitmap* const bitmap = frame->GetBitmap();
-  return {bitmap->GetWidth(), bitmap->GetHeight()};
 }
 
 bool IsPadded(IKivFrame* frame) {
@@ -76,7 +71,7 @@ bool CFrameInterpolator::SetInBetweenCount(int32_t count) {
 
 bool CFrameInterpolator::PushKeyFrame(IKivFrame* frame) {
   if (!KivCommon::ReadPixels(frame)) return false;
-  keyFrameSize_ = SizeOf(frame);
+  keyFrameSize_ = kiv::SizeOf(*frame);
   KivComPtr<IKivFrame> used(frame);
   if (IsPadded(frame)) {
     used = GetScratchFrame();
@@ -90,26 +85,35 @@ bool CFrameInterpolator::PushKeyFrame(IKivFrame* frame) {
 
 bool CFrameInterpolator::GetInterpolatedFrame(IKivFrame* frame, int32_t index) {
   if (!frame || !algorithm_) return false;
-  const auto scratch = GetScratchFrame();
-  if (!scratch) return false;
-  Read(scratch.Get(), index);
-  if (Failed(frame->CopyFrom(scratch.Get()))) return false;
+  const auto shown = ReadNext(index);
+  if (!shown || Failed(frame->CopyFrom(shown.Get()))) return false;
   const Wide span = Wide{newerTime_} - olderTime_;
   const Wide step = params_.inBetweenCount == 0 ? 0 : span / params_.inBetweenCount;
   frame->SetTime(Narrow(olderTime_ + index * step), Narrow(step));
   return true;
 }
 
+// The picture goes into the frame that is not shown, whose memory is its own again by now: what the
+// caller got before shares its memory with the other one. A refused read leaves that one shown.
+KivComPtr<IKivFrame> CFrameInterpolator::ReadNext(int32_t index) {
+  auto shown = GetScratchFrame();
+  if (!shown) return nullptr;
+  if (!next_ || kiv::SizeOf(*next_) != keyFrameSize_) next_ = NewFrame();
+  if (!next_) return nullptr;
+  if (Read(next_.Get(), index) != 0) return shown;
+  scratch_.Swap(next_);
+  return scratch_;
+}
+
 KivComPtr<IKivFrame> CFrameInterpolator::GetScratchFrame() {
-  if (scratch_ && SizeOf(scratch_.Get()) == keyFrameSize_) return scratch_;
+  if (scratch_ && kiv::SizeOf(*scratch_) == keyFrameSize_) return scratch_;
   scratch_ = NewFrame();
   return scratch_;
 }
 
 KivComPtr<IKivFrame> CFrameInterpolator::NewFrame() const {
-  KivComPtr<IKivFrame> none;
-  auto frame = KivCommon::CreateBGRAFrameFrom(none, keyFrameSize_, KivCGMemoryType::kCached);
-  if (!frame) {
+  KivComPtr<IKivFrame> frame;
+  if (Failed(kiv::MakeFrame(keyFrameSize_, KivCGMemoryType::kCached, &frame))) {
     KIV_LOG(LogLevel::kCreation, L"CFrameInterpolator: no frame of %dx%d", keyFrameSize_.width,
             keyFrameSize_.height);
     return nullptr;
@@ -121,14 +125,14 @@ KivComPtr<IKivFrame> CFrameInterpolator::NewFrame() const {
 
 int32_t CFrameInterpolator::Push(IKivFrame* frame) {
   if (!frame || !algorithm_) return E_FAIL;
-  const KivSize size = SizeOf(frame);
+  const KivSize size = kiv::SizeOf(*frame);
   return algorithm_->Push(KivCommon::ReadPixels(frame), size.width, size.height,
                           kiv::kBytesPerPixel, 0, 0);
 }
 
 int32_t CFrameInterpolator::Read(IKivFrame* frame, int32_t index) {
   if (!frame || !algorithm_) return E_FAIL;
-  const KivSize size = SizeOf(frame);
-  return algorithm_->Read(frame->GetPixels(), size.width, size.height, kiv::kBytesPerPixel, index,
-                          0, 0);
+  const KivSize size = kiv::SizeOf(*frame);
+  return algorithm_->Read(KivCommon::PixelsToFill(frame), size.width, size.height,
+                          kiv::kBytesPerPixel, index, 0, 0);
 }

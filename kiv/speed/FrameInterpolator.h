@@ -11,7 +11,7 @@
 // needs one does nothing.
 //
 // Units:    time int64 in 100 ns; index 0 is the older key frame, count + 1 the newer.
-// Owns:     factory and algorithm; one scratch frame of the key frames' size.
+// Owns:     factory and algorithm; two scratch frames of the key frames' size.
 // Threads:  one caller at a time; has no lock.
 // Errors:   false when a frame is null, holds no picture or cannot be made; what the algorithm says
 //           of a push or read is not passed on.
@@ -24,7 +24,7 @@ class CFrameInterpolator {
 
   // Makes factory and algorithm unless they are there.
   bool EnsureAlgorithm();
-  // Ends them and forgets the times. Parameters, key-frame size and scratch frame stay.
+  // Ends them and forgets the times. Parameters, key-frame size and scratch frames stay.
   bool Reset();
   bool PassParameters();
   // A count below 1 is ignored. Key frames held are carried over to an algorithm made anew.
@@ -45,6 +45,8 @@ class CFrameInterpolator {
 
  private:
   KivComPtr<IKivFrame> NewFrame() const;
+  // Null when storage cannot be had.
+  KivComPtr<IKivFrame> ReadNext(int32_t index);
   int32_t Push(IKivFrame* frame);
   int32_t Read(IKivFrame* frame, int32_t index);
 
@@ -52,7 +54,8 @@ class CFrameInterpolator {
   CVAlgorithm* algorithm_ = nullptr;
   // The algorithm keeps its address.
   FrameInterpolationParams params_;
-  KivComPtr<IKivFrame> scratch_;
+  KivComPtr<IKivFrame> scratch_;  // what was shown last
+  KivComPtr<IKivFrame> next_;
   KivSize keyFrameSize_;
   int64_t olderTime_ = 0;
   int64_t newerTime_ = 0;

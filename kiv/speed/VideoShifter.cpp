@@ -7,12 +7,12 @@
 #include <utility>
 
 #include "kiv/base/AtBoundary.h"
+#include "kiv/base/FrameTime.h"
 #include "kiv/chain/Rates.h"
-#include "kiv/platform/KeyNames.h"
-#include "kiv/platform/KivCommon.h"
+#include "kiv/platform/FrameFacts.h"
+#include "kiv/platform/FullKeys.h"
 #include "kiv/platform/Logger.h"
 #include "kiv/values/Saturate.h"
-#include "kiv/values/SpeedNumbers.h"
 
 using SimpleSync::CSimpleMutexLock;
 
@@ -24,10 +24,6 @@ constexpr double kSeekingSpeed = 20.0;
 constexpr int32_t kReadOnward = 1;
 constexpr KivRational kUnitScale{1, 1};
 constexpr KivRational kDefaultRate{25, 1};
-
-std::wstring Suffixed(const wchar_t* key, const wchar_t* suffix) {
-  return std::wstring(key) + suffix;
-}
 
 }  // namespace
 
@@ -193,21 +189,15 @@ KivComPtr<IKivFrame> CVideoShifter::GetCurrentFrame(int32_t* status) {
 bool CVideoShifter::EnsureOutputFrameLocked(const KivSize& size) {
   if (size == KivSize{}) return false;
   if (output_) {
-    IKivBitmap* const bitmap = output_->GetBitmap();
-    if (KivSize{bitmap->GetWidth(), bitmap->GetHeight()} == size) return true;
+    if (kiv::SizeOf(*output_) == size) return true;
     interpolator_.Reset();
     FeedKeyFrames();
   }
   KivComPtr<IKivFrame> output;
-  KivCommon::GetInterface(kFrameClassId, nullptr, 1, IKivFrame::kIid, output.PutVoid());
-  const auto videoFrame = output.As<IKivVideoFrame>();
-  const bool made = videoFrame && Succeeded(videoFrame->Allocate(
-                                      size.width, size.height, 0, KivCGMemoryType::kDownstream,
-                                      nullptr, 0, kDefaultFrameDuration));
+  const bool made = Succeeded(kiv::MakeFrame(size, KivCGMemoryType::kDownstream, &output));
   if (!made) {
     KIV_LOG(LogLevel::kCreation, L"CVideoShifter: no output frame of %dx%d", size.width,
             size.height);
-    output.Reset();
   }
   output_ = std::move(output);
   return made;
@@ -261,7 +251,9 @@ HRESULT CVideoShifter::OnSetSpeedSettings(const CommandArgs& args) {
 HRESULT CVideoShifter::Initialize(KivComPtr<IKivProperties> settings,
                                   KivComPtr<IKivProperties> info) {
   int32_t cleanup = 0;
-  if (settings && Succeeded(settings->GetInt(kCleanupMark, &cleanup)) && cleanup == 1) Flush();
+  if (settings && Succeeded(settings->GetInt(KivKey::Mark::kCleanup, &cleanup)) && cleanup == 1) {
+    Flush();
+  }
   const HRESULT hr = CSourceBase::Initialize(settings, info);
   if (Failed(hr)) return hr;
   if (!info) return E_POINTER;
@@ -278,19 +270,18 @@ HRESULT CVideoShifter::InitializeFrom(IKivProperties* settings, IKivProperties* 
   if (speed < 1.0) interpolator_.SetInBetweenCount(kiv::InBetweenCountOf(speed));
   if (total <= 0) return S_FALSE;
   const int32_t rendered = RenderTotal(total);
-  info->SetInt(Suffixed(KivKey::Render::kRender_TotalFrameCount, L".Video").c_str(), rendered);
+  info->SetInt(KivKey::OfVideo(KivKey::Render::kRender_TotalFrameCount).c_str(), rendered);
   const bool finite = rendered < KivCommon::Const::FRAMEINDEX_MAX;
   const KivRange range = finite ? KivRange{0, kiv::ClampToInt32(int64_t{rendered} - 1)}
                                 : KivCommon::Const::RANGE_INFINITY;
-  return info->SetRange(Suffixed(KivKey::Render::kRender_RangeFrameNumber, L".Video").c_str(),
-                        &range);
+  return info->SetRange(KivKey::OfVideo(KivKey::Render::kRender_RangeFrameNumber).c_str(), &range);
 }
 
 HRESULT CVideoShifter::WriteUnknownLength(IKivProperties* info) {
   scale_ = parentScale_ = kUnitScale;
   sourceRate_ = renderRate_ = kDefaultRate;
-  info->SetInt(Suffixed(KivKey::Render::kRender_TotalFrameCount, L".Video").c_str(), 0);
-  return info->SetRange(Suffixed(KivKey::Render::kRender_RangeFrameNumber, L".Video").c_str(),
+  info->SetInt(KivKey::OfVideo(KivKey::Render::kRender_TotalFrameCount).c_str(), 0);
+  return info->SetRange(KivKey::OfVideo(KivKey::Render::kRender_RangeFrameNumber).c_str(),
                         &KivCommon::Const::RANGE_INFINITY);
 }
 
@@ -299,9 +290,9 @@ void CVideoShifter::ReadSettings(IKivProperties* settings, IKivProperties* info,
   auto enabled = static_cast<int32_t>(speedEnabled_);
   settings->GetInt(KivKey::Speed::kEnabled, &enabled);
   speedEnabled_ = static_cast<uint32_t>(enabled);
-  settings->GetRational(Suffixed(KivKey::Speed::kScale, L".Parent").c_str(), &parentScale_);
-  info->GetInt(Suffixed(KivKey::Source::kSource_TotalFrameCount, L".Video").c_str(), total);
-  kiv::ReadRate(info, Suffixed(KivKey::Source::kSource_Framerate, L".Video").c_str(), &sourceRate_);
+  settings->GetRational(KivKey::OfParent(KivKey::Speed::kScale).c_str(), &parentScale_);
+  info->GetInt(KivKey::OfVideo(KivKey::Source::kSource_TotalFrameCount).c_str(), total);
+  kiv::ReadRate(info, KivKey::OfVideo(KivKey::Source::kSource_Framerate).c_str(), &sourceRate_);
   kiv::ReadRate(settings, KivKey::Render::kRender_Framerate, &renderRate_);
   settings->GetInt(KivKey::Speed::kInterpolation_Enabled, &isInterpolationOn_);
   auto mode = static_cast<int32_t>(IsFromClipRender() ? interpolationMode_ : 0);

@@ -6,10 +6,10 @@
 #include <utility>
 
 #include "kiv/base/AtBoundary.h"
+#include "kiv/base/FrameTime.h"
 #include "kiv/chain/Rates.h"
-#include "kiv/platform/KeyNames.h"
+#include "kiv/platform/FullKeys.h"
 #include "kiv/values/Saturate.h"
-#include "kiv/values/SpeedNumbers.h"
 
 namespace {
 
@@ -113,7 +113,7 @@ HRESULT CVideoSlider::StepBack(int64_t earliest) {
 // finds the wanted one. Frames need not be evenly spaced, so where a seek ended corrects the next one.
 HRESULT CVideoSlider::SeekBefore(int64_t earliest) {
   beyondEnd_ = 0;
-  const double framesPerTick = sourceRate_.ToDouble() / 1e7;
+  const double framesPerTick = sourceRate_.ToDouble() / static_cast<double>(kiv::kTicksPerSecond);
   double target = static_cast<double>(earliest) * framesPerTick - 1;
   int64_t margin = 1;
   int64_t last = kNoTime;
@@ -188,6 +188,6 @@ void CVideoSlider::ReadRates(IKivProperties* settings, IKivProperties* info) {
     return;
   }
   kiv::ReadRate(settings, KivKey::Render::kRender_Framerate, &renderRate_);
-  const std::wstring key = std::wstring(KivKey::Source::kSource_Framerate) + L".Video";
+  const std::wstring key = KivKey::OfVideo(KivKey::Source::kSource_Framerate);
   kiv::ReadRate(info, key.c_str(), &sourceRate_);
 }

@@ -3,7 +3,7 @@
 // Owns:     two texts; a value that names an interface holds exactly one reference on it.
 // Threads:  one caller at a time for each value.
 // Errors:   0 success, kValueOutOfMemory, kValueUnknownType; on failure nothing is changed or
-// written.
+//           written.
 #pragma once
 
 #include <cstddef>

@@ -4,8 +4,7 @@
 // Owns:     one reference for each Hold, given back by Release.
 // Threads:  any.
 // Locks:    one leaf lock. AddRef is called under it, Release never: that may run a destructor
-// which
-//           comes back here.
+//           which comes back here.
 #pragma once
 
 #include <cstdint>

@@ -52,6 +52,22 @@ TEST_F(FrameInterpolator, FramesBetweenKeyFramesGetTruncatedTimesBetweenTheirs) 
   EXPECT_EQ((Calls{"Read 0", "Read 2147483647", "Destroy", "Start"}), tween.record.log.Take());
 }
 
+TEST_F(FrameInterpolator, AGeneratedPictureIsHandedOnWithoutACopy) {
+  interpolator.SetInBetweenCount(3);
+  PushKey(10, 0);
+  PushKey(50, 4);
+  const auto shown = test::MakeEmptyFrame(), kept = test::MakeEmptyFrame();
+  for (int32_t index = 1; index <= 3; ++index) {
+    ASSERT_TRUE(interpolator.GetInterpolatedFrame(shown.Get(), index));
+    EXPECT_EQ(tween.record.written, KivCommon::ReadPixels(shown.Get())) << index;
+    if (index == 1) kept->CopyFrom(shown.Get());
+  }
+  // What was handed out stays, and a refused read shows the last picture again.
+  EXPECT_EQ(20, test::NumberIn(kept));
+  tween.record.readResult = -1;
+  EXPECT_EQ(40, At(1)[0]);
+}
+
 // Its rows have gaps, and it can be copied only.
 struct PaddedFrame : kiv::CountedObject<IKivFrame> {
   HRESULT SetTime(int64_t, int64_t) override { return S_OK; }

@@ -17,6 +17,7 @@ struct AlgorithmRecord {
   CallLog log;
   int alive = 0;
   int32_t readResult = 0;
+  const void* written = nullptr;    // where the last read put its picture
   FrameInterpolationParams params;  // at the last commit
 };
 
@@ -57,6 +58,7 @@ class FakeAlgorithm : public CVAlgorithm {
     const bool outside = index < 0 || index > parts || width != width_ || height != height_;
     if (record_->readResult != 0 || keys_.size() < 2 || outside) return -1;
     auto* const bytes = static_cast<uint8_t*>(pixels);
+    record_->written = pixels;
     for (size_t i = 0; i < keys_[0].size(); ++i) {
       bytes[i] = static_cast<uint8_t>(
           (keys_[0][i] * (parts - index) + keys_[1][i] * int64_t{index}) / parts);

@@ -112,6 +112,18 @@ TEST(WrittenSound, IsTheSourcesByteForByteWhereTheContainerHoldsIt) {
   }
 }
 
+TEST(Writer, RefusesACodecThatItDoesNotKnow) {
+  const TestFolder folder;
+  for (const auto codec : {kiv::OutputCodec::kNone, static_cast<kiv::OutputCodec>(99)}) {
+    kiv::OutputPlan plan = Plan(folder.Path("a.mp4"));
+    plan.codec = codec;
+    const auto error = WriteGreys(plan, {{64, 48}}, 1);
+    ASSERT_TRUE(error);
+    EXPECT_NE(std::string::npos, error->find("codec is not known")) << *error;
+    EXPECT_FALSE(std::filesystem::exists(folder.Path("a.mp4")));
+  }
+}
+
 TEST(WrittenTimes, ArePicturesOwnInEveryContainer) {
   const TestFolder folder;
   // In milliseconds; the last is where the pictures end. Enough of them for pictures in between.

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "kiv/platform/PictureFacts.h"
+
 // Compiles this file once for every instruction set; the best one is chosen at run time.
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "engine/media/colour/ColourKernel.cpp"
@@ -65,7 +67,7 @@ HWY_INLINE void StorePixels(Vector blue, Vector green, Vector red, const BgraRow
   const auto blueGreen = hn::Or(blue, hn::ShiftLeft<8>(green));
   const auto redAlpha = hn::Or(red, hn::ShiftLeft<8>(alpha));
   hn::StoreInterleaved2(hn::BitCast(du, blueGreen), hn::BitCast(du, redAlpha), du,
-                        reinterpret_cast<uint16_t*>(row.out + 4 * at));
+                        reinterpret_cast<uint16_t*>(row.out + kBytesPerPixel * at));
 }
 
 template <class Luma>
@@ -91,7 +93,7 @@ HWY_INLINE void ConvertPixel(const Luma& luma, const ColourFactors& f, const Bgr
   const int cb = row.cb[at];
   const int cr = row.cr[at];
   const int green = RoundedHighProduct(cb, f.cbToGreen) + RoundedHighProduct(cr, f.crToGreen);
-  uint8_t* const pixel = row.out + 4 * at;
+  uint8_t* const pixel = row.out + kBytesPerPixel * at;
   pixel[0] = ClampCode(Saturate16(light + RoundedHighProduct(cb, f.cbToBlue)) >> kFractionBits);
   pixel[1] = ClampCode(Saturate16(light - green) >> kFractionBits);
   pixel[2] = ClampCode(Saturate16(light + RoundedHighProduct(cr, f.crToRed)) >> kFractionBits);
@@ -255,7 +257,7 @@ void PlanarRow(const uint8_t* red, const uint8_t* green, const uint8_t* blue, co
                     hn::PromoteTo(d, hn::LoadU(d8, red + at)), row, at);
       },
       [&](size_t at) {
-        uint8_t* const pixel = row.out + 4 * at;
+        uint8_t* const pixel = row.out + kBytesPerPixel * at;
         pixel[0] = blue[at];
         pixel[1] = green[at];
         pixel[2] = red[at];

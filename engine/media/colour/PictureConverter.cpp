@@ -7,6 +7,7 @@
 #include "engine/media/colour/ColourMatrix.h"
 #include "engine/media/colour/PlaneRows.h"
 #include "engine/media/colour/PlaneView.h"
+#include "engine/media/read/AvPointers.h"
 #include "kiv/platform/PictureFacts.h"
 
 extern "C" {
@@ -26,21 +27,12 @@ bool SidesExchanged(Orientation orientation) {
   return orientation.rotation == 90 || orientation.rotation == 270;
 }
 
-size_t ByteCount(KivSize size) {
-  return static_cast<size_t>(size.width) * static_cast<size_t>(size.height) * kBytesPerPixel;
-}
-
 // The planar format with the same depth and alpha, and no chroma subsampling to work out.
 AVPixelFormat UnpackedFormat(const PlaneView& view) {
   if (view.depth <= 8) return view.hasAlpha ? AV_PIX_FMT_YUVA444P : AV_PIX_FMT_YUV444P;
   if (view.depth <= 10) return view.hasAlpha ? AV_PIX_FMT_YUVA444P10 : AV_PIX_FMT_YUV444P10;
   return view.hasAlpha ? AV_PIX_FMT_YUVA444P12 : AV_PIX_FMT_YUV444P12;
 }
-
-struct FrameDeleter {
-  void operator()(AVFrame* frame) const { av_frame_free(&frame); }
-};
-using FramePtr = std::unique_ptr<AVFrame, FrameDeleter>;
 
 }  // namespace
 
@@ -49,7 +41,7 @@ struct PictureConverter::State {
 
   HRESULT ConvertUpright(const AVFrame& picture, KivSize output, uint8_t* bgra);
   HRESULT ThroughScaler(const AVFrame& picture, KivSize output, uint8_t* bgra);
-  HRESULT Unpack(const AVFrame& picture, const PlaneView& view, FramePtr* unpacked);
+  HRESULT Unpack(const AVFrame& picture, const PlaneView& view, AvPtr<AVFrame>* unpacked);
   PlaneView Scale(const PlaneView& view, KivSize output);
   void ScalePlane(const PlaneView& view, int plane, KivSize output, uint8_t* target);
 
@@ -79,8 +71,8 @@ HRESULT PictureConverter::State::ThroughScaler(const AVFrame& picture, KivSize o
 }
 
 HRESULT PictureConverter::State::Unpack(const AVFrame& picture, const PlaneView& view,
-                                        FramePtr* unpacked) {
-  FramePtr planar(av_frame_alloc());
+                                        AvPtr<AVFrame>* unpacked) {
+  AvPtr<AVFrame> planar(av_frame_alloc());
   if (!planar) return E_OUTOFMEMORY;
   planar->format = UnpackedFormat(view);
   planar->width = picture.width;
@@ -123,7 +115,7 @@ PlaneView PictureConverter::State::Scale(const PlaneView& view, KivSize output) 
   result.horizontalShift = result.verticalShift = 0;
   const int planes = (view.kind == PlaneKind::kGrey ? 1 : 3) + (view.hasAlpha ? 1 : 0);
   const size_t planeBytes =
-      ByteCount(output) / kBytesPerPixel * static_cast<size_t>(view.BytesPerSample());
+      PictureBytesOf(output) / kBytesPerPixel * static_cast<size_t>(view.BytesPerSample());
   scaled.resize(planeBytes * static_cast<size_t>(planes));
   for (int plane = 0; plane < planes; ++plane) {
     uint8_t* const target = scaled.data() + planeBytes * static_cast<size_t>(plane);
@@ -141,7 +133,7 @@ HRESULT PictureConverter::State::ConvertUpright(const AVFrame& picture, KivSize 
   const bool resized = !(view.size == output);
   const bool interleaved = view.kind == PlaneKind::kSemiPlanarYuv;
   ColourSpace space = ResolveColour(picture);
-  FramePtr unpacked;
+  AvPtr<AVFrame> unpacked;
   if (view.kind == PlaneKind::kOtherYuv || (interleaved && resized)) {
     if (const HRESULT hr = Unpack(picture, view, &unpacked); Failed(hr)) return hr;
     view = ViewOf(*unpacked);
@@ -159,12 +151,12 @@ HRESULT PictureConverter::Convert(const AVFrame& picture, Orientation orientatio
   }
   KivSize upright = output;
   if (SidesExchanged(orientation)) std::swap(upright.width, upright.height);
-  state_->unrotated.resize(ByteCount(output));
+  state_->unrotated.resize(PictureBytesOf(output));
   uint8_t* source = state_->unrotated.data();
   if (const HRESULT hr = state_->ConvertUpright(picture, upright, source); Failed(hr)) return hr;
   const int rowBytes = upright.width * kBytesPerPixel;
   if (orientation.mirrored) {
-    state_->unmirrored.resize(ByteCount(output));
+    state_->unmirrored.resize(PictureBytesOf(output));
     libyuv::ARGBMirror(source, rowBytes, state_->unmirrored.data(), rowBytes, upright.width,
                        upright.height);
     source = state_->unmirrored.data();

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "kiv/platform/PictureFacts.h"
+
 namespace kiv {
 namespace {
 
@@ -85,7 +87,7 @@ void PlaneRows::Write(const PlaneView& view, ColourSpace space, uint8_t* bgra) {
   const ColourFactors factors = FactorsOf(space, view.depth);
   const auto width = static_cast<size_t>(view.size.width);
   for (int y = 0; y < view.size.height; ++y) {
-    uint8_t* const out = bgra + static_cast<size_t>(y) * width * 4;
+    uint8_t* const out = bgra + static_cast<size_t>(y) * width * kBytesPerPixel;
     if (view.kind == PlaneKind::kPlanarRgb) {
       WriteRgbRow(view, y, out);
       continue;

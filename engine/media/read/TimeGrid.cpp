@@ -23,8 +23,6 @@ constexpr double kSnapDistance = 1e-4;
 constexpr double kSlowest = 1e-4;
 constexpr double kFastest = 1e4;
 constexpr int64_t kLargestTerm = 1'001'000;
-// An index beyond this has no time that 64 bits could hold: index x 10^7 must not overflow.
-constexpr int64_t kIndexLimit = INT64_MAX / kTicksPerSecond;
 
 bool IsSensible(const KivRational& rate) {
   if (rate.numerator <= 0 || rate.denominator <= 0) return false;
@@ -38,22 +36,6 @@ KivRational Approximate(double rate) {
 }
 
 }  // namespace
-
-int64_t FrameStart(int64_t index, const KivRational& rate) {
-  const int64_t bounded = std::clamp(index, -kIndexLimit, kIndexLimit);
-  return SaturateToInt64(static_cast<double>(bounded * kTicksPerSecond) / rate.ToDouble());
-}
-
-int64_t FrameAt(int64_t time, const KivRational& rate) {
-  const int64_t shown = time < INT64_MAX ? time + 1 : time;
-  const double estimate = std::floor(static_cast<double>(shown) * rate.ToDouble() /
-                                     static_cast<double>(kTicksPerSecond));
-  int64_t index = std::clamp(SaturateToInt64(estimate), -kIndexLimit, kIndexLimit);
-  // The estimate may be off by one where the division rounded.
-  while (index > -kIndexLimit && FrameStart(index, rate) > shown) --index;
-  while (index < kIndexLimit && FrameStart(index + 1, rate) <= shown) ++index;
-  return index;
-}
 
 KivRational SnapRate(const KivRational& rate) {
   const double value = rate.ToDouble();

@@ -8,18 +8,11 @@
 #include <span>
 #include <vector>
 
+#include "kiv/base/FrameTime.h"
 #include "kiv/values/Export.h"
 #include "kiv/values/ValueTypes.h"
 
 namespace kiv {
-
-constexpr int64_t kTicksPerSecond = 10'000'000;
-
-// Start of frame `index` at a rate: the very formula by which a chain turns indices into times.
-KIV_ENGINE_API int64_t FrameStart(int64_t index, const KivRational& rate);
-// The frame of a regular clip that is shown at `time`, unbounded in both directions. A time that
-// was truncated from a frame's start, or fell one tick short of it, names that frame.
-KIV_ENGINE_API int64_t FrameAt(int64_t time, const KivRational& rate);
 
 // Stamps in display order against a regular grid that starts at the first of them.
 class KIV_ENGINE_API TimeGrid {

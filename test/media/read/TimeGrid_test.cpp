@@ -53,18 +53,4 @@ TEST(TimeGrid, AFrameOffTheGridMakesAClipIrregular) {
             TimeGrid({1, 25}, {}).Fit(std::vector<int64_t>{0, 1, 3, 4, 6, 7, 8, 12}));
 }
 
-TEST(FrameAt, InvertsFrameStartForEveryFrame) {
-  for (const KivRational rate :
-       {KivRational{24000, 1001}, KivRational{30000, 1001}, KivRational{60000, 1001},
-        KivRational{25, 1}, KivRational{120, 1}, KivRational{1, 7}, KivRational{10000, 1}}) {
-    for (int64_t frame = 0; frame < 200'000; frame += frame < 2000 ? 1 : 977) {
-      const int64_t start = kiv::FrameStart(frame, rate);
-      ASSERT_EQ(frame, kiv::FrameAt(start, rate)) << rate.numerator;
-      ASSERT_EQ(frame, kiv::FrameAt(kiv::FrameStart(frame + 1, rate) - 2, rate));
-    }
-  }
-  EXPECT_EQ(333'666, kiv::FrameStart(1, {30000, 1001}));
-  EXPECT_EQ(-2, kiv::FrameAt(-800'000, {25, 1}));
-}
-
 }  // namespace
