@@ -27,7 +27,6 @@ namespace {
 constexpr int64_t kShortestFrame = 10'000;  // of files that count in milliseconds
 constexpr double kTicksPerSecond = 1e7;
 constexpr int32_t kLongestProxyPath = 1024;
-constexpr std::chrono::milliseconds kOpeningPatience{1000};
 
 std::wstring Wide(const std::string& text) { return KivCommon::Char2WChar(text.c_str()); }
 KivPropDecorator SettingsOf(const ClipOptions& options) {
