@@ -37,6 +37,7 @@ constexpr double kVp9WorstCrf = 60, kVp9BestCrf = 10;
 // The alpha layer shares the pictures' quantizer, and soft coverage shows its errors at every edge.
 constexpr double kVp9AlphaWorstCrf = 40, kVp9AlphaBestCrf = 2;
 constexpr double kProResWorstScale = 24, kProResBestScale = 2;
+constexpr int kThreadsAsItLikes = 0;
 constexpr int kMostThreads = 16;  // the codec's own limit
 
 std::string CrfText(double worst, double best, int32_t quality) {
@@ -130,6 +131,7 @@ class EncodedWriter : public Writer {
   }
   AVPixelFormat PixelFormat() const;
   WriteError OpenEncoder();
+  WriteError OpenEncoderWith(int threads);
   WriteError OpenContainer();
   WriteError OpenIo();
   WriteError AddStream();
@@ -230,13 +232,20 @@ WriteError EncodedWriter::OpenEncoder() {
   if (Failed(converter_.Open(size, ChromaSampling::k420, transparent))) {
     return std::string("no memory for a picture");
   }
+  // The system may refuse threads, and the encoder then opens with one alone.
+  if (!OpenEncoderWith(kThreadsAsItLikes)) return std::nullopt;
+  return OpenEncoderWith(1);
+}
+
+WriteError EncodedWriter::OpenEncoderWith(int threads) {
   if (auto error =
           encoder_.Prepare(EncoderName(setup_.plan.codec), WrittenSize(setup_.plan, setup_.series),
                            PixelFormat(), setup_.series)) {
     return error;
   }
-  if (!IsRgb(PixelFormat())) SetColourTags(encoder_.Context(), size);
+  if (!IsRgb(PixelFormat())) SetColourTags(encoder_.Context(), setup_.series.size);
   SetCodecOptions(encoder_.Context(), setup_.plan);
+  if (threads != kThreadsAsItLikes) encoder_.Context()->thread_count = threads;
   if ((container_->oformat->flags & AVFMT_GLOBALHEADER) != 0) {
     encoder_.Context()->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
   }
