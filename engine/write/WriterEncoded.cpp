@@ -154,6 +154,7 @@ class EncodedWriter : public Writer {
   std::unique_ptr<SoundCopy> sound_;  // null: none
   AVFormatContext* container_ = nullptr;
   int64_t pictures_ = 0;
+  int64_t packets_ = 0;
 };
 
 #if LIBAVFORMAT_VERSION_MAJOR >= 61
@@ -322,6 +323,7 @@ WriteError EncodedWriter::WritePicture(AVPacket& packet) {
   times_.Stamp(&packet, stream->time_base);
   const double end = static_cast<double>(packet.dts + packet.duration) * av_q2d(stream->time_base);
   if (auto error = WritePacket(packet)) return error;
+  ++packets_;
   return CopySound(end);
 }
 
@@ -347,6 +349,8 @@ WriteError EncodedWriter::Finish() {
   if (auto error = encoder_.Drain([this](AVPacket& packet) { return WritePicture(packet); })) {
     return error;
   }
+  // An encoder that may not start threads may swallow pictures without a word.
+  if (packets_ == 0) return Because("the encoder gave no picture out");
   if (auto error = CopySound(HUGE_VAL)) return error;
   int code = av_write_trailer(container_);
   avio_flush(container_->pb);

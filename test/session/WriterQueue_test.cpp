@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "session/SessionError.h"
 #include "test/support/Frames.h"
 #include "test/support/ThreadRefusal.h"
 #include "test/write/WriterReadBack.h"
@@ -41,6 +42,23 @@ TEST(WriterQueue, WritesEveryFrameWhereTheSystemRefusesThreads) {
       EXPECT_NEAR(GreyOf(i), back.pixels[static_cast<size_t>(i)][0], 3) << i;
     }
   }
+}
+
+TEST(WriterQueue, SaysWhenTheEncoderSwallowsEveryFrame) {
+  const TestFolder folder;
+  kiv::OutputPlan plan;
+  ASSERT_EQ(std::nullopt,
+            kiv::PlanOutput({folder.Path("x.webm"), "", "", kiv::kQualityUnset}, &plan));
+  std::atomic<bool> cancelled{false};
+  const test::ThreadRefusal refusal;
+  std::unique_ptr<kiv::Writer> writer;
+  ASSERT_EQ(std::nullopt, kiv::OpenWriter(plan, {kSize}, &cancelled, &writer));
+  kiv::session::WriterQueue queue(std::move(writer), &cancelled, [] {});
+  const auto writeAll = [&queue] {
+    for (int i = 0; i < kPictures; ++i) queue.Push(Grey(i));
+    queue.Finish();
+  };
+  EXPECT_THROW(writeAll(), kiv::session::SessionError);
 }
 
 }  // namespace
