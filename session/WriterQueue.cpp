@@ -6,6 +6,7 @@
 #include <csignal>
 #include <exception>
 #include <new>
+#include <system_error>
 #include <utility>
 
 #include "kiv/platform/KivCommon.h"
@@ -30,15 +31,19 @@ bool IsCaught(int signal) {
 
 WriterQueue::WriterQueue(std::unique_ptr<kiv::Writer> writer, std::atomic<bool>* cancelled,
                          std::function<void()> onWait)
-    : writer_(std::move(writer)),
-      cancelled_(cancelled),
-      onWait_(std::move(onWait)),
-      thread_([this] { Run(); }) {}
+    : writer_(std::move(writer)), cancelled_(cancelled), onWait_(std::move(onWait)) {
+  try {
+    thread_ = std::thread([this] { Run(); });
+  } catch (const std::system_error&) {
+    // The system has no thread to give: whoever pushes writes.
+  }
+}
 
 // The thread may be stuck in a write to a full pipe. A signal makes that write return; as it may
 // come between the writer's look at the flag and the write, it is repeated. In a program that does not
 // catch it, the queue waits for the write.
 WriterQueue::~WriterQueue() {
+  if (!thread_.joinable()) return;
   std::unique_lock lock(lock_);
   abandoned_ = true;
   *cancelled_ = !ended_;
@@ -73,6 +78,11 @@ void WriterQueue::WaitFor(std::unique_lock<std::mutex>& lock, Condition conditio
 }
 
 void WriterQueue::Push(KivComPtr<IKivFrame> frame) {
+  if (!thread_.joinable()) {
+    onWait_();
+    if (const auto error = WriteOne(*frame)) throw SessionError(ErrorCode::kWriteFailed, *error);
+    return;
+  }
   std::unique_lock lock(lock_);
   WaitFor(lock, [this] { return frames_.size() < kCapacity || error_; });
   if (error_) throw SessionError(ErrorCode::kWriteFailed, *error_);
@@ -83,6 +93,11 @@ void WriterQueue::Push(KivComPtr<IKivFrame> frame) {
 void WriterQueue::Finish() {
   std::unique_lock lock(lock_);
   complete_ = true;
+  if (!thread_.joinable()) {
+    lock.unlock();
+    Report(std::nullopt);
+    lock.lock();
+  }
   changed_.notify_all();
   WaitFor(lock, [this] { return ended_; });
   if (error_) throw SessionError(ErrorCode::kWriteFailed, *error_);

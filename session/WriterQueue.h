@@ -1,4 +1,5 @@
-// Writes frames on a thread of its own, so that the next frame is rendered meanwhile.
+// Writes frames on a thread of its own, so that the next frame is rendered meanwhile. Where the system
+// refuses the thread, the producer writes them itself.
 //
 // Owns:     the writer and the frames waiting, a handful at most.
 // Threads:  one producer.

@@ -29,6 +29,7 @@ namespace kiv {
 namespace {
 
 constexpr int kIoBufferBytes = 1 << 18;
+constexpr int kThreadsAsItLikes = 0;
 
 void SetColourTags(AVCodecContext* context, KivSize size) {
   const bool isHd = OutputMatrix(size) == MatrixKind::kBt709;
@@ -59,6 +60,7 @@ class EncodedWriter : public Writer {
  private:
   bool HasAlphaLayer() const { return pixelFormat_ == AV_PIX_FMT_YUVA420P; }
   WriteError OpenEncoder();
+  WriteError OpenEncoderWith(int threads);
   WriteError OpenContainer();
   WriteError OpenIo();
   WriteError AddStream();
@@ -83,6 +85,7 @@ class EncodedWriter : public Writer {
   std::unique_ptr<SoundCopy> sound_;  // null: none
   AVFormatContext* container_ = nullptr;
   int64_t pictures_ = 0;
+  int64_t packets_ = 0;
 };
 
 #if LIBAVFORMAT_VERSION_MAJOR >= 61
@@ -148,12 +151,19 @@ WriteError EncodedWriter::OpenEncoder() {
   if (Failed(converter_.Open(size, ChromaSampling::k420, transparent))) {
     return std::string("no memory for a picture");
   }
+  // The system may refuse threads, and the encoder then opens with one alone.
+  if (!OpenEncoderWith(kThreadsAsItLikes)) return std::nullopt;
+  return OpenEncoderWith(1);
+}
+
+WriteError EncodedWriter::OpenEncoderWith(int threads) {
   if (auto error = encoder_.Prepare(codec_.encoder, WrittenSize(setup_.plan, setup_.series),
                                     pixelFormat_, setup_.series)) {
     return error;
   }
-  if (!IsRgb(pixelFormat_)) SetColourTags(encoder_.Context(), size);
+  if (!IsRgb(pixelFormat_)) SetColourTags(encoder_.Context(), setup_.series.size);
   codec_.SetOptions(encoder_.Context(), setup_.plan.quality);
+  if (threads != kThreadsAsItLikes) encoder_.Context()->thread_count = threads;
   if ((container_->oformat->flags & AVFMT_GLOBALHEADER) != 0) {
     encoder_.Context()->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
   }
@@ -231,6 +241,7 @@ WriteError EncodedWriter::WritePicture(AVPacket& packet) {
   times_.Stamp(&packet, stream->time_base);
   const double end = static_cast<double>(packet.dts + packet.duration) * av_q2d(stream->time_base);
   if (auto error = WritePacket(packet)) return error;
+  ++packets_;
   return CopySound(end);
 }
 
@@ -256,6 +267,8 @@ WriteError EncodedWriter::Finish() {
   if (auto error = encoder_.Drain([this](AVPacket& packet) { return WritePicture(packet); })) {
     return error;
   }
+  // An encoder that may not start threads may swallow pictures without a word.
+  if (packets_ == 0) return Because("the encoder gave no picture out");
   if (auto error = CopySound(HUGE_VAL)) return error;
   int code = av_write_trailer(container_);
   avio_flush(container_->pb);

@@ -26,7 +26,9 @@ std::string AvErrorText(int code) {
   return text.data();
 }
 
-WriterEncoder::~WriterEncoder() {
+WriterEncoder::~WriterEncoder() { Free(); }
+
+void WriterEncoder::Free() {
   avcodec_free_context(&context_);
   av_frame_free(&frame_);
   av_packet_free(&packet_);
@@ -36,6 +38,7 @@ WriteError WriterEncoder::Prepare(const char* encoderName, KivSize size, int pix
                                   const PictureSeries& series) {
   const AVCodec* codec = avcodec_find_encoder_by_name(encoderName);
   if (codec == nullptr) return fmt::format("this libavcodec has no encoder {}", encoderName);
+  Free();
   context_ = avcodec_alloc_context3(codec);
   frame_ = av_frame_alloc();
   packet_ = av_packet_alloc();

@@ -45,6 +45,7 @@ class WriterEncoder {
   WriteError Drain(const PacketSink& sink);
 
  private:
+  void Free();
   WriteError ReceiveAll(const PacketSink& sink);
 
   AVCodecContext* context_ = nullptr;

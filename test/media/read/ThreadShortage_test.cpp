@@ -1,32 +1,10 @@
 // Pictures are read where the system refuses every thread.
-#include <dlfcn.h>
 #include <gtest/gtest.h>
-#include <pthread.h>
 
-#include <atomic>
-#include <cerrno>
+#include <optional>
 
 #include "test/media/Clips.h"
-
-namespace {
-
-std::atomic<bool> threadsAreRefused{false};
-std::atomic<int> refusals{0};
-
-using Create = int (*)(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
-
-}  // namespace
-
-// Stands before the C library's for the whole program.
-extern "C" __attribute__((visibility("default"))) int pthread_create(pthread_t* thread,
-                                                                     const pthread_attr_t* how,
-                                                                     void* (*run)(void*),
-                                                                     void* argument) {
-  static const auto create = reinterpret_cast<Create>(dlsym(RTLD_NEXT, "pthread_create"));
-  if (!threadsAreRefused) return create(thread, how, run, argument);
-  ++refusals;
-  return EAGAIN;
-}
+#include "test/support/ThreadRefusal.h"
 
 namespace {
 
@@ -40,15 +18,15 @@ class ThreadShortage : public testing::TestWithParam<Decoded> {
  protected:
   void SetUp() override {
     MakeClip(GetParam().recipe);
-    refusals = 0;
-    threadsAreRefused = true;
+    refusal_.emplace();
     decoder_ = kivtest::OpenClip(GetParam().recipe, 4);
   }
   void TearDown() override {
     decoder_.Reset();
-    threadsAreRefused = false;
+    refusal_.reset();
   }
 
+  std::optional<test::ThreadRefusal> refusal_;
   KivComPtr<IKivMediaDecoder> decoder_;
 };
 
@@ -57,13 +35,13 @@ TEST_P(ThreadShortage, EveryPictureIsStillRead) {
     ASSERT_EQ(frame, kivtest::CurrentNumber(decoder_));
     decoder_->Skip(1, nullptr);
   }
-  EXPECT_LE(1, refusals) << "the decoder asked for threads";
-  const int before = refusals;
+  EXPECT_LE(1, refusal_->Count()) << "the decoder asked for threads";
+  const int before = refusal_->Count();
   for (int frame = 59; frame >= 0; --frame) {
     decoder_->Skip(-1, nullptr);
     ASSERT_EQ(frame, kivtest::CurrentNumber(decoder_));
   }
-  EXPECT_EQ(before + 1, refusals) << "the cache asked for one, once";
+  EXPECT_EQ(before + 1, refusal_->Count()) << "the cache asked for one, once";
   EXPECT_EQ(0, kivtest::StatsOf(decoder_).picturesReplaced);
 }
 
