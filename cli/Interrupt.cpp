@@ -8,17 +8,19 @@ namespace {
 std::atomic<int> interruptSignal{0};
 static_assert(std::atomic<int>::is_always_lock_free, "set in a signal handler");
 
-void NoteSignal(int number) {
-  if (number != SIGUSR1) interruptSignal = number;
-}
+void NoteSignal(int number) { interruptSignal = number; }
 
 }  // namespace
+
+void IgnoreWriteSignals() {
+  std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
+}
 
 void CatchInterrupts() {
   struct sigaction action {};
   action.sa_handler = NoteSignal;
   sigemptyset(&action.sa_mask);
-  sigaction(SIGUSR1, &action, nullptr);
   for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
     struct sigaction before {};
     sigaction(number, nullptr, &before);

@@ -7,8 +7,10 @@
 
 namespace cli {
 
+// A text to a closed pipe, or to a file that may not grow, fails; it does not end the process.
+void IgnoreWriteSignals();
+
 // SIGINT, SIGTERM and SIGHUP set the flag. Interrupted system calls return, they are not restarted.
-// SIGUSR1 only interrupts (see WriterQueue).
 void CatchInterrupts();
 
 // The signal that came, 0 for none; main then exits with 128 + its number.

@@ -45,7 +45,7 @@ int Run(const std::vector<std::string>& arguments) {
 }  // namespace
 
 int main(int count, char** values) {
-  kiv::session::IgnoreWriteSignals();
+  cli::IgnoreWriteSignals();
   cli::CatchInterrupts();
   SetUpLog();
   try {

@@ -1,7 +1,6 @@
 #include "session/Library.h"
 
 #include "engine/logger/Logger.h"
-#include "engine/write/WriterFile.h"
 #include "session/ComponentLoader.h"
 
 namespace kiv::session {
@@ -26,8 +25,6 @@ namespace {
 void SetLogLevel(LogLevel threshold) { kiv::SetLogLevel(ToKiv(threshold)); }
 
 void RouteCodecMessages() { kiv::RouteFfmpegLog(); }
-
-void IgnoreWriteSignals() { kiv::IgnoreWriteSignals(); }
 
 void RegisterComponent() { ComponentLoader::Own().Register(); }
 

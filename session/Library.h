@@ -12,8 +12,6 @@ enum class LogLevel { kNothing, kCreation, kFilter, kFailure };
 KIV_SESSION_API void SetLogLevel(LogLevel threshold);
 // Sends the codec libraries' own messages through the default logger. Called before the first clip.
 KIV_SESSION_API void RouteCodecMessages();
-// Makes a write to a closed pipe, or beyond the file size limit, fail instead of ending the process.
-KIV_SESSION_API void IgnoreWriteSignals();
 
 // Enters the component that came with this library into the registry, or removes it.
 // Errors:   SessionError.

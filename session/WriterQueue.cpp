@@ -1,9 +1,6 @@
 #include "session/WriterQueue.h"
 
-#include <pthread.h>
-
 #include <chrono>
-#include <csignal>
 #include <exception>
 #include <new>
 #include <system_error>
@@ -20,13 +17,6 @@ using Clock = std::chrono::steady_clock;
 // How long an interrupt may go unnoticed.
 constexpr std::chrono::milliseconds kPatience{50};
 
-// The default of most signals is to end the process.
-bool IsCaught(int signal) {
-  struct sigaction action {};
-  return sigaction(signal, nullptr, &action) == 0 && action.sa_handler != SIG_DFL &&
-         action.sa_handler != SIG_IGN;
-}
-
 }  // namespace
 
 WriterQueue::WriterQueue(std::unique_ptr<kiv::Writer> writer, std::atomic<bool>* cancelled,
@@ -39,20 +29,15 @@ WriterQueue::WriterQueue(std::unique_ptr<kiv::Writer> writer, std::atomic<bool>*
   }
 }
 
-// The thread may be stuck in a write to a full pipe. A signal makes that write return; as it may
-// come between the writer's look at the flag and the write, it is repeated. In a program that does not
-// catch it, the queue waits for the write.
 WriterQueue::~WriterQueue() {
   if (!thread_.joinable()) return;
-  std::unique_lock lock(lock_);
-  abandoned_ = true;
-  *cancelled_ = !ended_;
-  changed_.notify_all();
-  while (!ended_) {
-    if (changed_.wait_for(lock, kPatience, [this] { return ended_; })) break;
-    if (IsCaught(SIGUSR1)) pthread_kill(thread_.native_handle(), SIGUSR1);
+  {
+    const MutexLock held(lock_);
+    abandoned_ = true;
+    // The thread may be stuck in a pipe that nobody reads; by the flag the writer gives up.
+    *cancelled_ = !ended_;
+    changed_.WakeAll();
   }
-  lock.unlock();
   thread_.join();
 }
 
@@ -72,9 +57,14 @@ kiv::WriteError Guarded(const Step& step) {
 
 }  // namespace
 
-template <typename Condition>
-void WriterQueue::WaitFor(std::unique_lock<std::mutex>& lock, Condition condition) {
-  while (!changed_.wait_for(lock, kPatience, condition)) onWait_();
+void WriterQueue::WaitLocked() {
+  if (changed_.WaitUntil(lock_, Clock::now() + kPatience)) return;
+  const MutexUnlock gap(lock_);
+  onWait_();
+}
+
+void WriterQueue::ThrowErrorLocked() {
+  if (error_) throw SessionError(ErrorCode::kWriteFailed, *error_);
 }
 
 void WriterQueue::Push(KivComPtr<IKivFrame> frame) {
@@ -83,24 +73,23 @@ void WriterQueue::Push(KivComPtr<IKivFrame> frame) {
     if (const auto error = WriteOne(*frame)) throw SessionError(ErrorCode::kWriteFailed, *error);
     return;
   }
-  std::unique_lock lock(lock_);
-  WaitFor(lock, [this] { return frames_.size() < kCapacity || error_; });
-  if (error_) throw SessionError(ErrorCode::kWriteFailed, *error_);
+  const MutexLock held(lock_);
+  while (frames_.size() >= kCapacity && !error_) WaitLocked();
+  ThrowErrorLocked();
   frames_.push_back(std::move(frame));
-  changed_.notify_all();
+  changed_.WakeAll();
 }
 
 void WriterQueue::Finish() {
-  std::unique_lock lock(lock_);
-  complete_ = true;
-  if (!thread_.joinable()) {
-    lock.unlock();
-    Report(std::nullopt);
-    lock.lock();
+  {
+    const MutexLock held(lock_);
+    complete_ = true;
+    changed_.WakeAll();
   }
-  changed_.notify_all();
-  WaitFor(lock, [this] { return ended_; });
-  if (error_) throw SessionError(ErrorCode::kWriteFailed, *error_);
+  if (!thread_.joinable()) Report(std::nullopt);
+  const MutexLock held(lock_);
+  while (!ended_) WaitLocked();
+  ThrowErrorLocked();
 }
 
 void WriterQueue::Run() {
@@ -114,12 +103,12 @@ void WriterQueue::Run() {
 }
 
 KivComPtr<IKivFrame> WriterQueue::Next() {
-  std::unique_lock lock(lock_);
-  changed_.wait(lock, [this] { return !frames_.empty() || complete_ || abandoned_; });
+  const MutexLock held(lock_);
+  while (frames_.empty() && !complete_ && !abandoned_) changed_.Wait(lock_);
   if (abandoned_ || frames_.empty()) return nullptr;
   KivComPtr<IKivFrame> frame = std::move(frames_.front());
   frames_.pop_front();
-  changed_.notify_all();
+  changed_.WakeAll();
   return frame;
 }
 
@@ -136,7 +125,7 @@ kiv::WriteError WriterQueue::WriteOne(IKivFrame& frame) {
 void WriterQueue::Report(kiv::WriteError error) {
   bool finish = false;
   {
-    const std::lock_guard guard(lock_);
+    const MutexLock held(lock_);
     finish = !error && complete_ && !abandoned_;
   }
   const auto start = Clock::now();
@@ -144,10 +133,10 @@ void WriterQueue::Report(kiv::WriteError error) {
   nanoseconds_ +=
       std::chrono::duration_cast<std::chrono::nanoseconds>(Clock::now() - start).count();
   writer_.reset();
-  const std::lock_guard guard(lock_);
+  const MutexLock held(lock_);
   error_ = std::move(error);
   ended_ = true;
-  changed_.notify_all();
+  changed_.WakeAll();
 }
 
 }  // namespace kiv::session

@@ -9,14 +9,13 @@
 #pragma once
 
 #include <atomic>
-#include <condition_variable>
 #include <deque>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <thread>
 
 #include "engine/write/Writer.h"
+#include "kiv/base/Mutex.h"
 #include "kiv/platform/Frame.h"
 
 namespace kiv::session {
@@ -45,22 +44,22 @@ class WriterQueue {
   KivComPtr<IKivFrame> Next();
   kiv::WriteError WriteOne(IKivFrame& frame);
   void Report(kiv::WriteError error);
-  template <typename Condition>
-  void WaitFor(std::unique_lock<std::mutex>& lock, Condition condition);
+  // Sleeps for a while, then calls onWait_ with the lock free.
+  void WaitLocked() KIV_REQUIRES(lock_);
+  void ThrowErrorLocked() KIV_REQUIRES(lock_);
 
   std::unique_ptr<kiv::Writer> writer_;
   std::atomic<bool>* cancelled_;
   const std::function<void()> onWait_;
   std::atomic<int64_t> nanoseconds_{0};
 
-  std::mutex lock_;
-  std::condition_variable changed_;
-  // Guarded by lock_.
-  std::deque<KivComPtr<IKivFrame>> frames_;
-  bool complete_ = false;   // Finish was called
-  bool abandoned_ = false;  // the queue is going away
-  bool ended_ = false;      // the thread is done
-  kiv::WriteError error_;
+  Mutex lock_;  // a leaf
+  Condition changed_;
+  std::deque<KivComPtr<IKivFrame>> frames_ KIV_GUARDED_BY(lock_);
+  bool complete_ KIV_GUARDED_BY(lock_) = false;   // Finish was called
+  bool abandoned_ KIV_GUARDED_BY(lock_) = false;  // the queue is going away
+  bool ended_ KIV_GUARDED_BY(lock_) = false;      // the thread is done
+  kiv::WriteError error_ KIV_GUARDED_BY(lock_);
 
   std::thread thread_;  // last: it uses all of the above
 };

@@ -14,6 +14,8 @@
 #include <thread>
 #include <utility>
 
+#include "engine/base/WriteSignals.h"
+
 namespace kiv {
 
 namespace {
@@ -52,10 +54,14 @@ FileResult ReadAll(int file, size_t limit, std::string* text) {
 }
 
 bool WriteAll(int file, const std::string& text) {
+  const WriteSignals signals;
   for (size_t done = 0; done < text.size();) {
     const ssize_t count = ::write(file, text.data() + done, text.size() - done);
     if (count < 0 && errno == EINTR) continue;
-    if (count < 0) return false;
+    if (count < 0) {
+      signals.Drop(errno);
+      return false;
+    }
     done += static_cast<size_t>(count);
   }
   return true;

@@ -92,8 +92,8 @@ struct SoundFit {
 // Nothing of a file that cannot be opened.
 KIV_ENGINE_API SoundFit SoundThatFits(const OutputPlan& plan, const std::string& path);
 
-// `cancelled` (may be null) makes a write that a signal interrupted give up; it outlives the
-// writer.
+// Once `cancelled` (may be null) is set, by any thread, opening and writing give up, also where nobody
+// reads what is written; it outlives the writer.
 KIV_ENGINE_API WriteError OpenWriter(const OutputPlan& plan, const PictureSeries& series,
                                      const std::atomic<bool>* cancelled,
                                      std::unique_ptr<Writer>* writer);

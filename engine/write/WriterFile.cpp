@@ -1,21 +1,17 @@
 #include "engine/write/WriterFile.h"
 
-#include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <csignal>
 #include <filesystem>
 #include <system_error>
-#include <utility>
 
 namespace kiv {
 namespace {
 
 constexpr int kNameAttempts = 1000;
-constexpr mode_t kFileMode = 0666;  // less the process's mask
 
 std::string TemporaryBeside(const std::string& target, int attempt) {
   const std::string name = fmt::format(".kivclip-{}-{}.part", getpid(), attempt);
@@ -36,44 +32,33 @@ WriteError CannotWrite(const std::string& name, int systemError) {
   return fmt::format("cannot write {}: {}", shown, std::generic_category().message(systemError));
 }
 
-void IgnoreWriteSignals() {
-  std::signal(SIGPIPE, SIG_IGN);
-  std::signal(SIGXFSZ, SIG_IGN);
-}
-
 WriterFile::~WriterFile() { Discard(); }
 
 WriteError WriterFile::Open(const std::string& name) {
   name_ = name;
-  if (name == "-") {
-    descriptor_ = STDOUT_FILENO;
-    return std::nullopt;
-  }
+  if (name == "-") return Opened(file_.OpenStandardOutput());
   struct stat status {};
   const bool exists = stat(name.c_str(), &status) == 0;
   if (exists && S_ISDIR(status.st_mode)) return CannotWrite(name_, EISDIR);
-  if (exists && !S_ISREG(status.st_mode)) return OpenStream();
+  if (exists && !S_ISREG(status.st_mode)) {
+    return Opened(file_.OpenStream(name, S_ISFIFO(status.st_mode)));
+  }
   target_ = ResolveLinks(name);
   return OpenTemporary();
 }
 
 WriteError WriterFile::OpenTemporary() {
-  for (int attempt = 0; attempt < kNameAttempts; ++attempt) {
+  int error = EEXIST;
+  for (int attempt = 0; error == EEXIST && attempt < kNameAttempts; ++attempt) {
     const std::string candidate = TemporaryBeside(target_, attempt);
-    descriptor_ = open(candidate.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, kFileMode);
-    if (descriptor_ >= 0) {
-      temporary_ = candidate;
-      return std::nullopt;
-    }
-    if (errno != EEXIST) break;
+    error = file_.OpenNewFile(candidate);
+    if (error == 0) temporary_ = candidate;
   }
-  return CannotWrite(name_, errno);
+  return Opened(error);
 }
 
-WriteError WriterFile::OpenStream() {
-  descriptor_ = open(name_.c_str(), O_WRONLY | O_CLOEXEC);
-  if (descriptor_ < 0) return CannotWrite(name_, errno);
-  return std::nullopt;
+WriteError WriterFile::Opened(int systemError) const {
+  return systemError == 0 ? std::nullopt : WriteError(CannotWrite(name_, systemError));
 }
 
 WriteError WriterFile::Fail(int systemError) {
@@ -83,30 +68,18 @@ WriteError WriterFile::Fail(int systemError) {
 }
 
 WriteError WriterFile::Write(const void* bytes, size_t count) {
-  const auto* next = static_cast<const uint8_t*>(bytes);
-  while (count > 0) {
-    const ssize_t written = write(descriptor_, next, count);
-    if (written > 0) {
-      next += written;
-      count -= static_cast<size_t>(written);
-    } else if (written == 0 || errno != EINTR) {
-      return Fail(written == 0 ? EIO : errno);
-    } else if (cancelled_ != nullptr && *cancelled_) {
-      return Fail(EINTR);
-    }
-  }
-  return std::nullopt;
+  const int error = file_.Write(bytes, count);
+  return error == 0 ? std::nullopt : Fail(error);
 }
 
 int64_t WriterFile::Seek(int64_t offset, int whence) {
-  return IsSeekable() ? lseek(descriptor_, offset, whence) : -1;
+  return IsSeekable() ? file_.Seek(offset, whence) : -1;
 }
 
 WriteError WriterFile::Commit() {
   if (firstError_) return firstError_;
-  const int descriptor = std::exchange(descriptor_, -1);
   // Some file systems report a full disk no earlier than here.
-  if (descriptor != STDOUT_FILENO && close(descriptor) != 0) return Fail(errno);
+  if (const int error = file_.Close()) return Fail(error);
   if (temporary_.empty()) return std::nullopt;
   if (std::rename(temporary_.c_str(), target_.c_str()) != 0) return Fail(errno);
   temporary_.clear();
@@ -114,8 +87,7 @@ WriteError WriterFile::Commit() {
 }
 
 void WriterFile::Discard() {
-  if (descriptor_ >= 0 && descriptor_ != STDOUT_FILENO) close(descriptor_);
-  descriptor_ = -1;
+  file_.Close();
   if (!temporary_.empty()) unlink(temporary_.c_str());
   temporary_.clear();
 }

@@ -12,16 +12,14 @@
 #include <string>
 
 #include "engine/write/Writer.h"
+#include "engine/write/WriterDescriptor.h"
 
 namespace kiv {
 
-// Makes a closed pipe and an exceeded file size limit failures of the write instead of the end of
-// the process.
-KIV_ENGINE_API void IgnoreWriteSignals();
-
 class KIV_ENGINE_API WriterFile {
  public:
-  explicit WriterFile(const std::atomic<bool>* cancelled = nullptr) : cancelled_(cancelled) {}
+  // Opening and writing give up once the flag is set; null: never.
+  explicit WriterFile(const std::atomic<bool>* cancelled = nullptr) : file_(cancelled) {}
   ~WriterFile();
   WriterFile(const WriterFile&) = delete;
   WriterFile& operator=(const WriterFile&) = delete;
@@ -42,16 +40,15 @@ class KIV_ENGINE_API WriterFile {
 
  private:
   WriteError OpenTemporary();
-  WriteError OpenStream();
+  WriteError Opened(int systemError) const;
   WriteError Fail(int systemError);
   void Discard();
 
-  const std::atomic<bool>* cancelled_;
   std::string name_;    // as the user gave it
   std::string target_;  // with links resolved
   std::string temporary_;
   WriteError firstError_;
-  int descriptor_ = -1;
+  WriterDescriptor file_;
 };
 
 // "cannot write 'NAME': REASON"
