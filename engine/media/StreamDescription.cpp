@@ -51,8 +51,8 @@ ColourSpace ColoursOf(const AVCodecParameters& parameters) {
   picture->format = parameters.format;
   picture->width = parameters.width;
   picture->height = parameters.height;
-  picture->colorspace = parameters.color_space;
-  picture->color_range = parameters.color_range;
+  CopyTag(parameters.color_space, &picture->colorspace);
+  CopyTag(parameters.color_range, &picture->color_range);
   return ResolveColour(*picture);
 }
 

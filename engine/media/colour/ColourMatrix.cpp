@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "engine/media/read/AvPointers.h"
 #include "kiv/values/Saturate.h"
 
 extern "C" {
@@ -56,9 +57,10 @@ ColourSpace ResolveColour(const AVFrame& picture) {
   const AVPixFmtDescriptor* format =
       av_pix_fmt_desc_get(static_cast<AVPixelFormat>(picture.format));
   const bool grey = format && format->nb_components < 3;
-  space.fullRange = picture.color_range == AVCOL_RANGE_JPEG || IsJpegFormat(picture.format) ||
-                    (grey && picture.color_range == AVCOL_RANGE_UNSPECIFIED);
-  switch (picture.colorspace) {
+  const int range = TagNumber(picture.color_range);
+  space.fullRange = range == AVCOL_RANGE_JPEG || IsJpegFormat(picture.format) ||
+                    (grey && range == AVCOL_RANGE_UNSPECIFIED);
+  switch (TagNumber(picture.colorspace)) {
     case AVCOL_SPC_BT709:
       space.matrix = MatrixKind::kBt709;
       break;

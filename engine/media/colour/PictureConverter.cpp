@@ -88,7 +88,7 @@ HRESULT PictureConverter::State::Unpack(const AVFrame& picture, const PlaneView&
   sws_setColorspaceDetails(scaler, table, 1, table, 1, 0, 1 << 16, 1 << 16);
   sws_scale(scaler, picture.data, picture.linesize, 0, picture.height, planar->data,
             planar->linesize);
-  planar->colorspace = picture.colorspace;
+  CopyTag(picture.colorspace, &planar->colorspace);
   planar->color_range = ResolveColour(picture).fullRange ? AVCOL_RANGE_JPEG : AVCOL_RANGE_MPEG;
   *unpacked = std::move(planar);
   return S_OK;

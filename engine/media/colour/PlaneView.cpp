@@ -2,6 +2,8 @@
 
 #include <bit>
 
+#include "engine/media/read/AvPointers.h"
+
 extern "C" {
 #include <libavutil/frame.h>
 #include <libavutil/pixdesc.h>
@@ -46,7 +48,8 @@ PlaneKind KindOf(const AVPixFmtDescriptor& format, int id) {
 void SetSiting(const AVFrame& picture, PlaneView* view) {
   const bool jpegFormat =
       picture.format == AV_PIX_FMT_YUVJ420P || picture.format == AV_PIX_FMT_YUVJ422P;
-  switch (picture.chroma_location) {
+  const int location = TagNumber(picture.chroma_location);
+  switch (location) {
     case AVCHROMA_LOC_CENTER:
     case AVCHROMA_LOC_TOP:
     case AVCHROMA_LOC_BOTTOM:
@@ -58,8 +61,7 @@ void SetSiting(const AVFrame& picture, PlaneView* view) {
     default:
       view->siting = ChromaSiting::kLeft;
   }
-  view->chromaOnTopLine = picture.chroma_location == AVCHROMA_LOC_TOPLEFT ||
-                          picture.chroma_location == AVCHROMA_LOC_TOP;
+  view->chromaOnTopLine = location == AVCHROMA_LOC_TOPLEFT || location == AVCHROMA_LOC_TOP;
 }
 
 }  // namespace

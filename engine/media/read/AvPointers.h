@@ -1,6 +1,7 @@
-// Owning pointers to FFmpeg's objects.
+// Owning pointers to FFmpeg's objects, and safe ways to their fields.
 #pragma once
 
+#include <cstring>
 #include <memory>
 #include <new>
 
@@ -31,5 +32,19 @@ AvPtr<T> HoldAv(T* raw) {
 
 inline AvPtr<AVFrame> NewFrame() { return HoldAv(av_frame_alloc()); }
 inline AvPtr<AVPacket> NewPacket() { return HoldAv(av_packet_alloc()); }
+
+// A tag as a number: a damaged file may carry one that is no value of its enumeration, which must not
+// be read as one.
+template <typename Tag>
+int TagNumber(const Tag& tag) {
+  static_assert(sizeof(Tag) == sizeof(int));
+  int number = 0;
+  std::memcpy(&number, &tag, sizeof(number));
+  return number;
+}
+template <typename Tag>
+void CopyTag(const Tag& from, Tag* to) {
+  std::memcpy(to, &from, sizeof(from));
+}
 
 }  // namespace kiv

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <memory>
 #include <vector>
 
@@ -170,6 +171,17 @@ TEST(PictureConverter, UntaggedPicturesTakeTheMatrixOfTheirSize) {
     EXPECT_NEAR(want.g, got[1], 0.6) << size.width << 'x' << size.height;
     EXPECT_NEAR(want.r, got[2], 0.6) << size.width << 'x' << size.height;
   }
+}
+
+// The undefined-behaviour sanitizer refuses an enumeration that holds any other number.
+TEST(PictureConverter, TagsThatNothingDefinesCountAsNone) {
+  const auto untagged = MakePicture(AV_PIX_FMT_YUV420P, 32, 16, {81, 90, 240});
+  const auto damaged = MakePicture(AV_PIX_FMT_YUV420P, 32, 16, {81, 90, 240});
+  const int undefined = 77;
+  std::memcpy(&damaged->chroma_location, &undefined, sizeof(undefined));
+  std::memcpy(&damaged->colorspace, &undefined, sizeof(undefined));
+  std::memcpy(&damaged->color_range, &undefined, sizeof(undefined));
+  EXPECT_EQ(Convert(*untagged, 32, 16), Convert(*damaged, 32, 16));
 }
 
 // Every width from 1 on meets another tail; luma detail must come through pixel by pixel.
