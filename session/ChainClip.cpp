@@ -316,7 +316,7 @@ std::vector<int64_t> ChainClip::TimesOf(KivRange range) const {
 
 void ChainClip::Seek(int32_t frame) {
   position_ = frame;
-  const RollIn way = RollInTo(std::min(frame, lastBeforeHeld_), playback_, shown_);
+  const PreRoll way = PreRollTo(std::min(frame, lastBeforeHeld_), playback_, shown_);
   HRESULT hr = render_->Seek(way.from, nullptr, static_cast<int32_t>(KivSeekMode::kReadOnward));
   for (const int32_t steps : {way.there, way.back}) {
     if (Succeeded(hr) && steps != 0) hr = render_->Skip(steps, nullptr);

@@ -24,7 +24,7 @@ bool NeedsInBetweens(const KivRational& speed) {
 
 }  // namespace
 
-RollIn RollInTo(int32_t frame, const Playback& playback, const KivStreamInfo& info) {
+PreRoll PreRollTo(int32_t frame, const Playback& playback, const KivStreamInfo& info) {
   if (!playback.rated && !playback.IsShifted()) return {frame};
   // A seek of the rate node goes by numbers and a step by times: where those have no fixed relation,
   // only the start is common to both.

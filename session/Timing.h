@@ -11,10 +11,10 @@ namespace kiv::session {
 // What a seek shows is not always what playing from the start shows there: generated pictures come
 // with steps only, and steps go by time. Seeking `from` and moving by `there` and then by `back` ends on
 // the very picture.
-struct RollIn {
+struct PreRoll {
   int32_t from = 0, there = 0, back = 0;
 };
-RollIn RollInTo(int32_t frame, const Playback& playback, const KivStreamInfo& info);
+PreRoll PreRollTo(int32_t frame, const Playback& playback, const KivStreamInfo& info);
 
 // Where a generated frame lies: behind `older`, of the frames that the speed node is given, by a part
 // of the way to the next of them.

@@ -19,7 +19,7 @@ namespace {
 constexpr uint32_t kOrderSeed = 1;  // each run takes the same way
 
 // A picture's size and pixels as one number. Two that differ get the same one in 2^64 cases once.
-size_t PrintOf(const KivComPtr<IKivFrame>& frame) {
+size_t FingerprintOf(const KivComPtr<IKivFrame>& frame) {
   const auto straight = Straight(frame);
   const KivSize size = SizeOf(*straight);
   const size_t bytes = PictureBytesOf(size);
@@ -70,7 +70,7 @@ class Verification {
   std::unique_ptr<Composite> clip_;
   KivRange range_;
   int64_t pulled_ = 0;
-  std::vector<size_t> prints_;
+  std::vector<size_t> fingerprints_;
   std::vector<int32_t> backward_, random_;
   int64_t lost_ = 0;
 };
@@ -85,14 +85,15 @@ void Verification::OpenAnew() {
 }
 
 size_t Verification::Pull() {
-  const size_t print = PrintOf(clip_->Pull());
+  const size_t fingerprint = FingerprintOf(clip_->Pull());
   ++pulled_;
   Tick();
-  return print;
+  return fingerprint;
 }
 
 void Verification::Compare(int32_t frame, std::vector<int32_t>* differing) {
-  if (Pull() != prints_[static_cast<size_t>(frame - range_.start)]) differing->push_back(frame);
+  if (Pull() != fingerprints_[static_cast<size_t>(frame - range_.start)])
+    differing->push_back(frame);
 }
 
 // The way of a player: from the clip's beginning, and to the first frame of a stretch by a step.
@@ -102,7 +103,7 @@ void Verification::PlayForward() {
   if (range_.start > 1) clip_->Seek(range_.start - 1);
   for (int32_t frame = range_.start; frame <= range_.end; ++frame) {
     if (frame > 0) clip_->Advance();
-    prints_.push_back(Pull());
+    fingerprints_.push_back(Pull());
   }
 }
 

@@ -5,16 +5,14 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cerrno>
 #include <chrono>
-#include <cstdio>
 #include <filesystem>
 #include <system_error>
 #include <thread>
 #include <utility>
 
-#include "engine/base/WriteSignals.h"
+#include "engine/base/WholeFile.h"
 
 namespace kiv {
 
@@ -32,7 +30,6 @@ class Descriptor {
   Descriptor& operator=(const Descriptor&) = delete;
 
   int number() const { return number_; }
-  bool Close() { return ::close(std::exchange(number_, -1)) == 0; }
 
  private:
   int number_;
@@ -53,37 +50,11 @@ FileResult ReadAll(int file, size_t limit, std::string* text) {
   return FileResult::kDone;
 }
 
-bool WriteAll(int file, const std::string& text) {
-  const WriteSignals signals;
-  for (size_t done = 0; done < text.size();) {
-    const ssize_t count = ::write(file, text.data() + done, text.size() - done);
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0) {
-      signals.Drop(errno);
-      return false;
-    }
-    done += static_cast<size_t>(count);
-  }
-  return true;
-}
-
 std::error_code MakeFoldersAbove(const std::string& path) {
   const std::filesystem::path folder = std::filesystem::path(path).parent_path();
   std::error_code error;
   if (!folder.empty()) std::filesystem::create_directories(folder, error);
   return error;
-}
-
-// A name of its own for each writer: two of them must not write into one file.
-std::string TemporaryName(const std::string& path) {
-  static std::atomic<uint32_t> counter{0};
-  return path + ".tmp." + std::to_string(::getpid()) + "." + std::to_string(counter++);
-}
-
-bool WriteNewFile(const std::string& path, const std::string& text) {
-  Descriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
-  if (file.number() < 0) return false;
-  return WriteAll(file.number(), text) && ::fsync(file.number()) == 0 && file.Close();
 }
 
 }  // namespace
@@ -113,13 +84,12 @@ FileResult ReplaceTextFile(const std::string& path, const std::string& text) {
   const std::string target = error ? path : resolved.string();
   if (!error && !std::filesystem::is_regular_file(resolved, error)) return FileResult::kNotAFile;
   MakeFoldersAbove(target);
-  const std::string temporary = TemporaryName(target);
-  if (WriteNewFile(temporary, text) && std::rename(temporary.c_str(), target.c_str()) == 0) {
-    return FileResult::kDone;
-  }
-  const int why = errno;
-  ::unlink(temporary.c_str());
-  errno = why;
+  WholeFile file;
+  int failure = file.Open(target);
+  if (failure == 0) failure = file.Write(text.data(), text.size());
+  if (failure == 0) failure = file.Commit(Durability::kSynced);
+  if (failure == 0) return FileResult::kDone;
+  errno = failure;
   return FileResult::kFailed;
 }
 

@@ -138,7 +138,7 @@ WriteError PicturesWriter::WriteFile(const AVPacket& packet) {
   WriterFile file(setup_.cancelled);
   auto error = file.Open(HiddenName(packet.pts));
   if (!error) error = file.Write(packet.data, static_cast<size_t>(packet.size));
-  if (!error) error = file.Commit();
+  if (!error) error = file.Commit(Durability::kFast);
   if (!error) return std::nullopt;
   // The hidden name means nothing to the user; the reason after it does.
   const size_t reason = error->rfind("': ");

@@ -161,12 +161,12 @@ void ExpectPlays(const Timing& timing, int32_t pullEvery) {
     }
   }
   // In 9 frames of any speed, steps have taken over from what the seek found.
-  constexpr int32_t kRollIn = 9;
+  constexpr int32_t kPreRoll = 9;
   std::mt19937 random(7);
   std::uniform_int_distribution<int32_t> any(0, total - 1);
   for (int i = 0; i < 12; ++i) {
-    const int32_t frame = std::min(any(random) + kRollIn, total - 1);
-    const int32_t start = std::max(frame - kRollIn, 0);
+    const int32_t frame = std::min(any(random) + kPreRoll, total - 1);
+    const int32_t start = std::max(frame - kPreRoll, 0);
     chain.Seek(start);
     chain.Skip(frame - start);
     chain.Expect();

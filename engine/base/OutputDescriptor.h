@@ -14,13 +14,13 @@
 
 namespace kiv {
 
-class WriterDescriptor {
+class OutputDescriptor {
  public:
   // Without a flag every wait is the system's own.
-  explicit WriterDescriptor(const std::atomic<bool>* cancelled) : cancelled_(cancelled) {}
-  ~WriterDescriptor() { Close(); }
-  WriterDescriptor(const WriterDescriptor&) = delete;
-  WriterDescriptor& operator=(const WriterDescriptor&) = delete;
+  explicit OutputDescriptor(const std::atomic<bool>* cancelled) : cancelled_(cancelled) {}
+  ~OutputDescriptor() { Close(); }
+  OutputDescriptor(const OutputDescriptor&) = delete;
+  OutputDescriptor& operator=(const OutputDescriptor&) = delete;
 
   // EEXIST when there is such a file.
   int OpenNewFile(const std::string& path);
@@ -29,6 +29,8 @@ class WriterDescriptor {
   int OpenStandardOutput();
   int Write(const void* bytes, size_t count);
   int64_t Seek(int64_t offset, int whence);
+  // To the disk, as far as the system can say so.
+  int Sync();
   int Close();
 
  private:

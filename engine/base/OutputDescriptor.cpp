@@ -1,4 +1,4 @@
-#include "engine/write/WriterDescriptor.h"
+#include "engine/base/OutputDescriptor.h"
 
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -26,12 +26,12 @@ constexpr int kStreamFlags = O_WRONLY | O_NOCTTY | O_CLOEXEC;
 
 }  // namespace
 
-int WriterDescriptor::OpenNewFile(const std::string& path) {
+int OutputDescriptor::OpenNewFile(const std::string& path) {
   descriptor_ = open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, kFileMode);
   return descriptor_ < 0 ? errno : 0;
 }
 
-int WriterDescriptor::OpenStream(const std::string& path, bool isNamedPipe) {
+int OutputDescriptor::OpenStream(const std::string& path, bool isNamedPipe) {
   const bool waits = cancelled_ == nullptr;
   manner_ = waits ? Manner::kPlain : Manner::kOwn;
   while (!IsCancelled()) {
@@ -45,7 +45,7 @@ int WriterDescriptor::OpenStream(const std::string& path, bool isNamedPipe) {
   return EINTR;
 }
 
-int WriterDescriptor::OpenStandardOutput() {
+int OutputDescriptor::OpenStandardOutput() {
   struct stat status {};
   if (fstat(STDOUT_FILENO, &status) != 0) return errno;
   descriptor_ = STDOUT_FILENO;
@@ -55,7 +55,7 @@ int WriterDescriptor::OpenStandardOutput() {
 
 // O_NONBLOCK belongs to the open file, which other processes may have too. Opened once more, it is
 // another open file of the same pipe or terminal.
-WriterDescriptor::Manner WriterDescriptor::MannerOfStandardOutput(uint32_t mode) {
+OutputDescriptor::Manner OutputDescriptor::MannerOfStandardOutput(uint32_t mode) {
   if (S_ISSOCK(mode)) return Manner::kSocket;
   if (!S_ISFIFO(mode) && !S_ISCHR(mode)) return Manner::kPlain;
   const std::string itself = fmt::format("/proc/self/fd/{}", STDOUT_FILENO);
@@ -65,12 +65,12 @@ WriterDescriptor::Manner WriterDescriptor::MannerOfStandardOutput(uint32_t mode)
   return Manner::kOwn;
 }
 
-bool WriterDescriptor::WaitForRoom() const {
+bool OutputDescriptor::WaitForRoom() const {
   pollfd room{descriptor_, POLLOUT, 0};
   return poll(&room, 1, kPatienceMs) > 0;
 }
 
-int64_t WriterDescriptor::WriteSome(const uint8_t* next, size_t count) {
+int64_t OutputDescriptor::WriteSome(const uint8_t* next, size_t count) {
   switch (manner_) {
     case Manner::kSocket:
       return send(descriptor_, next, count, MSG_DONTWAIT | MSG_NOSIGNAL);
@@ -84,7 +84,7 @@ int64_t WriterDescriptor::WriteSome(const uint8_t* next, size_t count) {
   }
 }
 
-int WriterDescriptor::WriteAll(const uint8_t* next, size_t count) {
+int OutputDescriptor::WriteAll(const uint8_t* next, size_t count) {
   while (count > 0) {
     if (IsCancelled()) return EINTR;
     const int64_t written = WriteSome(next, count);
@@ -102,18 +102,20 @@ int WriterDescriptor::WriteAll(const uint8_t* next, size_t count) {
   return 0;
 }
 
-int WriterDescriptor::Write(const void* bytes, size_t count) {
+int OutputDescriptor::Write(const void* bytes, size_t count) {
   const WriteSignals signals;
   const int error = WriteAll(static_cast<const uint8_t*>(bytes), count);
   signals.Drop(error);
   return error;
 }
 
-int64_t WriterDescriptor::Seek(int64_t offset, int whence) {
+int64_t OutputDescriptor::Seek(int64_t offset, int whence) {
   return lseek(descriptor_, offset, whence);
 }
 
-int WriterDescriptor::Close() {
+int OutputDescriptor::Sync() { return fsync(descriptor_) == 0 ? 0 : errno; }
+
+int OutputDescriptor::Close() {
   const int descriptor = std::exchange(descriptor_, -1);
   if (descriptor < 0 || descriptor == STDOUT_FILENO) return 0;
   return close(descriptor) == 0 ? 0 : errno;
