@@ -83,7 +83,7 @@ HRESULT FrameIndex::Prepare(const IndexReading& reading) {
     table_.SettleInDecodingOrder();
   } else {
     table_.Settle(PacketTable::Extent::kComplete);
-    if (!HasSoundOrder(table_)) SettleByOutputLocked(path);
+    if (!HasSoundOrderLocked(table_)) SettleByOutputLocked(path);
   }
   if (table_.FrameCount() == 0) return E_UNSUPPORTED;
   FindRateLocked();
@@ -92,7 +92,7 @@ HRESULT FrameIndex::Prepare(const IndexReading& reading) {
 
 // A program that knows nothing of a stream's order gives its packets stamps as they come. Where the
 // decoder makes another order, stamps that only rise say nothing of it.
-bool FrameIndex::HasSoundOrder(const PacketTable& table) const {
+bool FrameIndex::HasSoundOrderLocked(const PacketTable& table) const {
   return table.HasSoundStamps(longestStep_) && table.IsReordered() >= reordered_;
 }
 
@@ -107,7 +107,7 @@ bool FrameIndex::SettleListedLocked(const IndexReading& reading) {
   if (!input_ || rate_.numerator <= 0 || table_.PacketsWithoutStamp() > 0) return false;
   PacketTable trial = table_;
   trial.Settle(PacketTable::Extent::kMoreFollow);
-  if (trial.FrameCount() == 0 || !HasSoundOrder(trial)) return false;
+  if (trial.FrameCount() == 0 || !HasSoundOrderLocked(trial)) return false;
   constantRate_ = grid_.Fits(trial.Stamps(0), 0, trial.StampOf(0), rate_);
   if (!constantRate_) return false;
   table_ = std::move(trial);

@@ -91,7 +91,7 @@ class KIV_ENGINE_API FrameIndex {
   HRESULT Prepare(const IndexReading& reading);
   HRESULT ReadAllLocked(const IndexReading& reading) KIV_REQUIRES(lock_);
   bool ReadPacketsLocked(int32_t count) KIV_REQUIRES(lock_);
-  bool HasSoundOrder(const PacketTable& table) const;
+  bool HasSoundOrderLocked(const PacketTable& table) const KIV_REQUIRES(lock_);
   bool SettleListedLocked(const IndexReading& reading) KIV_REQUIRES(lock_);
   HRESULT SettleAllLocked() KIV_REQUIRES(lock_);
   void SettleByOutputLocked(const std::string& path) KIV_REQUIRES(lock_);
