@@ -31,6 +31,7 @@ install(TARGETS kiv_tween LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 
 # The component's interfaces and the engine's entry headers for hosts.
 set(KIV_PUBLIC_HEADERS
+  kiv/base/FrameTime.h kiv/base/Mutex.h kiv/base/ThreadAnnotations.h
   kiv/chain/CommandIds.h kiv/chain/IKivRender.h kiv/chain/IKivSourceBase.h kiv/chain/NodeTypes.h
   kiv/component/EntryPoints.h kiv/component/IKivVideoStreamProcess.h
   kiv/keyframes/IKivKeyFrameParam.h
