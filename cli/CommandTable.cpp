@@ -1,3 +1,5 @@
+#include <unistd.h>
+
 #include <filesystem>
 
 #include "cli/Commands.h"
@@ -6,6 +8,12 @@
 
 namespace cli {
 namespace {
+
+void RefuseTerminal(const Options& options) {
+  if (options.output != "-" || isatty(STDOUT_FILENO) == 0) return;
+  FailUsage("standard output is a terminal, which cannot show {}: lead it into a file or a program",
+            options.form == OutputForm::kPicture ? "a picture" : "raw video");
+}
 
 void CompleteRender(Options* options) {
   options->form = FormOf(options->plan);
@@ -17,6 +25,7 @@ void CompleteRender(Options* options) {
         "one frame with --frames N:N",
         options->output);
   }
+  RefuseTerminal(*options);
 }
 
 bool IsPicture(const ExportPlan& plan) {
@@ -28,11 +37,13 @@ bool IsPicture(const ExportPlan& plan) {
 }
 
 void CompletePicture(Options* options) {
+  if (options->output == "-") options->plan.format = "png";
   if (!IsPicture(options->plan)) {
-    FailUsage("the output '{}' is no picture: give a name that ends in .png, without %",
+    FailUsage("the output '{}' is no picture: give a name that ends in .png or .jpg, without %",
               options->output);
   }
   options->form = OutputForm::kPicture;
+  RefuseTerminal(*options);
 }
 
 void CompletePlot(Options* options) {

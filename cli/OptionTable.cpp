@@ -48,13 +48,14 @@ constexpr auto kOptional = Presence::kOptional;
 // What is written, and which frames.
 constexpr OptionRow kOutputs[] = {
     {{"output", "OUTPUT",
-      "a .mp4, .mov, .mkv, .webm or .y4m file, a pattern with %d ending in .png, - or null",
+      "a .mp4, .mov, .mkv, .webm or .y4m file, a pattern with %d ending in .png or .jpg, - or null",
       OptionGroup::kFormat},
      ReadOutput,
      kRenderBit,
      kRequired,
      "-o"},
-    {{"output", "FILE.png", "the picture to write", OptionGroup::kFormat},
+    {{"output", "FILE.png", "the picture to write, .png or .jpg, or - for a PNG on standard output",
+      OptionGroup::kFormat},
      ReadOutput,
      kFrameBit | kSheetBit,
      kRequired,

@@ -68,8 +68,9 @@ void ExportRun::OpenOutput(IKivFrame& first) {
       sound_.file, clip_.HasAlpha(),         clip_.TimesOf(range_)};
   written_ = kiv::WrittenSize(plan_, series);
   if (written_ != size_) {
-    Tell(onNote_, "the pictures of {}x{} are written as {}x{}: H.264 has even sides", size_.width,
-         size_.height, written_.width, written_.height);
+    Tell(onNote_, "the pictures of {}x{} are written as {}x{}: {} has even sides", size_.width,
+         size_.height, written_.width, written_.height,
+         plan_.codec == kiv::OutputCodec::kHevc ? "HEVC" : "H.264");
   }
   TellOfSound(plan_, sound_, onNote_);
   std::unique_ptr<kiv::Writer> writer;

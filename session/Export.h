@@ -14,7 +14,8 @@ namespace kiv::session {
 
 // Where frames go, and as what.
 struct ExportPlan {
-  // A file by its ending, a pattern with one %d that ends in .png, "-" (standard output) or "null".
+  // A file by its ending, a pattern with one %d that ends in .png or
+  // .jpg, "-" (standard output) or "null".
   std::string output;
   std::string format;              // empty: by the name's ending
   std::string codec;               // empty: the format's first

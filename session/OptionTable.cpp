@@ -128,12 +128,12 @@ constexpr OptionRow<ExportPlan> kExportOptions[] = {
      Into<&ExportPlan::frames, ReadSpan, ExportPlan>},
 
     {{"format", "NAME",
-      "mp4, mov, mkv, webm, png, y4m, y4m444, bgra or null, whatever the name's "
+      "mp4, mov, mkv, webm, png, jpg, y4m, y4m444, bgra or null, whatever the name's "
       "ending",
       Group::kFormat},
      Into<&ExportPlan::format, ReadText, ExportPlan>},
-    {{"codec", "NAME", "h264, vp9, ffv1 or png (both lossless), or prores", Group::kFormat,
-      "Kivclip.codec"},
+    {{"codec", "NAME", "h264, hevc, av1, vp9, prores, or ffv1 or png (both lossless)",
+      Group::kFormat, "Kivclip.codec"},
      Into<&ExportPlan::codec, ReadText, ExportPlan>},
     {{"quality", "N", "0 (smallest file) to 100 (best picture), 70 if not given", Group::kFormat,
       "Kivclip.quality"},

@@ -7,9 +7,9 @@
 // temporary name in the same directory, and a writer that goes away unfinished removes it. Pipes
 // and devices are written to directly.
 //
-// Colours: H.264, VP9 and YUV4MPEG2 hold limited-range YUV, BT.709 from 720 lines or 1280 columns
-// on, else BT.601, and say so in their tags where the format has any. What is transparent becomes
-// black there; PNG, FFV1 and raw BGRA keep the alpha channel. Pictures with alpha keep it in mov
+// Colours: H.264, HEVC, AV1, VP9 and YUV4MPEG2 hold limited-range YUV, BT.709 from 720 lines or 1280
+// columns on, else BT.601, and say so in their tags where the format has any; JPEG holds full-range
+// BT.601, as readers expect of it. What is transparent becomes black there; PNG, FFV1 and raw BGRA keep the alpha channel. Pictures with alpha keep it in mov
 // (ProRes 4444, unless another codec is asked for) and in webm (VP9 with its alpha layer), as straight
 // alpha.
 #pragma once
@@ -30,7 +30,7 @@ namespace kiv {
 using WriteError = std::optional<std::string>;
 
 enum class OutputKind { kDiscard, kEncoded, kPicture, kPictures, kYuv4Mpeg, kRawBgra };
-enum class OutputCodec { kNone, kH264, kVp9, kFfv1, kProRes, kPng };
+enum class OutputCodec { kNone, kH264, kHevc, kAv1, kVp9, kFfv1, kProRes, kPng, kJpeg };
 enum class ChromaSampling { k420, k444 };
 
 constexpr int32_t kQualityUnset = -1;

@@ -21,6 +21,29 @@ void SetH264Options(AVCodecContext* context, int32_t setting) {
   av_opt_set(context->priv_data, "preset", "fast", 0);
 }
 
+void SetHevcOptions(AVCodecContext* context, int32_t setting) {
+  void* own = context->priv_data;
+  av_opt_set(own, "crf", std::to_string(setting).c_str(), 0);
+  av_opt_set(own, "preset", "fast", 0);
+  // It writes its news to standard error past libavutil's log.
+  av_opt_set(own, "x265-params", "log-level=error", 0);
+}
+
+void SetAv1Options(AVCodecContext* context, int32_t setting) {
+  void* own = context->priv_data;
+  av_opt_set(own, "crf", std::to_string(setting).c_str(), 0);
+  av_opt_set_int(own, "cpu-used", 6, 0);
+  av_opt_set_int(own, "row-mt", 1, 0);
+  context->bit_rate = 0;
+}
+
+void SetJpegOptions(AVCodecContext* context, int32_t setting) {
+  context->flags |= AV_CODEC_FLAG_QSCALE;
+  context->global_quality = FF_QP2LAMBDA * setting;
+  context->qmin = 1;
+  context->color_range = AVCOL_RANGE_JPEG;
+}
+
 void SetVp9Options(AVCodecContext* context, int32_t setting) {
   void* own = context->priv_data;
   av_opt_set(own, "crf", std::to_string(setting).c_str(), 0);
@@ -59,6 +82,26 @@ constexpr WriterCodec kCodecs[] = {
      .quality = {40, 10},
      .needsEvenSides = true,
      .setOptions = SetH264Options},
+    // Players of one maker know HEVC in mp4 under this tag only.
+    {.name = "hevc",
+     .id = OutputCodec::kHevc,
+     .encoder = "libx265",
+     .formats = kMp4Bit | kMovBit | kMkvBit,
+     .opaque = AV_PIX_FMT_YUV420P,
+     .withAlpha = AV_PIX_FMT_YUV420P,
+     .quality = {44, 12},
+     .needsEvenSides = true,
+     .mp4Tag = MKTAG('h', 'v', 'c', '1'),
+     .setOptions = SetHevcOptions},
+    // The one AV1 encoder that takes every size and says nothing on its own.
+    {.name = "av1",
+     .id = OutputCodec::kAv1,
+     .encoder = "libaom-av1",
+     .formats = kMp4Bit | kMkvBit | kWebmBit,
+     .opaque = AV_PIX_FMT_YUV420P,
+     .withAlpha = AV_PIX_FMT_YUV420P,
+     .quality = {60, 10},
+     .setOptions = SetAv1Options},
     {.name = "vp9",
      .id = OutputCodec::kVp9,
      .encoder = "libvpx-vp9",
@@ -94,6 +137,14 @@ constexpr WriterCodec kCodecs[] = {
      .withAlpha = AV_PIX_FMT_RGBA,
      .isLossless = true,
      .setOptions = SetNothing},
+    {.name = "jpeg",
+     .id = OutputCodec::kJpeg,
+     .encoder = "mjpeg",
+     .formats = kJpegBit,
+     .opaque = AV_PIX_FMT_YUVJ420P,
+     .withAlpha = AV_PIX_FMT_YUVJ420P,
+     .quality = {12, 1},
+     .setOptions = SetJpegOptions},
 };
 
 }  // namespace

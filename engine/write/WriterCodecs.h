@@ -18,7 +18,7 @@ struct AVCodecContext;
 namespace kiv {
 
 // Output formats that hold encoded pictures.
-constexpr unsigned kMp4Bit = 1, kMovBit = 2, kMkvBit = 4, kWebmBit = 8;
+constexpr unsigned kMp4Bit = 1, kMovBit = 2, kMkvBit = 4, kWebmBit = 8, kJpegBit = 16;
 
 // What 0 and 100 of --quality are on an encoder's own scale.
 struct QualityScale {
@@ -37,6 +37,7 @@ struct WriterCodec {
   bool isLossless = false;
   QualityScale quality{}, qualityWithAlpha{};
   bool needsEvenSides = false;
+  uint32_t mp4Tag = 0;  // in mp4 and mov; 0: the muxer's own choice
   // `setting` is on the encoder's scale; the pixel format is set.
   void (*setOptions)(AVCodecContext* context, int32_t setting);
 

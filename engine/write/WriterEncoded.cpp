@@ -1,7 +1,7 @@
-// H.264, VP9, FFV1, ProRes and PNG in their containers.
+// H.264, HEVC, AV1, VP9, FFV1, ProRes and PNG in their containers.
 //
-// H.264 pictures with an odd side grow by one column or row, repeated from the edge: players handle
-// 4:2:0 more widely than 4:4:4. VP9 and FFV1 hold odd sizes as they are.
+// H.264 and HEVC pictures with an odd side grow by one column or row, repeated from the edge: players handle
+// 4:2:0 more widely than 4:4:4. The others hold odd sizes as they are.
 
 #include <fmt/format.h>
 #include <libyuv/planar_functions.h>
@@ -58,6 +58,7 @@ class EncodedWriter : public Writer {
   WriteError Finish() override;
 
  private:
+  bool IsMp4() const { return setup_.plan.container == "mp4" || setup_.plan.container == "mov"; }
   bool HasAlphaLayer() const { return pixelFormat_ == AV_PIX_FMT_YUVA420P; }
   WriteError OpenEncoder();
   WriteError OpenEncoderWith(int threads);
@@ -128,9 +129,7 @@ WriteError EncodedWriter::Open() {
   if (auto error = AddStream()) return error;
   if (auto error = AddSound()) return Because(*error);
   AVDictionary* options = nullptr;
-  if (setup_.plan.container == "mp4" || setup_.plan.container == "mov") {
-    av_dict_set(&options, "movflags", "+faststart", 0);
-  }
+  if (IsMp4()) av_dict_set(&options, "movflags", "+faststart", 0);
   const int code = avformat_write_header(container_, &options);
   av_dict_free(&options);
   return code < 0 ? Explain(code) : std::nullopt;
@@ -193,6 +192,7 @@ WriteError EncodedWriter::AddStream() {
   if (stream == nullptr) return Because(AvErrorText(AVERROR(ENOMEM)));
   const AVCodecContext* context = encoder_.Context();
   const int code = avcodec_parameters_from_context(stream->codecpar, context);
+  if (IsMp4()) stream->codecpar->codec_tag = codec_.mp4Tag;
   stream->time_base = times_.TimeBase();
   stream->avg_frame_rate = context->framerate;
   stream->r_frame_rate = context->framerate;

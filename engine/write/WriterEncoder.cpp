@@ -75,8 +75,9 @@ AVFrame* WriterEncoder::WritableFrame() {
 
 WriteError WriterEncoder::Encode(int64_t number, const PacketSink& sink) {
   frame_->pts = number;
-  // The encoder decides about key frames and quality itself.
+  // The encoder decides about key frames itself.
   frame_->pict_type = AV_PICTURE_TYPE_NONE;
+  frame_->quality = context_->global_quality;  // what a fixed quantizer is read from
   const int sent = avcodec_send_frame(context_, frame_);
   if (sent < 0) {
     return fmt::format("the encoder {} failed: {}", context_->codec->name, AvErrorText(sent));

@@ -28,7 +28,9 @@ constexpr FormatRow kFormats[] = {
     {"mov", OutputKind::kEncoded, "mov", kMovBit, OutputCodec::kH264, false, OutputCodec::kProRes},
     {"mkv", OutputKind::kEncoded, "matroska", kMkvBit, OutputCodec::kH264, false},
     {"webm", OutputKind::kEncoded, "webm", kWebmBit, OutputCodec::kVp9, false},
-    {"png", OutputKind::kPicture, "", 0, OutputCodec::kNone, false},
+    {"png", OutputKind::kPicture, "", 0, OutputCodec::kNone, true},
+    {"jpg", OutputKind::kPicture, "", kJpegBit, OutputCodec::kJpeg, true},
+    {"jpeg", OutputKind::kPicture, "", kJpegBit, OutputCodec::kJpeg, true},
     {"y4m", OutputKind::kYuv4Mpeg, "", 0, OutputCodec::kNone, true},
     {"y4m444", OutputKind::kYuv4Mpeg, "", 0, OutputCodec::kNone, true},
     {"bgra", OutputKind::kRawBgra, "", 0, OutputCodec::kNone, true},
@@ -80,8 +82,11 @@ WriteError FindFormat(const OutputRequest& request, const FormatRow** row) {
                              NamesOf(kFormats));
   }
   if (request.name == "-" && !(*row)->streams) {
-    return fmt::format("{} cannot be written to standard output: use y4m, y4m444 or bgra",
-                       (*row)->name);
+    return fmt::format(
+        "{} cannot be written to standard output: use y4m, y4m444, bgra or, for one picture, png "
+        "or "
+        "jpg",
+        (*row)->name);
   }
   return std::nullopt;
 }
@@ -113,7 +118,7 @@ WriteError CheckQuality(const OutputRequest& request, OutputCodec codec) {
   return std::nullopt;
 }
 
-// A png name with a percent sign is a pattern, and must then be a good one.
+// A picture's name with a percent sign is a pattern, and must then be a good one.
 WriteError CheckPictureName(OutputPlan* plan) {
   if (plan->kind != OutputKind::kPicture || plan->name.find('%') == std::string::npos) {
     return std::nullopt;

@@ -1,10 +1,13 @@
 // render, frame and sheet on real files: the pictures, the streams, and what is left when it goes wrong.
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <json/json.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <regex>
 #include <set>
@@ -57,6 +60,69 @@ TEST_F(Render, WritesEveryFrameInEveryVideoFormat) {
     ExpectGreys(name, 0, 20, codec.empty() ? 3 : 0);
   }
   EXPECT_EQ(6u, folder_.Names().size());
+}
+
+TEST_F(Render, WritesHevcAndAv1ThatItReadsBackFrameByFrame) {
+  WriteBytes(Path("n.mp4"), ReadBytes(kivtest::MakeClip({.frames = 20})));
+  const struct {
+    const char *name, *codec;
+  } cases[] = {
+      {"x.mp4", "hevc"}, {"x.mkv", "hevc"}, {"x.mp4", "av1"}, {"x.mkv", "av1"}, {"x.webm", "av1"}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(std::string(c.name) + " " + c.codec);
+    const std::string coded = std::string("@") + c.name + " --codec " + c.codec;
+    EXPECT_EQ("", Run("render @n.mp4 -o " + coded).err);
+    const Json::Value info = ParseJson(Run(std::string("info --json @") + c.name).out);
+    EXPECT_EQ(c.codec, info["codec"].asString());
+    EXPECT_EQ(20, info["frames"].asInt());
+    EXPECT_NEAR(0.8, info["duration_s"].asDouble(), 0.001);
+    const std::string raw = Run(std::string("render -o - --format bgra @") + c.name).out;
+    ASSERT_EQ(size_t{20} * 192 * 112 * 4, raw.size());
+    for (int i = 0; i < 20; ++i) {
+      const auto* const picture = reinterpret_cast<const uint8_t*>(raw.data()) + i * 192 * 112 * 4;
+      EXPECT_EQ(i, kivtest::ReadNumber(picture, 192, 112));
+    }
+  }
+  // What players of one maker look for.
+  Run("render @n.mp4 -o @x.mp4 --codec hevc");
+  EXPECT_NE(std::string::npos, ReadBytes(Path("x.mp4")).find("hvc1"));
+}
+
+TEST_F(Render, WritesJpegPicturesOneOrNumbered) {
+  Run("render @clip.mkv -o @p%02d.jpg --frames 9:11 --quality 90");
+  Run("frame @clip.mkv --at 19 -o @q.jpeg");
+  EXPECT_EQ((Names{"clip.mkv", "p09.jpg", "p10.jpg", "p11.jpg", "q.jpeg"}), folder_.Names());
+  ExpectGreys("p09.jpg", 9, 1, 1);
+  ExpectGreys("p11.jpg", 11, 1, 1);
+  ExpectGreys("q.jpeg", 19, 1, 1);
+  EXPECT_EQ("mjpeg", ReadVideo(Path("q.jpeg")).codec);
+}
+
+TEST_F(Render, OnePictureGoesToStandardOutputAsPng) {
+  for (const char* line :
+       {"frame @clip.mkv --at 7 -o -", "render @clip.mkv --frames 7:7 -o - --format png"}) {
+    WriteBytes(Path("x.png"), Run(line).out);
+    ExpectGreys("x.png", 7, 1, 0);
+    EXPECT_EQ("png", ReadVideo(Path("x.png")).codec);
+  }
+  WriteBytes(Path("x.png"), Run("sheet @clip.mkv --frames 0:3 -o -").out);
+  EXPECT_EQ("png", ReadVideo(Path("x.png")).codec);
+}
+
+TEST_F(Render, ATerminalGetsNoPictures) {
+  const int terminal = posix_openpt(O_RDWR | O_NOCTTY);
+  ASSERT_GE(terminal, 0);
+  ASSERT_EQ(0, grantpt(terminal));
+  ASSERT_EQ(0, unlockpt(terminal));
+  const std::string name = ptsname(terminal);
+  for (const auto& [line, says] : {std::pair{"render @clip.mkv -o -", "raw video"},
+                                   {"render @clip.mkv -o - --format bgra", "raw video"},
+                                   {"frame @clip.mkv --at 1 -o -", "a picture"}}) {
+    const ProgramResult result = RunKivclip(folder_, line, name);
+    EXPECT_EQ(2, result.status);
+    EXPECT_NE(std::string::npos, result.err.find(std::string("cannot show ") + says)) << result.err;
+  }
+  close(terminal);
 }
 
 TEST_F(Render, TakesTheSoundAlongOrSaysWhyNot) {

@@ -65,7 +65,8 @@ class VideoReader {
           frame_->width, frame_->height, AV_PIX_FMT_BGRA,
           SWS_POINT | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT, nullptr, nullptr, nullptr);
       const int* matrix = sws_getCoefficients(frame_->colorspace);
-      sws_setColorspaceDetails(scaler_, matrix, 0, matrix, 1, 0, 1 << 16, 1 << 16);
+      const int fullRange = frame_->color_range == AVCOL_RANGE_JPEG ? 1 : 0;
+      sws_setColorspaceDetails(scaler_, matrix, fullRange, matrix, 1, 0, 1 << 16, 1 << 16);
       sws_scale(scaler_, frame_->data, frame_->linesize, 0, frame_->height, rows, stride);
       out->pixels.push_back(std::move(bgra));
     }

@@ -51,6 +51,12 @@ TEST(WrittenVideo, ComesBackWithItsPicturesRateAndTags) {
                {"a.mkv", "ffv1", "ffv1", kOdd, kOdd, {120, 1}, kSquare, kNone},
                {"a.mp4", "vp9", "vp9", kSmall, kSmall, {50, 1}, kSquare, kNone},
                {"a.webm", "", "vp9", kOdd, kOdd, {25, 1}, kSquare, k601},
+               {"a.mp4", "hevc", "hevc", kOdd, kSmall, {30000, 1001}, {16, 11}, k601},
+               {"a.mov", "hevc", "hevc", kHd, kHd, {24, 1}, kSquare, k709},
+               {"a.mkv", "hevc", "hevc", kSmall, kSmall, {50, 1}, kSquare, k601},
+               {"a.mp4", "av1", "av1", kOdd, kOdd, {25, 1}, kSquare, k601},
+               {"a.mkv", "av1", "av1", kSmall, kSmall, {60000, 1001}, kSquare, k601},
+               {"a.webm", "av1", "av1", kOdd, kOdd, {30, 1}, kSquare, k601},
                {"a.y4m", "", "rawvideo", kOdd, kOdd, {30000, 1001}, {16, 11}, kNone}};
   for (const auto& c : cases) {
     SCOPED_TRACE(std::string(c.name) + " " + c.codec);
@@ -280,8 +286,75 @@ TEST(WriterLossless, Ffv1PngAndRawKeepEveryBitAndTheAlpha) {
   EXPECT_EQ(std::string(bgra.begin(), bgra.end()), ReadBytes(folder.Path("a.bgra")));
 }
 
+// A coloured picture with soft transitions, half of it see-through when asked for.
+std::vector<uint8_t> Rainbow(KivSize size, uint8_t alpha = 255) {
+  std::vector<uint8_t> bgra;
+  for (int y = 0; y < size.height; ++y) {
+    for (int x = 0; x < size.width; ++x) {
+      const int right = 255 * x / size.width, down = 255 * y / size.height;
+      for (const int value : {255 - right, down, right}) {
+        bgra.push_back(static_cast<uint8_t>(value));
+      }
+      bgra.push_back(2 * x < size.width ? 255 : alpha);
+    }
+  }
+  return bgra;
+}
+
+// Of the three colours, as seen over black.
+double MeanError(const std::vector<uint8_t>& wanted, const std::vector<uint8_t>& found) {
+  if (wanted.size() != found.size()) return HUGE_VAL;
+  double sum = 0;
+  for (size_t i = 0; i < wanted.size(); ++i) {
+    if (i % 4 != 3) sum += std::abs(wanted[i] * wanted[i | 3] / 255.0 - found[i]);
+  }
+  return sum / (static_cast<double>(wanted.size()) * 3 / 4);
+}
+
+TEST(WrittenColours, AreThePicturesInEveryLossyFormat) {
+  constexpr KivSize kSize{128, 96};
+  const struct {
+    const char *name, *codec;
+    uint8_t alpha;
+  } cases[] = {{"a.mp4", "h264", 255}, {"a.webm", "vp9", 255}, {"a.mp4", "hevc", 255},
+               {"a.mkv", "av1", 255},  {"a.jpg", "", 255},     {"a.jpg", "", 64}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(std::string(c.name) + " " + c.codec);
+    const TestFolder folder;
+    const std::vector<uint8_t> picture = Rainbow(kSize, c.alpha);
+    ASSERT_EQ(std::nullopt, WriteOne(Plan(folder.Path(c.name), c.codec), kSize, picture));
+    const ReadBack back = ReadVideo(folder.Path(c.name));
+    ASSERT_EQ(1u, back.pixels.size());
+    EXPECT_LT(MeanError(picture, back.pixels[0]), 2.5);
+  }
+}
+
+TEST(WrittenPictures, AreAsGoodAsTheQualitySays) {
+  constexpr KivSize kSize{127, 95};
+  std::mt19937 random(5);
+  std::vector<uint8_t> noise;
+  for (int i = 0; i < kSize.width * kSize.height; ++i) {
+    const auto grey = static_cast<uint8_t>(random() % 128);
+    noise.insert(noise.end(), {grey, grey, grey, 255});
+  }
+  double before = HUGE_VAL;
+  for (const int quality : {0, 50, 100}) {
+    const TestFolder folder;
+    kiv::OutputPlan plan;
+    ASSERT_EQ(std::nullopt, kiv::PlanOutput({folder.Path("a.jpg"), "", "", quality}, &plan));
+    ASSERT_EQ(std::nullopt, WriteOne(plan, kSize, noise));
+    const ReadBack back = ReadVideo(plan.name);
+    EXPECT_EQ("mjpeg", back.codec);
+    ASSERT_EQ(1u, back.pixels.size());
+    const double error = MeanError(noise, back.pixels[0]);
+    EXPECT_LT(error, before * 0.9) << quality;
+    before = error;
+  }
+}
+
 TEST(WriterName, AppearsOnlyWhenFinished) {
-  for (const char* name : {"a.mp4", "a.mkv", "a.webm", "a.y4m", "a.bgra", "a.png", "a%d.png"}) {
+  for (const char* name :
+       {"a.mp4", "a.mkv", "a.webm", "a.y4m", "a.bgra", "a.png", "a%d.png", "a.jpg", "a%d.jpg"}) {
     const TestFolder folder;
     std::ofstream(folder.Path(name)) << "old";
     {
@@ -341,8 +414,8 @@ TEST(WriterFails, LeavingThePicturesThatStoodThereBefore) {
 TEST(WriterFull, EveryFileFormatReportsItAndLeavesNothing) {
   rlimit before{};
   getrlimit(RLIMIT_FSIZE, &before);
-  for (const char* name :
-       {"a.mp4", "a.mov", "a.mkv", "a.webm", "a.y4m", "a.bgra", "a.png", "a%d.png"}) {
+  for (const char* name : {"a.mp4", "a.mov", "a.mkv", "a.webm", "a.y4m", "a.bgra", "a.png",
+                           "a%d.png", "a.jpg", "a%d.jpg"}) {
     const TestFolder folder;
     const rlimit small{200, before.rlim_max};
     setrlimit(RLIMIT_FSIZE, &small);

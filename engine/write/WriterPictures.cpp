@@ -1,7 +1,8 @@
-// PNG pictures: one, or a numbered sequence.
+// PNG and JPEG pictures: one, or a numbered sequence.
 
 #include <fmt/format.h>
 #include <libyuv/convert_from_argb.h>
+#include <libyuv/planar_functions.h>
 #include <stdlib.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -11,6 +12,8 @@
 #include <filesystem>
 #include <vector>
 
+#include "engine/write/WriterAlpha.h"
+#include "engine/write/WriterCodecs.h"
 #include "engine/write/WriterEncoder.h"
 #include "engine/write/WriterFile.h"
 #include "engine/write/WriterKinds.h"
@@ -23,12 +26,27 @@ extern "C" {
 namespace kiv {
 namespace {
 
-// Encodes pictures with their alpha; several at a time when `threads` is not 1 (0: one a core).
-class PngEncoder {
+// JPEG has no alpha: what is transparent becomes black.
+void FillJpeg(const uint8_t* bgra, KivSize size, std::vector<uint8_t>* opaque, AVFrame* frame) {
+  const int stride = size.width * kBytesPerPixel;
+  opaque->resize(PictureBytesOf(size));
+  libyuv::ARGBAttenuate(bgra, stride, opaque->data(), stride, size.width, size.height);
+  libyuv::ARGBToJ420(opaque->data(), stride, frame->data[0], frame->linesize[0], frame->data[1],
+                     frame->linesize[1], frame->data[2], frame->linesize[2], size.width,
+                     size.height);
+}
+
+// Several pictures at a time when `threads` is not 1 (0: one a core).
+class PictureEncoder {
  public:
-  WriteError Open(const PictureSeries& series, int threads) {
+  WriteError Open(const WriterSetup& setup, int threads) {
+    const PictureSeries& series = setup.series;
+    const OutputCodec id = setup.plan.codec;
+    const WriterCodec& codec = *FindWriterCodec(id == OutputCodec::kNone ? OutputCodec::kPng : id);
     size_ = series.size;
-    if (auto error = encoder_.Prepare("png", size_, AV_PIX_FMT_RGBA, series)) return error;
+    const AVPixelFormat format = codec.PixelFormat(setup.plan, series);
+    if (auto error = encoder_.Prepare(codec.encoder, size_, format, series)) return error;
+    codec.SetOptions(encoder_.Context(), setup.plan.quality);
     encoder_.Context()->thread_count = threads;
     encoder_.Context()->thread_type = FF_THREAD_FRAME;
     return encoder_.Open();
@@ -37,9 +55,11 @@ class PngEncoder {
   WriteError Encode(const uint8_t* bgra, int64_t number, const WriterEncoder::PacketSink& sink) {
     AVFrame* frame = encoder_.WritableFrame();
     if (frame == nullptr) return std::string("no memory for a picture");
-    // libyuv names the channels from the highest byte of a little-endian word.
-    libyuv::ARGBToABGR(bgra, size_.width * kBytesPerPixel, frame->data[0], frame->linesize[0],
-                       size_.width, size_.height);
+    if (frame->format == AV_PIX_FMT_RGBA) {
+      FillRgba(bgra, size_, frame);
+    } else {
+      FillJpeg(bgra, size_, &opaque_, frame);
+    }
     return encoder_.Encode(number, sink);
   }
 
@@ -48,6 +68,7 @@ class PngEncoder {
  private:
   WriterEncoder encoder_;
   KivSize size_;
+  std::vector<uint8_t> opaque_;
 };
 
 // Holds the first picture only: planning made sure that there is one.
@@ -56,8 +77,8 @@ class PictureWriter : public Writer {
   explicit PictureWriter(const WriterSetup& setup)
       : name_(setup.plan.name), file_(setup.cancelled) {}
 
-  WriteError Open(const PictureSeries& series) {
-    if (auto error = encoder_.Open(series, 1)) return error;
+  WriteError Open(const WriterSetup& setup) {
+    if (auto error = encoder_.Open(setup, 1)) return error;
     return file_.Open(name_);
   }
 
@@ -81,7 +102,7 @@ class PictureWriter : public Writer {
 
   std::string name_;
   WriterFile file_;
-  PngEncoder encoder_;
+  PictureEncoder encoder_;
   bool written_ = false;
 };
 
@@ -111,7 +132,7 @@ class PicturesWriter : public Writer {
   WriteError MoveAll();
 
   WriterSetup setup_;
-  PngEncoder encoder_;
+  PictureEncoder encoder_;
   std::string hidden_;
   int64_t pictures_ = 0;
 };
@@ -126,7 +147,7 @@ std::string PicturesWriter::FinalName(int64_t picture) const {
 }
 
 WriteError PicturesWriter::Open() {
-  if (auto error = encoder_.Open(setup_.series, 0)) return error;
+  if (auto error = encoder_.Open(setup_, 0)) return error;
   const auto folder = std::filesystem::path(FinalName(0)).parent_path();
   std::string name = (folder / ".kivclip-XXXXXX").string();
   if (mkdtemp(name.data()) == nullptr) return CannotWrite(setup_.plan.name, errno);
@@ -172,7 +193,7 @@ WriteError PicturesWriter::MoveAll() {
 
 WriteError OpenPictureWriter(const WriterSetup& setup, std::unique_ptr<Writer>* writer) {
   auto picture = std::make_unique<PictureWriter>(setup);
-  if (auto error = picture->Open(setup.series)) return error;
+  if (auto error = picture->Open(setup)) return error;
   *writer = std::move(picture);
   return std::nullopt;
 }
